@@ -1,0 +1,53 @@
+// Time.  Everything in the program that asks for the time or waits asks one Clock, so that a test can set it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace gravlin {
+
+class Clock {
+ public:
+  virtual ~Clock() = default;
+  // Seconds since 1970-01-01 00:00 UTC.
+  virtual double UnixSeconds() = 0;
+  // Milliseconds of a count that only goes forward; drives timers, sleeps and Ticks.
+  virtual std::int64_t Milliseconds() = 0;
+  // False for a clock that is set by hand: waits are then ended by AdvanceTime (scheduler.h), never by the system.
+  virtual bool RunsByItself() const { return true; }
+};
+
+// The clock in force: the system's unless SetClock gave another.  nullptr goes back to the system's.
+Clock& TheClock();
+void SetClock(Clock* clock);
+
+// Sixtieths of a second since the program started.
+std::int32_t Ticks();
+
+// A point in local time.  New dates hold the present moment.
+class Date {
+ public:
+  Date();
+  // Seconds since 1904-01-01 00:00 local time; setting it moves the date.
+  double TotalSeconds() const { return total_seconds_; }
+  void SetTotalSeconds(double seconds) { total_seconds_ = seconds; }
+  int Year() const;
+  int Month() const;
+  int Day() const;
+  int Hour() const;
+  int Minute() const;
+  int Second() const;
+  // A value beyond 59 carries into the larger unit.
+  void SetMinute(int minute);
+  void SetSecond(int second);
+  // The time of day, as "21:07:03".
+  std::string LongTime() const;
+
+  friend bool operator<(const Date& a, const Date& b) { return a.total_seconds_ < b.total_seconds_; }
+  friend bool operator>(const Date& a, const Date& b) { return b < a; }
+
+ private:
+  double total_seconds_;
+};
+
+}  // namespace gravlin

@@ -1,0 +1,36 @@
+// What timers, sleeps and cooperative threads stand on.  Other rooms use thread.h and timer.h; this is for platform/
+// itself and for tests that set the clock.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+namespace gravlin {
+
+// Calls `action` from the event loop when the Clock has reached `due` milliseconds.  The id ends it early.
+std::uint64_t CallAt(std::int64_t due, std::function<void()> action);
+void CancelCall(std::uint64_t id);
+// Calls `action` from the event loop as soon as it is free.
+void CallSoon(std::function<void()> action);
+// Runs `action` on the main stack: in place on the main thread; inside a cooperative thread the thread waits until
+// the main stack has run it.  Whatever may open a nested event loop goes through here.
+void OnMainStack(const std::function<void()>& action);
+// Runs an event's handler: what it throws is caught, logged and reported, and the program goes on.
+void Dispatch(const char* event, const std::function<void()>& handler);
+// Is told of every exception that an event let through.
+void SetFailureReport(std::function<void(const char* event, const char* what)> report);
+
+// For a clock that is set by hand: calls what has come due since.
+void RunDueCalls();
+// Milliseconds at which the next call is due; -1 if none is.
+std::int64_t NextCallDue();
+// Lets pending events happen, waiting at most that long for the first of them in real time.
+void PumpEvents(int wait_milliseconds);
+// Cooperative threads that have not ended.
+int LiveThreads();
+// Milliseconds of a running slice; 0 makes every yield give way.
+void SetSlice(int milliseconds);
+// Longest time since the last call that the event loop was away, in milliseconds of real time.
+double TakeLongestAbsence();
+
+}  // namespace gravlin

@@ -1,0 +1,104 @@
+// Reading and writing of text and bytes, through buffers of their own.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/folder_item.h"
+
+namespace gravlin {
+
+// A file descriptor that closes itself.
+class FileHandle {
+ public:
+  FileHandle() = default;
+  explicit FileHandle(int descriptor) : descriptor_(descriptor) {}
+  FileHandle(FileHandle&& other) noexcept;
+  FileHandle& operator=(FileHandle&& other) noexcept;
+  ~FileHandle();
+  int Get() const { return descriptor_; }
+  explicit operator bool() const { return descriptor_ >= 0; }
+  // False if the system reports that earlier writes were lost.
+  bool Close();
+
+ private:
+  int descriptor_ = -1;
+};
+
+// Lines end at CR, LF or CR LF.
+class TextInputStream {
+ public:
+  explicit TextInputStream(FileHandle file);
+  // The next line without its end.  At the end of the file, what is there; beyond it, empty text.
+  std::string ReadLine();
+  // As ReadLine, into a string that keeps its storage from line to line.
+  void ReadLine(std::string& line);
+  std::string ReadAll();
+  // True when every byte has been read.
+  bool EndOfFile();
+  // Position in bytes of the next unread byte.
+  std::int64_t PositionB() const;
+  void SetPositionB(std::int64_t position);
+  void Close();
+
+ private:
+  bool Fill();
+  FileHandle file_;
+  std::string buffer_;
+  std::size_t next_ = 0;          // index of the next unread byte of buffer_
+  std::int64_t buffer_start_ = 0;  // position in the file of buffer_[0]
+};
+
+class TextOutputStream {
+ public:
+  explicit TextOutputStream(FileHandle file) : file_(std::move(file)) {}
+  // False if not every byte was taken.
+  bool Write(std::string_view text);
+  bool Close() { return file_.Close(); }
+
+ private:
+  FileHandle file_;
+};
+
+// A block of bytes of fixed size.
+class MemoryBlock {
+ public:
+  explicit MemoryBlock(std::size_t size) : bytes_(size) {}
+  std::size_t Size() const { return bytes_.size(); }
+  unsigned char* Data() { return bytes_.data(); }
+
+ private:
+  std::vector<unsigned char> bytes_;
+};
+
+// Bytes of a file with 64-bit counts.  The work block gives the size of the stream's buffer.
+class LongBinaryStream {
+ public:
+  // For writing, the file is made or emptied.  A file that cannot be opened throws NilObjectException.
+  LongBinaryStream(const FolderItem& file, bool for_writing, std::size_t work_block = 4096);
+  ~LongBinaryStream();
+  LongBinaryStream(const LongBinaryStream&) = delete;
+  LongBinaryStream& operator=(const LongBinaryStream&) = delete;
+
+  // Up to `size` bytes into `to`; the count read, 0 at the end of the file.
+  std::size_t Read(void* to, std::size_t size);
+  // False once any byte since opening could not be written.
+  bool Write(std::string_view bytes);
+  bool EndOfFile();
+  // Writes what is buffered and closes.  False if any byte was lost; a second call gives the same answer.
+  bool Close();
+
+ private:
+  bool WriteOut(const char* bytes, std::size_t size);
+  FileHandle file_;
+  std::string buffer_;
+  std::size_t next_ = 0;
+  std::size_t work_block_;
+  bool for_writing_;
+  bool failed_ = false;
+};
+
+}  // namespace gravlin
