@@ -30,7 +30,7 @@ void PumpEvents(int wait_milliseconds);
 int LiveThreads();
 // Milliseconds of a running slice; 0 makes every yield give way.
 void SetSlice(int milliseconds);
-// Longest time since the last call that the event loop was away, in milliseconds of real time.
-double TakeLongestAbsence();
+// Ends every cooperative thread, as at the end of the process: its stack is unwound, its work is lost.
+void EndAllThreads();
 
 }  // namespace gravlin

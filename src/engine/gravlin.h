@@ -1,0 +1,223 @@
+// The main window and, at the same time, the download: one object with the wizard's controls, the socket, the timer
+// and the state of a run.  Its methods stand in the rooms of their subjects: the session, articles, queue and timer in
+// engine/, assembly in decode/, the hand-off to repair in postprocess/, the form in ui/.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "engine/parts_on_disk.h"
+#include "engine/wizard_controls.h"
+#include "nzb/import_window.h"
+#include "platform/clock.h"
+#include "platform/folder_item.h"
+#include "platform/ssl_socket.h"
+#include "platform/timer.h"
+#include "platform/window.h"
+#include "store/database.h"
+
+namespace gravlin {
+
+// The columns of the hidden table `List`: one row for each file of the NZB; the tag column holds the row's `ID`.
+struct ListColumn {
+  static constexpr int kFilename = 0, kDone = 1, kTotalParts = 2, kPartsPresent = 3, kErrors = 4;
+  static constexpr int kMessage = 5, kGroups = 6, kID = Listbox::kTagColumn;
+};
+
+// What the thread of one assembly works on.  A copy, because the window's own fields go on to the next file when the
+// user starts a run while a file that was complete at launch is still being assembled.
+struct AssemblyJob {
+  std::string TheFilename, TheExt;
+  std::int32_t LargestPartNo = 0;
+  std::int32_t DownloaderFilesID = 0;
+};
+
+class Gravlin : public Window, public WizardControls, public ImportWindow {
+ public:
+  Gravlin();
+  ~Gravlin() override;
+
+  // --- Session (engine/session.cpp, engine/session_replies.cpp) ---
+  void LogOn();
+  // Reads the one server row into the fields below and into the form.
+  void LoadServer();
+  // Tries the group at iGroups for the current file; without one left, goes on without a group.
+  void InitGroup();
+  void GroupSelected();
+  // The user's Stop: signs off.
+  void StopScanning();
+  // Ends the session at once.
+  void Stop();
+  // Drops the connection and starts over from "connect", on the same file.
+  void Reconnect();
+  void ClearNewsBuffer();
+  void News_DataAvailable();
+  void News_Error();
+
+  // --- Articles and part files (engine/articles.cpp) ---
+  void GetNextArticle();
+  void GetArticle();
+  void GotArticle();
+  // Stores the reply as a part file, untouched but for the dot-stuffing of yEnc articles.
+  void SaveAndDecodePart();
+  void RecordError(std::string_view code);
+
+  // --- Queue and run control (engine/queue.cpp, engine/launch.cpp) ---
+  void pbStart_Action();
+  void GetNextFile();
+  void LoadFiles() override;
+  void InitNZBFile();
+  void Finish();
+  void LoadSettings();
+  // Finds or makes the Parts and the Downloads folder; false if one has no reference.
+  bool CheckFolders();
+  void SaveSize();
+  void OpenDownloadsFolder();
+  bool List_CompareRows(int row1, int row2, int column, int& result);
+
+  // --- Driver timer (engine/driver_timer.cpp) ---
+  void TheTimer_Action();
+  void SetDeadline();
+  void UpdateTime();
+  void UpdateBar1();
+
+  // --- Assembly and decoding (decode/assembly.cpp) ---
+  void StartConcat();
+  void Assemble(const AssemblyJob& job);
+  void Decode(const AssemblyJob& job);
+
+  // --- Hand-off to repair (postprocess/hand_off.cpp) ---
+  void StartPar();
+
+  // --- Diagnostics log (engine/diagnostics.cpp) ---
+  void WriteDebug(std::string_view label, std::string_view text);
+  void StartDebugMode();
+
+  // --- The form and the quick server test (ui/wizard_form.cpp, ui/server_test.cpp) ---
+  // Binds every control's event to its handler; called once, when the window is made.
+  void WireControls();
+  void SaveServerSettings();
+  void pbTest_Action();
+  void ConnectTest();
+  void NewsTest_DataAvailable();
+  void WriteResponse(std::string_view text);
+  void pbSelect_Action();
+  void pbSelect_DropObject(const DragItem& dropped);
+
+  // --- What an import asks of the window that started it (engine/import_side.cpp) ---
+  FolderItem NZBFile() const override { return fNZB; }
+  void BeginImport() override;
+  void ShowImportProgress(int percent) override;
+  void ImportDone(std::string_view nzb_name, double total_bytes) override;
+
+  SSLSocket News;
+  SSLSocket NewsTest;
+  Timer TheTimer;
+  std::unique_ptr<Database> db;  // the window's own connection, for reading
+
+  // Session.
+  std::string State;  // literal of the exchange, such as "sent article"; empty before the first log-on
+  std::string TheServerURL, TheServerUsername, TheServerPassword;
+  std::int32_t TheServerPort = 0;
+  std::int32_t TheSSLSetting = 999;  // 999 is plain TCP
+  std::vector<std::string> Groups;   // of the current file
+  std::int32_t iGroups = 0;
+  bool Reconecting = false;  // until the next GetNextFile, which then stays on the same file
+  std::string StateTest;     // of the quick test, on NewsTest
+
+  // The current article and file.
+  std::vector<std::string> Article;  // entries of NZBFiles.Parts
+  std::int32_t ArticleIndex = -1;
+  std::int32_t PartNo = 0;
+  std::int32_t TheBytes = 0;
+  std::string MessageID, TheFilename, TheExt, PartFileName;
+  std::int32_t TotalParts = 0;
+  std::int32_t LargestPartNo = 0;  // never lowered when the next file comes
+  std::int32_t DownloaderFilesID = 0;
+  std::string ArticleBody;  // the whole raw reply; empty again after saving
+
+  // The queue and the counters of the run.
+  std::vector<std::int32_t> Files;
+  std::int32_t FilesIndex = -1;
+  bool FirstStartDone = false;
+  std::int32_t ExpectedParts = 0;
+  std::int32_t PartsDone = 0;
+  std::int32_t OverallStartTick = 0, SessionStartTick = 0, StartTick = 0;
+  double SessionBytes = 0, CurrentBytes = 0, BytesLeft = 0, mb = 0;
+  std::int32_t TotalErrors = 0;
+  std::int32_t Throughput = 0, Peak = 0;  // kilobits per second
+  std::string ParFilename, RarFilename;
+  FolderItem fNZB, fParts, fDownloads, fTemp, DebugFile;
+
+  // The driver timer's dates.
+  Date LastResponse, Now, Deadline;
+
+  // Assembly.
+  std::string Encoding, RealFilename;
+  double TotalDecodeBytes = 0;
+  bool FileCreated = false;
+  bool ThreadFlag = false;  // assembly and decoding of a file have ended; the next tick takes it
+  bool Assembling = false, Decoding = false;
+  bool ConcatRunning = false;  // a grvConcat has not ended
+
+  // Opening.
+  bool FirstRun = false;
+  bool DoneLoading = false;
+  bool TextLoading = false;  // tested by the form's handlers, set by nothing
+
+ protected:
+  void Event_Open() override;
+  void Event_Close() override;
+  void Event_Resized() override;
+
+ private:
+  friend class EngineStep;
+  // Makes the file at FilesIndex the current one and starts on it; false if it is to be passed over.
+  bool LoadNextFile();
+  bool ReplyIsWhole() const;
+  void Send(std::string_view command);
+  void LoggedOn(std::string_view log_label);
+  void RefuseLogOn(std::string_view log_label, std::string_view log_prefix);
+  void AnswerConnect(std::string_view code);
+  void AnswerGroup(std::string_view code);
+  void AnswerArticle(std::string_view code);
+  bool SavePart();
+  void FailPart(std::string_view why);
+  void CountPart(std::size_t bytes);
+  std::string PartName(std::int32_t number) const;
+  bool WantsArticle(const FolderItem& part);
+  int SelectRowOf(std::string_view filename);
+  void AddFileRow(const RecordSet& row);
+  std::string ScanPartsFolder();
+  void NoteRestOfLine(std::string_view consumed);
+  void DropRestOfLine();
+
+  PartsOnDisk parts_on_disk_;  // of the current file
+  int engine_depth_ = 0;       // engine steps that are under way, one inside the other
+  bool data_waiting_ = false;  // data came during an engine step
+  bool logged_on_ = false;     // the log-on of this connection is through
+  int next_file_requests_ = 0;
+  bool walking_queue_ = false;
+  char rest_of_line_ = 0;  // what is still to come of a line that was consumed in part; see DropRestOfLine
+};
+
+namespace Code {
+std::int32_t SSLStringToCode(std::string_view text);
+std::string SSLCodeToString(std::int32_t code);
+}  // namespace Code
+
+namespace Usenet {
+// Whether a reply that ends in these bytes (its last five at most) is whole: a dot alone on its line, ended by CR LF,
+// LF or CR (RFC 3977, section 3.1.1).
+bool EndOfResponse(std::string_view tail);
+}  // namespace Usenet
+
+// Shows the window "Connect Error" with a reason; defined with that window, in ui/.
+void ShowServerConnectionError(std::string_view reason);
+// Starts the automatic check for a message of the vendor; defined with the message window, in ui/.
+void CheckForMessage();
+
+}  // namespace gravlin

@@ -1,0 +1,28 @@
+// What the import thread asks of the window that started it.
+#pragma once
+
+#include <string_view>
+
+#include "platform/folder_item.h"
+
+namespace gravlin {
+
+class ImportWindow {
+ public:
+  virtual ~ImportWindow() = default;
+  // The NZB file to read.
+  virtual FolderItem NZBFile() const = 0;
+  // The bar goes to 0 and is shown.
+  virtual void BeginImport() = 0;
+  // Percent of the file's bytes that have been read, a whole number.
+  virtual void ShowImportProgress(int percent) = 0;
+  // The import is committed: sets BytesLeft, hides the bar, loads the files, tells the user, and turns to the tab of
+  // the download.
+  virtual void ImportDone(std::string_view nzb_name, double total_bytes) = 0;
+  virtual void LoadFiles() = 0;
+};
+
+// Shows the window of the file types; defined with it, in ui/.
+void ShowFileTypesWindow();
+
+}  // namespace gravlin
