@@ -1,0 +1,224 @@
+#include "platform/folder_item.h"
+
+#include <dirent.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <pwd.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "platform/desktop.h"
+#include "platform/failures.h"
+#include "platform/files.h"
+#include "platform/streams.h"
+
+namespace gravlin {
+namespace {
+
+constexpr std::string_view kVolume = "System";
+constexpr std::size_t kLongestName = 255;
+
+bool IsName(std::string_view name) {
+  return !name.empty() && name != "." && name != ".." && name.size() <= kLongestName &&
+         name.find('/') == std::string_view::npos && name.find('\0') == std::string_view::npos;
+}
+
+std::string Join(const std::string& folder, std::string_view name) {
+  std::string path = folder == "/" ? std::string() : folder;
+  path += '/';
+  path += name;
+  return path;
+}
+
+// ":" and "/" change places between a native name and its part in the colon form.
+std::string SwapSeparators(std::string_view text) {
+  std::string result(text);
+  for (char& c : result) {
+    if (c == ':' || c == '/') c = c == ':' ? '/' : ':';
+  }
+  return result;
+}
+
+bool MakeFolder(const std::string& path, unsigned mode) {
+  struct stat about {};
+  if (mkdir(path.c_str(), mode) == 0) return true;
+  if (errno == ENOENT) {
+    const std::size_t slash = path.rfind('/');
+    if (slash == 0 || slash == std::string::npos || !MakeFolder(path.substr(0, slash), mode)) {
+      return false;
+    }
+    if (mkdir(path.c_str(), mode) == 0) return true;
+  }
+  return stat(path.c_str(), &about) == 0 && S_ISDIR(about.st_mode);
+}
+
+FolderItem home_override;
+FolderItem programs_override;
+
+}  // namespace
+
+FolderItem FolderItem::FromPath(std::string_view path) {
+  if (!path.starts_with('/') || path.find('\0') != std::string_view::npos) return {};
+  std::string clean;
+  for (const char c : path) {
+    if (c != '/' || !clean.ends_with('/')) clean += c;
+  }
+  if (clean.size() > 1 && clean.ends_with('/')) clean.pop_back();
+  return FolderItem(std::move(clean));
+}
+
+FolderItem FolderItem::FromAbsolutePath(std::string_view path) {
+  const std::size_t volume = path.find(':');
+  if (volume == std::string_view::npos || volume == 0) return {};
+  path.remove_prefix(volume + 1);
+  if (path.ends_with(':')) path.remove_suffix(1);
+  FolderItem item(std::string("/"));
+  while (!path.empty()) {
+    const std::size_t end = std::min(path.find(':'), path.size());
+    const std::string name = SwapSeparators(path.substr(0, end));
+    if (!IsName(name)) return {};
+    item = item.Child(name);
+    path.remove_prefix(std::min(end + 1, path.size()));
+  }
+  return item;
+}
+
+const std::string& FolderItem::NativePath() const {
+  if (path_.empty()) throw NilObjectException();
+  return path_;
+}
+
+FolderItem FolderItem::Child(std::string_view name) const {
+  const std::string& folder = NativePath();
+  return IsName(name) ? FolderItem(Join(folder, name)) : FolderItem();
+}
+
+FolderItem FolderItem::Parent() const {
+  const std::string& path = NativePath();
+  if (path == "/") return {};
+  const std::size_t slash = path.rfind('/');
+  return FolderItem(slash == 0 ? "/" : path.substr(0, slash));
+}
+
+std::string FolderItem::Name() const {
+  const std::string& path = NativePath();
+  return path == "/" ? std::string(kVolume) : path.substr(path.rfind('/') + 1);
+}
+
+std::string FolderItem::DisplayName() const { return Name(); }
+
+std::string FolderItem::AbsolutePath() const {
+  const std::string& path = NativePath();
+  std::string result(kVolume);
+  if (path == "/") return result + ":";
+  result += SwapSeparators(path);
+  if (IsFolder()) result += ':';
+  return result;
+}
+
+bool FolderItem::Exists() const {
+  struct stat about {};
+  // A link that leads nowhere is there as well: nothing can be made in its place.
+  return lstat(NativePath().c_str(), &about) == 0;
+}
+
+bool FolderItem::IsFolder() const {
+  struct stat about {};
+  return stat(NativePath().c_str(), &about) == 0 && S_ISDIR(about.st_mode);
+}
+
+std::int64_t FolderItem::Length() const {
+  struct stat about {};
+  if (stat(NativePath().c_str(), &about) != 0 || S_ISDIR(about.st_mode)) return 0;
+  return about.st_size;
+}
+
+std::vector<std::string> FolderItem::ChildNames() const {
+  std::vector<std::string> names;
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(NativePath().c_str()), closedir);
+  if (!folder) return names;
+  while (const dirent* entry = readdir(folder.get())) {
+    if (IsName(entry->d_name)) names.emplace_back(entry->d_name);
+  }
+  return names;
+}
+
+bool FolderItem::CreateAsFolder(unsigned mode) { return MakeFolder(NativePath(), mode); }
+
+bool FolderItem::CreatePrivateFile() const {
+  return static_cast<bool>(files::OpenForWriting(NativePath(), O_CREAT | O_EXCL, 0600));
+}
+
+bool FolderItem::Delete() const { return remove(NativePath().c_str()) == 0; }
+
+bool FolderItem::SetName(std::string_view name) {
+  if (name == Name()) return Exists();
+  FolderItem target = Parent();
+  if (!target.IsNil()) target = target.Child(name);
+  if (target.IsNil() || !files::RenameToFree(path_, target.path_)) return false;
+  path_ = target.path_;
+  return true;
+}
+
+bool FolderItem::MoveTo(const FolderItem& folder, std::string_view name) {
+  const FolderItem target = folder.Child(name.empty() ? Name() : std::string(name));
+  if (target.IsNil()) return false;
+  if (target == *this) return Exists();
+  if (!files::RenameToFree(path_, target.path_)) {
+    if (errno != EXDEV || !files::CopyToFree(path_, folder.path_, target.path_)) return false;
+  }
+  path_ = target.path_;
+  return true;
+}
+
+bool FolderItem::Flush() const {
+  FileHandle file(open(NativePath().c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+  return file && fsync(file.Get()) == 0;
+}
+
+std::unique_ptr<TextInputStream> FolderItem::OpenAsTextFile() const {
+  FileHandle file = files::OpenForReading(NativePath());
+  return file ? std::make_unique<TextInputStream>(std::move(file)) : nullptr;
+}
+
+std::unique_ptr<TextOutputStream> FolderItem::CreateTextFile() const {
+  FileHandle file = files::OpenForWriting(NativePath(), O_CREAT | O_TRUNC);
+  return file ? std::make_unique<TextOutputStream>(std::move(file)) : nullptr;
+}
+
+std::unique_ptr<TextOutputStream> FolderItem::AppendToTextFile() const {
+  FileHandle file = files::OpenForWriting(NativePath(), O_CREAT | O_APPEND);
+  return file ? std::make_unique<TextOutputStream>(std::move(file)) : nullptr;
+}
+
+void FolderItem::Launch() const {
+  NativePath();
+  TheDesktop().Launch(*this);
+}
+
+FolderItem SpecialFolder::ApplicationData() {
+  if (!home_override.IsNil()) return home_override;
+  // A relative path in the variable is to be ignored, as the base directory rules say.
+  if (const char* data = getenv("XDG_DATA_HOME"); data && data[0] == '/') {
+    return FolderItem::FromPath(data);
+  }
+  const char* home = getenv("HOME");
+  if (!home || home[0] != '/') {
+    const passwd* user = getpwuid(getuid());
+    home = user ? user->pw_dir : nullptr;
+  }
+  return home ? FolderItem::FromPath(std::string(home) + "/.local/share") : FolderItem();
+}
+
+FolderItem SpecialFolder::Applications() {
+  return programs_override.IsNil() ? FolderItem::FromPath("/usr/bin") : programs_override;
+}
+
+void SpecialFolder::SetApplicationData(const FolderItem& folder) { home_override = folder; }
+void SpecialFolder::SetApplications(const FolderItem& folder) { programs_override = folder; }
+
+}  // namespace gravlin

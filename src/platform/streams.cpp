@@ -1,0 +1,178 @@
+#include "platform/streams.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "platform/failures.h"
+#include "platform/files.h"
+
+namespace gravlin {
+namespace {
+
+constexpr std::size_t kTextBuffer = 256 * 1024;
+// A line end is sought in pieces of this size, so that a text without line feeds is not run through
+// to the end of the buffer for each of its carriage returns.
+constexpr std::size_t kLineWindow = 512;
+
+// Index of the first CR or LF, the view's size if there is none.
+std::size_t FindLineEnd(std::string_view text) {
+  for (std::size_t from = 0; from < text.size(); from += kLineWindow) {
+    std::string_view window = text.substr(from, kLineWindow);
+    const std::size_t line_feed = window.find('\n');
+    window = window.substr(0, line_feed);
+    const std::size_t found = std::min(window.find('\r'), line_feed);
+    if (found != std::string_view::npos) return from + found;
+  }
+  return text.size();
+}
+
+}  // namespace
+
+FileHandle::FileHandle(FileHandle&& other) noexcept
+    : descriptor_(std::exchange(other.descriptor_, -1)) {}
+
+FileHandle& FileHandle::operator=(FileHandle&& other) noexcept {
+  if (this != &other) {
+    Close();
+    descriptor_ = std::exchange(other.descriptor_, -1);
+  }
+  return *this;
+}
+
+FileHandle::~FileHandle() { Close(); }
+
+bool FileHandle::Close() {
+  const int descriptor = std::exchange(descriptor_, -1);
+  // The system frees the descriptor even when it is interrupted, so that is no failure and is not
+  // tried again.
+  return descriptor < 0 || close(descriptor) == 0 || errno == EINTR;
+}
+
+TextInputStream::TextInputStream(FileHandle file) : file_(std::move(file)) {}
+
+bool TextInputStream::Fill() {
+  if (!file_) return false;
+  buffer_start_ += static_cast<std::int64_t>(buffer_.size());
+  buffer_.resize(kTextBuffer);
+  next_ = 0;
+  buffer_.resize(files::ReadSome(file_.Get(), buffer_.data(), buffer_.size()));
+  return !buffer_.empty();
+}
+
+std::string TextInputStream::ReadLine() {
+  std::string line;
+  ReadLine(line);
+  return line;
+}
+
+void TextInputStream::ReadLine(std::string& line) {
+  line.clear();
+  while (!EndOfFile()) {
+    const std::string_view rest = std::string_view(buffer_).substr(next_);
+    const std::size_t length = FindLineEnd(rest);
+    line.append(rest, 0, length);
+    next_ += length;
+    if (length == rest.size()) continue;
+    const bool carriage_return = buffer_[next_++] == '\r';
+    if (carriage_return && !EndOfFile() && buffer_[next_] == '\n') ++next_;
+    return;
+  }
+}
+
+std::string TextInputStream::ReadAll() {
+  std::string text;
+  while (!EndOfFile()) {
+    text.append(buffer_, next_);
+    next_ = buffer_.size();
+  }
+  return text;
+}
+
+bool TextInputStream::EndOfFile() { return next_ == buffer_.size() && !Fill(); }
+
+std::int64_t TextInputStream::PositionB() const {
+  return buffer_start_ + static_cast<std::int64_t>(next_);
+}
+
+void TextInputStream::SetPositionB(std::int64_t position) {
+  position = std::max<std::int64_t>(position, 0);
+  if (!file_ || lseek(file_.Get(), position, SEEK_SET) < 0) return;
+  buffer_.clear();
+  next_ = 0;
+  buffer_start_ = position;
+}
+
+void TextInputStream::Close() {
+  file_.Close();
+  buffer_start_ = PositionB();
+  buffer_.clear();
+  next_ = 0;
+}
+
+bool TextOutputStream::Write(std::string_view text) {
+  return file_ && files::WriteAll(file_.Get(), text.data(), text.size());
+}
+
+LongBinaryStream::LongBinaryStream(const FolderItem& file, bool for_writing, std::size_t work_block)
+    : file_(for_writing ? files::OpenForWriting(file.NativePath(), O_CREAT | O_TRUNC)
+                        : files::OpenForReading(file.NativePath())),
+      work_block_(std::max<std::size_t>(work_block, 1)),
+      for_writing_(for_writing) {
+  if (!file_) throw NilObjectException();
+}
+
+LongBinaryStream::~LongBinaryStream() { Close(); }
+
+std::size_t LongBinaryStream::Read(void* to, std::size_t size) {
+  std::size_t done = 0;
+  while (done < size && !EndOfFile()) {
+    const std::size_t count = std::min(size - done, buffer_.size() - next_);
+    std::memcpy(static_cast<char*>(to) + done, buffer_.data() + next_, count);
+    next_ += count;
+    done += count;
+  }
+  return done;
+}
+
+bool LongBinaryStream::Write(std::string_view bytes) {
+  if (!for_writing_ || !file_) return false;
+  if (buffer_.size() + bytes.size() >= work_block_) {
+    if (!buffer_.empty()) WriteOut(buffer_.data(), buffer_.size());
+    buffer_.clear();
+    if (bytes.size() >= work_block_) return WriteOut(bytes.data(), bytes.size());
+  }
+  buffer_.append(bytes);
+  return !failed_;
+}
+
+bool LongBinaryStream::EndOfFile() {
+  if (next_ < buffer_.size()) return false;
+  if (for_writing_ || !file_) return true;
+  buffer_.resize(work_block_);
+  next_ = 0;
+  bool lost = false;
+  buffer_.resize(files::ReadSome(file_.Get(), buffer_.data(), buffer_.size(), &lost));
+  failed_ = failed_ || lost;
+  return buffer_.empty();
+}
+
+bool LongBinaryStream::WriteOut(const char* bytes, std::size_t size) {
+  // Bytes behind a gap would pass for the lost ones.
+  if (!failed_ && !files::WriteAll(file_.Get(), bytes, size)) failed_ = true;
+  return !failed_;
+}
+
+bool LongBinaryStream::Close() {
+  if (for_writing_ && !buffer_.empty()) WriteOut(buffer_.data(), buffer_.size());
+  buffer_.clear();
+  next_ = 0;
+  if (!file_.Close()) failed_ = true;
+  return !failed_;
+}
+
+}  // namespace gravlin
