@@ -1,0 +1,108 @@
+#include "support/certificates.h"
+
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/ssl.h>
+#include <openssl/x509v3.h>
+
+#include <fstream>
+#include <stdexcept>
+
+namespace gravlin::testing {
+namespace {
+
+template <auto Free>
+struct Freer {
+  template <class T>
+  void operator()(T* made) const {
+    Free(made);
+  }
+};
+using Key = std::unique_ptr<EVP_PKEY, Freer<EVP_PKEY_free>>;
+using Certificate = std::unique_ptr<X509, Freer<X509_free>>;
+using Extension = std::unique_ptr<X509_EXTENSION, Freer<X509_EXTENSION_free>>;
+using Memory = std::unique_ptr<BIO, Freer<BIO_free_all>>;
+
+void Must(bool done, const char* step) {
+  if (!done) throw std::runtime_error(std::string("certificate: ") + step);
+}
+
+constexpr long kDay = 24 * 60 * 60;
+
+struct Terms {
+  const char* name;
+  const char* alternatives;  // nullptr for an authority
+  long from, until;          // seconds from now
+};
+
+void AddExtension(X509* certificate, X509* issuer, int kind, const char* value) {
+  X509V3_CTX context;
+  X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
+  Extension extension(X509V3_EXT_conf_nid(nullptr, &context, kind, value));
+  Must(extension && X509_add_ext(certificate, extension.get(), -1) == 1, "extension");
+}
+
+Certificate Issue(const Terms& terms, EVP_PKEY* key, X509* issuer, EVP_PKEY* issuer_key) {
+  static long serial = 1000;
+  Certificate made(X509_new());
+  X509_set_version(made.get(), X509_VERSION_3);
+  ASN1_INTEGER_set(X509_get_serialNumber(made.get()), ++serial);
+  X509_gmtime_adj(X509_getm_notBefore(made.get()), terms.from);
+  X509_gmtime_adj(X509_getm_notAfter(made.get()), terms.until);
+  X509_set_pubkey(made.get(), key);
+  X509_NAME* name = X509_get_subject_name(made.get());
+  X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8,
+                             reinterpret_cast<const unsigned char*>(terms.name), -1, -1, 0);
+  X509* from = issuer ? issuer : made.get();
+  X509_set_issuer_name(made.get(), X509_get_subject_name(from));
+  AddExtension(made.get(), from, NID_subject_key_identifier, "hash");
+  if (terms.alternatives) {
+    AddExtension(made.get(), from, NID_basic_constraints, "critical,CA:FALSE");
+    AddExtension(made.get(), from, NID_subject_alt_name, terms.alternatives);
+    AddExtension(made.get(), from, NID_ext_key_usage, "serverAuth");
+  } else {
+    AddExtension(made.get(), from, NID_basic_constraints, "critical,CA:TRUE");
+    AddExtension(made.get(), from, NID_key_usage, "critical,keyCertSign,cRLSign");
+  }
+  Must(X509_sign(made.get(), issuer_key, EVP_sha256()) > 0, "signature");
+  return made;
+}
+
+std::string Pem(X509* certificate) {
+  Memory memory(BIO_new(BIO_s_mem()));
+  Must(PEM_write_bio_X509(memory.get(), certificate) == 1, "PEM");
+  char* text = nullptr;
+  const long size = BIO_get_mem_data(memory.get(), &text);
+  return {text, static_cast<std::size_t>(size)};
+}
+
+}  // namespace
+
+Certificates::Certificates(Identity identity) {
+  const Terms authority_terms{"Gravlin test authority", nullptr, -kDay, 30 * kDay};
+  Key authority_key(EVP_EC_gen("P-256"));
+  Certificate authority = Issue(authority_terms, authority_key.get(), nullptr, authority_key.get());
+  authority_pem_ = Pem(authority.get());
+  if (identity == Identity::kUnknownIssuer) {
+    authority_key.reset(EVP_EC_gen("P-256"));
+    authority = Issue({"Another authority", nullptr, -kDay, 30 * kDay}, authority_key.get(),
+                      nullptr, authority_key.get());
+  }
+  Terms terms{"localhost", "DNS:localhost,IP:127.0.0.1", -2 * kDay, 30 * kDay};
+  if (identity == Identity::kExpired) terms.until = -kDay;
+  if (identity == Identity::kWrongHost) terms.alternatives = "DNS:elsewhere.example";
+  Key key(EVP_EC_gen("P-256"));
+  Certificate certificate = Issue(terms, key.get(), authority.get(), authority_key.get());
+
+  context_.reset(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
+  SSL_CTX_set_min_proto_version(context_.get(), TLS1_2_VERSION);
+  Must(SSL_CTX_use_certificate(context_.get(), certificate.get()) == 1 &&
+           SSL_CTX_use_PrivateKey(context_.get(), key.get()) == 1,
+       "server context");
+}
+
+void Certificates::WriteAuthority(const std::filesystem::path& file) const {
+  std::ofstream(file, std::ios::binary) << authority_pem_;
+}
+
+}  // namespace gravlin::testing

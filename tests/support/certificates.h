@@ -1,0 +1,34 @@
+// A certificate authority and a server certificate for localhost, made anew for each run.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+struct ssl_ctx_st;
+
+namespace gravlin::testing {
+
+enum class Identity {
+  kGood,           // localhost and 127.0.0.1, issued by the authority that is handed out
+  kExpired,        // ran out yesterday
+  kWrongHost,      // issued for another host
+  kUnknownIssuer,  // issued by an authority other than the one handed out
+};
+
+class Certificates {
+ public:
+  explicit Certificates(Identity identity = Identity::kGood);
+
+  // The authority's certificate, for clients to trust.
+  const std::string& AuthorityPem() const { return authority_pem_; }
+  void WriteAuthority(const std::filesystem::path& file) const;
+  // What a server needs: TLS 1.2 or newer, the certificate and its key.
+  ssl_ctx_st* ServerContext() const { return context_.get(); }
+
+ private:
+  std::string authority_pem_;
+  std::shared_ptr<ssl_ctx_st> context_;
+};
+
+}  // namespace gravlin::testing

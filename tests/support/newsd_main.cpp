@@ -1,0 +1,167 @@
+// gravlin-newsd: the loopback news server with a posted set, for the demonstration, benchmarks and
+// work by hand.
+#include <signal.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "support/news_server.h"
+#include "support/posted_set.h"
+
+namespace gravlin::testing {
+namespace {
+
+constexpr const char* kUsage =
+    R"(usage: gravlin-newsd --set FOLDER [option]...
+Posts a set of files on a news server on 127.0.0.1 until it is ended (SIGTERM, or Ctrl-C).
+The folder receives set.nzb, SHA256SUMS and, with --tls, ca.pem.
+  --files N --parts N --bytes N   N yEnc files of N parts of N bytes instead of the demonstration's set
+  --post FOLDER                   the files of a folder instead, in parts of --bytes
+  --seed N                        other contents
+  --refuse FILE:PART              that article has expired (may be given again)
+  --damage FILE:PART              that article arrives with a wrong byte (may be given again)
+  --tls                           TLS, with a certificate made for this run
+  --user NAME --pass WORD         asks for a log-on
+  --port N                        the port; any free one by default
+  --port-file FILE                receives the port once the server listens
+  --delay MS                      waits before each answer
+  --rate BYTES                    sends that many bytes a second on each connection
+  --fast                          makes all articles beforehand
+  --request-log FILE              one request a line
+)";
+
+struct Arguments {
+  std::map<std::string, std::string> values;
+  std::vector<std::string> refused, damaged;
+
+  bool Has(const std::string& name) const { return values.contains(name); }
+  std::string Text(const std::string& name) const {
+    const auto found = values.find(name);
+    return found == values.end() ? std::string() : found->second;
+  }
+  double Number(const std::string& name, double otherwise) const {
+    return Has(name) ? std::stod(Text(name)) : otherwise;
+  }
+};
+
+Arguments Parse(int argc, char** argv) {
+  static const std::map<std::string, bool> known = {
+      {"set", true},       {"files", true},      {"parts", true},  {"bytes", true}, {"post", true},
+      {"seed", true},      {"refuse", true},     {"damage", true}, {"tls", false},  {"user", true},
+      {"pass", true},      {"port", true},       {"delay", true},  {"rate", true},  {"fast", false},
+      {"port-file", true}, {"request-log", true}};
+  Arguments arguments;
+  for (int i = 1; i < argc; ++i) {
+    const std::string word = argv[i];
+    const std::string name = word.starts_with("--") ? word.substr(2) : std::string();
+    const auto option = known.find(name);
+    if (option == known.end()) throw std::runtime_error("unknown option " + word);
+    if (option->second && i + 1 == argc) throw std::runtime_error(word + " needs a value");
+    const std::string value = option->second ? argv[++i] : "";
+    if (name == "refuse") arguments.refused.push_back(value);
+    if (name == "damage") arguments.damaged.push_back(value);
+    arguments.values[name] = value;
+  }
+  if (!arguments.Has("set")) throw std::runtime_error("--set is missing");
+  return arguments;
+}
+
+PostedSet MakeSet(const Arguments& arguments) {
+  const auto bytes = static_cast<std::int64_t>(arguments.Number("bytes", 700'000));
+  PostedSet set(static_cast<std::uint64_t>(arguments.Number("seed", 1)));
+  if (arguments.Has("post")) {
+    std::map<std::string, std::filesystem::path> in_order;
+    for (const auto& entry : std::filesystem::directory_iterator(arguments.Text("post"))) {
+      if (entry.is_regular_file()) in_order[entry.path().filename().string()] = entry.path();
+    }
+    for (const auto& [name, path] : in_order) set.AddFile(path, bytes);
+    return set;
+  }
+  if (!arguments.Has("files") && !arguments.Has("parts")) return DemoSet();
+  const auto parts = static_cast<std::int64_t>(arguments.Number("parts", 10));
+  for (int i = 1; i <= static_cast<int>(arguments.Number("files", 1)); ++i) {
+    set.Add("file" + std::to_string(10000 + i).substr(1) + ".mkv", parts * bytes, bytes);
+  }
+  return set;
+}
+
+std::string IdOf(const PostedSet& set, const std::string& file_and_part) {
+  const auto colon = file_and_part.rfind(':');
+  const std::string name = file_and_part.substr(0, colon);
+  for (const PostedFile& file : set.Files()) {
+    if (file.name == name && colon != std::string::npos) {
+      return file.ids.at(std::stoul(file_and_part.substr(colon + 1)) - 1);
+    }
+  }
+  throw std::runtime_error("no such file and part: " + file_and_part);
+}
+
+void Serve(const Arguments& arguments) {
+  const std::filesystem::path folder = arguments.Text("set");
+  std::filesystem::create_directories(folder);
+  const PostedSet set = MakeSet(arguments);
+
+  NewsServer::Options options;
+  options.port = static_cast<int>(arguments.Number("port", 0));
+  options.tls = arguments.Has("tls");
+  options.user = arguments.Text("user");
+  options.password = arguments.Text("pass");
+  options.delay_milliseconds = static_cast<int>(arguments.Number("delay", 0));
+  options.bytes_per_second = arguments.Number("rate", 0);
+  options.request_log = arguments.Text("request-log");
+  NewsServer server(options);
+  server.SetSource([&set](std::string_view id) { return set.Article(id); });
+  if (arguments.Has("fast")) {
+    for (const PostedFile& file : set.Files()) {
+      for (const std::string& id : file.ids) server.Add(id, *set.Article(id));
+    }
+  }
+  for (const auto& item : arguments.refused) {
+    server.On("ARTICLE <" + IdOf(set, item) + ">", Answer("430 No such article"));
+  }
+  for (const auto& item : arguments.damaged) {
+    server.On("ARTICLE <" + IdOf(set, item) + ">",
+              [](Reply reply) { return FlipByteAt(reply.bytes.size() / 2)(std::move(reply)); });
+  }
+
+  set.WriteNzb(folder / "set.nzb");
+  std::ofstream(folder / "SHA256SUMS", std::ios::binary) << set.Sums();
+  if (options.tls) server.WriteAuthority(folder / "ca.pem");
+  std::printf("posted %zu files, %lld bytes; listening on 127.0.0.1:%d%s\n", set.Files().size(),
+              static_cast<long long>(set.Bytes()), server.Port(), options.tls ? " (TLS)" : "");
+  std::fflush(stdout);
+  if (arguments.Has("port-file")) {  // complete as soon as it is there
+    const std::filesystem::path file = arguments.Text("port-file");
+    std::ofstream(file.string() + ".new") << server.Port() << "\n";
+    std::filesystem::rename(file.string() + ".new", file);
+  }
+  sigset_t ends;
+  sigemptyset(&ends);
+  sigaddset(&ends, SIGTERM);
+  sigaddset(&ends, SIGINT);
+  int signal = 0;
+  sigwait(&ends, &signal);
+}
+
+}  // namespace
+}  // namespace gravlin::testing
+
+int main(int argc, char** argv) {
+  sigset_t ends;  // for the server's threads too, so that Serve can wait for them
+  sigemptyset(&ends);
+  sigaddset(&ends, SIGTERM);
+  sigaddset(&ends, SIGINT);
+  pthread_sigmask(SIG_BLOCK, &ends, nullptr);
+  try {
+    gravlin::testing::Serve(gravlin::testing::Parse(argc, argv));
+    return 0;
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "gravlin-newsd: %s\n%s", failure.what(), gravlin::testing::kUsage);
+    return 2;
+  }
+}

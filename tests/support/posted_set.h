@@ -1,0 +1,84 @@
+// Files of pseudo-random bytes as a poster would post them: articles, the NZB that lists them, and
+// their sums.
+//
+// Nothing is kept but seeds: the bytes of a part are made when its article is asked for, so that a
+// set may be larger than the memory.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace gravlin::testing {
+
+enum class Coding { kYenc, kUu, kBase64 };
+
+struct PostedFile {
+  std::string name;       // in its subject
+  std::string body_name;  // in its articles; the name under which the file ends up
+  Coding coding = Coding::kYenc;
+  std::int64_t size = 0;
+  std::int64_t part_size = 0;  // of the original, in one article
+  std::function<std::string(std::int64_t offset, std::int64_t count)> read;
+  std::vector<std::string> ids;  // message id of each part
+
+  std::string Sha256() const;
+};
+
+class PostedSet {
+ public:
+  using Read = std::function<std::string(std::int64_t offset, std::int64_t count)>;
+
+  explicit PostedSet(std::uint64_t seed = 1) : seed_(seed) {}
+
+  // Adds a file of `size` pseudo-random bytes, cut into parts of `part_size`.  A Base64 file is one
+  // part.  UU parts are whole lines of 45 bytes, and no line of a UU file may have 14 bytes: such a
+  // line begins with a dot, and dots that were doubled on the wire stay doubled in UU posts.
+  const PostedFile& Add(std::string_view name, std::int64_t size, std::int64_t part_size,
+                        Coding coding = Coding::kYenc, std::string_view body_name = {});
+  // Adds a file that reads its bytes from elsewhere.
+  const PostedFile& Add(std::string_view name, std::int64_t size, std::int64_t part_size, Read read,
+                        Coding coding = Coding::kYenc, std::string_view body_name = {});
+  // Adds a file of the disk as yEnc.
+  const PostedFile& AddFile(const std::filesystem::path& file, std::int64_t part_size);
+
+  const std::deque<PostedFile>& Files() const { return files_; }
+  std::int64_t Bytes() const;
+
+  // An article as it was posted: headers, blank line, body, without stuffed dots.  Callable from
+  // any thread as long as nothing is added.
+  std::optional<std::string> Article(std::string_view id) const;
+  std::string Nzb() const;
+  void WriteNzb(const std::filesystem::path& file) const;
+  // One line for each file, as sha256sum writes and checks them, with the names that the files end
+  // up under.
+  std::string Sums() const;
+
+ private:
+  struct Place {
+    std::size_t file, part;
+  };
+  std::uint64_t seed_;
+  std::deque<PostedFile> files_;
+  std::unordered_map<std::string, Place> places_;
+};
+
+// The set of the demonstration: large and small yEnc files, UU in parts, Base64, and a name that
+// only the body tells.
+PostedSet DemoSet();
+
+// `count` bytes at `offset` of an endless pseudo-random file.
+std::string RandomBytes(std::uint64_t seed, std::int64_t offset, std::int64_t count);
+std::uint32_t Crc32(std::string_view bytes);
+// Encoded lines with CR LF.
+std::string YencLines(std::string_view bytes);
+std::string UuLines(std::string_view bytes);
+std::string Base64Lines(std::string_view bytes);
+
+}  // namespace gravlin::testing

@@ -1,0 +1,50 @@
+// The desktop of a test: records what the program asks of it, answers OK, and opens nothing.
+#pragma once
+
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "platform/desktop.h"
+
+namespace gravlin::testing {
+
+class TestDesktop : public Desktop {
+ public:
+  struct Box {
+    std::string text, title;
+    int code;
+  };
+  std::vector<Box> boxes;
+  std::vector<std::string> urls;
+  std::vector<FolderItem> launched;
+  int beeps = 0;
+  std::deque<int> answers;  // to the next boxes; OK when there are no more
+  std::deque<FolderItem>
+      chosen;  // in the next open dialogs; nil (cancelled) when there are no more
+
+  void Clear() { *this = TestDesktop(); }
+
+  int MsgBox(std::string_view text, int code, std::string_view title) override {
+    boxes.push_back({std::string(text), std::string(title), code});
+    return Next(answers, 1);
+  }
+  FolderItem GetOpenFolderItem(std::string_view) override { return Next(chosen, FolderItem()); }
+  void ShowURL(std::string_view url) override { urls.emplace_back(url); }
+  void Launch(const FolderItem& item) override { launched.push_back(item); }
+  void Beep() override { ++beeps; }
+
+ private:
+  template <class T>
+  static T Next(std::deque<T>& queue, T otherwise) {
+    if (queue.empty()) return otherwise;
+    T front = queue.front();
+    queue.pop_front();
+    return front;
+  }
+};
+
+// The one that is in force in the whole test program; empty at the start of each test.
+TestDesktop& Asked();
+
+}  // namespace gravlin::testing
