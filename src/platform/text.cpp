@@ -26,33 +26,40 @@ bool SameBytes(const char* a, const char* b, std::size_t count) {
 // Positions are 32-bit; what lies behind them is not seen.
 std::string_view Addressable(std::string_view text) { return text.substr(0, INT_MAX); }
 
-// Index of the first `find` at or behind `from`.  Both cases of the first letter are sought with
-// memchr and kept until they are passed, so that a text without one of them is still read once
-// only.
+// Both cases of a letter are sought in pieces of this size: a text without one of them would
+// otherwise be read to its end for each occurrence of the other.
+constexpr std::ptrdiff_t kWindow = 256;
+
+const char* FindByte(const char* from, const char* end, char c) {
+  const void* hit = std::memchr(from, c, static_cast<std::size_t>(end - from));
+  return hit ? static_cast<const char*>(hit) : end;
+}
+
+// The first letter of that kind, in either case; `end` if there is none.
+const char* FindFolded(const char* from, const char* end, char lower, char upper) {
+  if (lower == upper) return FindByte(from, end, lower);
+  while (from < end) {
+    const char* const piece_end = from + std::min(kWindow, end - from);
+    const char* hit = FindByte(from, piece_end, lower);
+    hit = FindByte(from, hit, upper);
+    if (hit != piece_end) return hit;
+    from = piece_end;
+  }
+  return end;
+}
+
+// Index of the first `find` at or behind `from`.
 std::size_t Find(std::string_view text, std::string_view find, std::size_t from) {
   if (find.empty()) return from <= text.size() ? from : kNone;
   if (text.size() < find.size() || from > text.size() - find.size()) return kNone;
-  const char* const last = text.data() + (text.size() - find.size());
-  const auto seek = [last](const char* at, char c) {
-    const void* hit =
-        at > last ? nullptr : std::memchr(at, c, static_cast<std::size_t>(last - at) + 1);
-    return hit ? static_cast<const char*>(hit) : last + 1;
-  };
+  const char* const end = text.data() + (text.size() - find.size()) + 1;
   const char lower = Lower(find.front());
   const char upper = Upper(find.front());
-  const char* at = text.data() + from;
-  const char* next_lower = seek(at, lower);
-  const char* next_upper = lower == upper ? last + 1 : seek(at, upper);
-  for (;;) {
-    at = std::min(next_lower, next_upper);
-    if (at > last) return kNone;
+  for (const char* at = text.data() + from;; ++at) {
+    at = FindFolded(at, end, lower, upper);
+    if (at == end) return kNone;
     if (SameBytes(at + 1, find.data() + 1, find.size() - 1)) {
       return static_cast<std::size_t>(at - text.data());
-    }
-    if (at == next_lower) {
-      next_lower = seek(at + 1, lower);
-    } else {
-      next_upper = seek(at + 1, upper);
     }
   }
 }
