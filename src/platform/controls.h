@@ -108,6 +108,9 @@ class StaticText : public Control {
   // Several lines with word wrap; off by default for texts lower than two lines.
   void SetMultiline(bool multiline);
   bool TextFits() const override;
+
+ private:
+  std::string text_;
 };
 
 class PushButton : public Control {
@@ -192,6 +195,9 @@ class ProgressBar : public Control {
   int Value() const;
   // Values outside 0 to Maximum are cut to it.
   void SetValue(int value);
+
+ private:
+  int value_ = 0;
 };
 
 class GroupBox : public Control {

@@ -1,0 +1,17 @@
+// Following a text file that a tool is still writing.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/folder_item.h"
+
+namespace gravlin {
+
+// Appends to `lines` what stands in the file from byte `position` on, and moves `position` behind
+// it.  A line that is still being written is taken as it stands, and its rest becomes a line of its
+// own at the next call: progress lines repeat, so that a torn one costs nothing.  False, with
+// nothing changed, if the file cannot be opened.
+bool ReadNewLines(const FolderItem& file, double& position, std::vector<std::string>& lines);
+
+}  // namespace gravlin

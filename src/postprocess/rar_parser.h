@@ -1,0 +1,39 @@
+// What the text that unrar writes means for the window that follows it: one line in, what to show
+// out.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace gravlin {
+
+// What the parser shows.
+class RarView {
+ public:
+  virtual ~RarView() = default;
+  virtual void ShowStatus(std::string_view text) = 0;
+  // The archive's volumes, in the order in which the tool opens them.
+  virtual void AddVolume(std::string_view name) = 0;
+  virtual bool HasFile(std::string_view name) const = 0;
+  virtual void AddFile(std::string_view name) = 0;
+  virtual void ShowComment(std::string_view comment) = 0;
+};
+
+// What is kept from line to line.
+struct RarReading {
+  std::string ParseMode = "start";  // then "look for comments", then "extracting"
+  std::string Delimiter = "/";      // between the folders of a path in the tool's lines
+  std::string RarComment;           // lines of the comment, each followed by a CR
+};
+
+void ReadUnrarLine(std::string_view line, RarReading& reading, RarView& view);
+
+enum class UnrarEnding { kComplete, kErrors, kNoFiles };
+
+// The end of the run, if the very last line says so: an empty line behind it hides it.  Lines must
+// not be empty.
+std::optional<UnrarEnding> FindUnrarEnding(const std::vector<std::string>& lines);
+
+}  // namespace gravlin

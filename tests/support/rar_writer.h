@@ -1,0 +1,32 @@
+// Writes RAR 5 archives for the tests and the demo: stored files, one volume or several, an archive
+// comment, a password.  The layout is that of the published description of the format (RAR 5.0
+// archive format): a signature, then blocks, each a CRC32, a size and fields of variable-length
+// integers.
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace gravlin {
+
+struct RarMember {
+  std::string name;  // path inside the archive, "/" between folders, UTF-8
+  std::string bytes;
+};
+
+struct RarOptions {
+  std::size_t volume_size = 0;  // most bytes of one volume; 0 writes everything into one file
+  std::string comment;          // UTF-8
+  std::string password;  // the members' bytes are encrypted with AES-256; names stay readable
+};
+
+// Writes `base`.rar, or `base`.part1.rar, `base`.part2.rar and so on, into `folder`, over what is
+// there.  The names of the files, in order.  Throws std::runtime_error if one cannot be written or
+// a volume would hold no byte.
+std::vector<std::string> WriteRar(const std::filesystem::path& folder, const std::string& base,
+                                  const std::vector<RarMember>& members,
+                                  const RarOptions& options = {});
+
+}  // namespace gravlin
