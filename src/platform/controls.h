@@ -108,9 +108,6 @@ class StaticText : public Control {
   // Several lines with word wrap; off by default for texts lower than two lines.
   void SetMultiline(bool multiline);
   bool TextFits() const override;
-
- private:
-  std::string text_;
 };
 
 class PushButton : public Control {
@@ -195,9 +192,6 @@ class ProgressBar : public Control {
   int Value() const;
   // Values outside 0 to Maximum are cut to it.
   void SetValue(int value);
-
- private:
-  int value_ = 0;
 };
 
 class GroupBox : public Control {

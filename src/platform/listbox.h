@@ -4,7 +4,6 @@
 
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "platform/controls.h"
@@ -68,6 +67,9 @@ class Listbox : public Control {
 
  private:
   struct Model;
+  struct View;
+  struct TableNative;
+  TableNative& Table() const;
   Model& model_;  // owned by the native side
 };
 

@@ -103,6 +103,7 @@ class Window {
   friend struct WindowNative;
   static Window* FindOpen(const std::type_info& type);
   static void Adopt(std::unique_ptr<Window> window);
+  void RaiseResized();
   std::unique_ptr<WindowNative> native_;
   std::vector<Control*> controls_;
 };

@@ -1,0 +1,234 @@
+#include <QApplication>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QKeyEvent>
+#include <QMimeData>
+#include <QMouseEvent>
+#include <QUrl>
+#include <algorithm>
+
+#include "platform/controls.h"
+#include "platform/look.h"
+#include "platform/native.h"
+
+namespace gravlin {
+
+QString ToCaption(std::string_view text) { return ToQt(text).replace('&', "&&"); }
+std::string FromCaption(const QString& caption) {
+  return FromQt(QString(caption).replace("&&", "&"));
+}
+
+QString ToLines(std::string_view text) {
+  return ToQt(text).replace("\r\n", "\n").replace('\r', '\n');
+}
+
+int KeyCode(int key, Qt::KeyboardModifiers modifiers, const QString& text) {
+  switch (key) {
+    case Qt::Key_Return:
+      return modifiers & Qt::KeypadModifier ? 3 : 13;
+    case Qt::Key_Enter:
+      return 3;
+    case Qt::Key_Escape:
+      return 27;
+    case Qt::Key_Delete:
+      return 127;
+    case Qt::Key_Backspace:
+      return 8;
+    case Qt::Key_Tab:
+      return 9;
+    case Qt::Key_Left:
+      return 28;
+    case Qt::Key_Right:
+      return 29;
+    case Qt::Key_Up:
+      return 30;
+    case Qt::Key_Down:
+      return 31;
+    default:
+      // A command key's text is a control character, which would read as another key.
+      return text.isEmpty() || modifiers & Qt::ControlModifier ? 0 : text.at(0).unicode();
+  }
+}
+
+ControlNative::~ControlNative() {
+  // The control's handlers are gone already.
+  if (widget) widget->blockSignals(true);
+  delete widget;
+}
+
+void ControlNative::Place() {
+  if (widget)
+    widget->setGeometry(bounds.left - page_left, bounds.top - page_top, bounds.width,
+                        bounds.height);
+}
+
+void ControlNative::ShowSoon() {
+  if (std::exchange(show_pending, true) || !widget) return;
+  QMetaObject::invokeMethod(
+      widget,
+      [this] {
+        show_pending = false;
+        ShowNow();
+      },
+      Qt::QueuedConnection);
+}
+
+namespace {
+
+// Hands the mouse, the keys and dropped files of a widget to its control.
+class Tap : public QObject {
+ public:
+  Tap(Control& control, QWidget* widget) : QObject(widget), control_(control) {
+    widget->installEventFilter(this);
+  }
+
+ protected:
+  bool eventFilter(QObject*, QEvent* event) override {
+    switch (event->type()) {
+      case QEvent::MouseButtonPress:
+        return Pressed(*static_cast<QMouseEvent*>(event));
+      case QEvent::MouseButtonRelease:
+        return Released();
+      case QEvent::KeyPress:
+        return KeyPressed(*static_cast<QKeyEvent*>(event));
+      case QEvent::DragEnter:
+      case QEvent::DragMove:
+        return Dragged(*static_cast<QDropEvent*>(event));
+      case QEvent::Drop:
+        return Dropped(*static_cast<QDropEvent*>(event));
+      default:
+        return false;
+    }
+  }
+
+ private:
+  bool Pressed(const QMouseEvent& press) {
+    if (!control_.MouseDown || press.button() != Qt::LeftButton) return false;
+    down_ = Ask("MouseDown", control_.MouseDown, false);
+    return down_;
+  }
+
+  bool Released() {
+    if (!std::exchange(down_, false)) return false;
+    Raise("MouseUp", control_.MouseUp);
+    return true;
+  }
+
+  bool KeyPressed(const QKeyEvent& press) {
+    const int key = KeyCode(press.key(), press.modifiers(), press.text());
+    const std::function<bool(int)>& handler = control_.Native().key_down;
+    return handler && key != 0 && handler(key);
+  }
+
+  static QString FileIn(const QDropEvent& event) {
+    for (const QUrl& url : event.mimeData()->urls())
+      if (url.isLocalFile()) return url.toLocalFile();
+    return {};
+  }
+
+  bool Dragged(QDropEvent& event) {
+    if (!control_.Native().drops || FileIn(event).isEmpty()) return false;
+    event.setDropAction(Qt::CopyAction);
+    event.accept();
+    return true;
+  }
+
+  bool Dropped(QDropEvent& event) {
+    if (!Dragged(event)) return false;
+    const DragItem item{FolderItem::FromPath(FromQt(FileIn(event)))};
+    // The other program waits for the drop to end, so the handler runs behind it.
+    QMetaObject::invokeMethod(
+        this, [this, item] { Raise("DropObject", control_.DropObject, item); },
+        Qt::QueuedConnection);
+    return true;
+  }
+
+  Control& control_;
+  bool down_ = false;
+};
+
+}  // namespace
+
+QWidget* ParentFor(Window& window) {
+  WindowNative& native = window.Native();
+  return native.page ? native.page : native.content;
+}
+
+Control::Control(std::unique_ptr<ControlNative> native, Window& window, std::string_view name,
+                 const Rect& bounds)
+    : native_(std::move(native)), window_(window), name_(name) {
+  window_.controls_.push_back(this);
+  native_->page = window.Native().page;
+  native_->page_left = window.Native().page_left;
+  native_->page_top = window.Native().page_top;
+  QWidget& widget = *native_->widget;
+  widget.setObjectName(ToQt(name));
+  widget.setFont(InterfaceFont());
+  new Tap(*this, &widget);
+  SetBounds(bounds);
+  widget.show();
+}
+
+Control::~Control() { std::erase(window_.controls_, this); }
+
+int Control::Left() const { return native_->bounds.left; }
+int Control::Top() const { return native_->bounds.top; }
+int Control::Width() const { return native_->bounds.width; }
+int Control::Height() const { return native_->bounds.height; }
+Rect Control::Bounds() const { return native_->bounds; }
+
+void Control::SetLeft(int left) { SetBounds({left, Top(), Width(), Height()}); }
+void Control::SetTop(int top) { SetBounds({Left(), top, Width(), Height()}); }
+void Control::SetWidth(int width) { SetBounds({Left(), Top(), width, Height()}); }
+void Control::SetHeight(int height) { SetBounds({Left(), Top(), Width(), height}); }
+
+void Control::SetBounds(const Rect& bounds) {
+  native_->bounds = bounds;
+  native_->Place();
+}
+
+void Control::SetAnchors(const Anchors& anchors) { native_->anchors = anchors; }
+
+bool Control::Visible() const { return native_->visible; }
+
+void Control::SetVisible(bool visible) {
+  if (std::exchange(native_->visible, visible) != visible) native_->widget->setVisible(visible);
+}
+
+bool Control::Enabled() const { return native_->widget->isEnabledTo(native_->widget->window()); }
+void Control::SetEnabled(bool enabled) { native_->widget->setEnabled(enabled); }
+std::string Control::HelpTag() const { return FromQt(native_->widget->toolTip()); }
+
+void Control::SetHelpTag(std::string_view text) {
+  native_->widget->setToolTip(ToQt(text));
+  native_->widget->setAccessibleDescription(ToQt(text));
+}
+
+void Control::SetAccessibleName(std::string_view text) {
+  native_->widget->setAccessibleName(ToQt(text));
+}
+
+void Control::SetTextSize(int size) {
+  native_->widget->setFont(InterfaceFont(size, native_->widget->font().bold()));
+}
+
+void Control::SetBold(bool bold) {
+  QFont font = native_->widget->font();
+  font.setBold(bold);
+  native_->widget->setFont(font);
+}
+
+void Control::SetFocus() { native_->widget->setFocus(Qt::OtherFocusReason); }
+
+bool Control::HasFocus() const {
+  return native_->widget->window()->focusWidget() == native_->widget;
+}
+
+void Control::Refresh() { native_->widget->update(); }
+
+void Control::AcceptFileDrop(std::string_view) {
+  native_->drops = true;
+  native_->widget->setAcceptDrops(true);
+}
+
+}  // namespace gravlin

@@ -1,0 +1,120 @@
+// What the windows and controls keep of the toolkit.  Private to platform/, and to tests that click
+// and type.
+#pragma once
+
+#include <QPointer>
+#include <QString>
+#include <QWidget>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/controls.h"
+#include "platform/scheduler.h"
+#include "platform/window.h"
+
+class QMenuBar;
+class QPushButton;
+
+namespace gravlin {
+
+class MenuBar;
+
+inline QString ToQt(std::string_view text) {
+  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+inline std::string FromQt(const QString& text) { return text.toStdString(); }
+// A caption in which "&" is an ordinary character, and back.
+QString ToCaption(std::string_view text);
+std::string FromCaption(const QString& caption);
+// The program's line ends are CR, the toolkit's LF.
+QString ToLines(std::string_view text);
+
+// Raises an event, if it has a handler.  The handler is copied: it may replace itself or close its
+// window.
+template <class... Parameters, class... Arguments>
+void Raise(const char* event, const std::function<void(Parameters...)>& handler,
+           Arguments&&... arguments) {
+  if (!handler) return;
+  const std::function<void(Parameters...)> copy = handler;
+  Dispatch(event, [&] { copy(std::forward<Arguments>(arguments)...); });
+}
+// The same for an event that answers; `otherwise` when there is no handler or it failed.
+template <class... Parameters, class... Arguments>
+bool Ask(const char* event, const std::function<bool(Parameters...)>& handler, bool otherwise,
+         Arguments&&... arguments) {
+  bool answer = otherwise;
+  if (!handler) return answer;
+  const std::function<bool(Parameters...)> copy = handler;
+  Dispatch(event, [&] { answer = copy(std::forward<Arguments>(arguments)...); });
+  return answer;
+}
+
+// The key of a press as the program counts keys: 13 Return, 3 Enter, 8 Backspace, 127 Delete, 27
+// Escape, 9 Tab, 28 to 31 the arrows, otherwise the character; 0 for a key without one.
+int KeyCode(int key, Qt::KeyboardModifiers modifiers, const QString& text);
+
+struct ControlNative {
+  explicit ControlNative(QWidget* made) : widget(made) {}
+  virtual ~ControlNative();
+  ControlNative(const ControlNative&) = delete;
+  ControlNative& operator=(const ControlNative&) = delete;
+
+  QPointer<QWidget> widget;
+  // In the window's co-ordinates; the widget lies `page_left`, `page_top` less, in the page of its
+  // tab.
+  Rect bounds;
+  int page_left = 0, page_top = 0;
+  QWidget* page = nullptr;
+  Anchors anchors;
+  bool visible = true;
+  bool drops = false;
+  // A text field asks this before a key reaches the widget.
+  std::function<bool(int key)> key_down;
+
+  void Place();
+  // A change that is shown once the event loop is free, however often it was made until then.
+  void ShowSoon();
+  virtual void ShowNow() {}
+  bool show_pending = false;
+};
+
+struct WindowNative {
+  WindowNative(Window& owner, const WindowStyle& style);
+  ~WindowNative();
+  WindowNative(const WindowNative&) = delete;
+  WindowNative& operator=(const WindowNative&) = delete;
+
+  Window& window;
+  WindowStyle style;
+  std::unique_ptr<QWidget> frame;  // with the menu bar
+  QWidget* content = nullptr;
+  QMenuBar* menu = nullptr;
+  int width, height;  // of the content
+  bool shown_before = false;
+  bool closed = false;
+  // Where controls are made at the moment: a page of a tab panel, or nowhere.
+  QWidget* page = nullptr;
+  int page_left = 0, page_top = 0;
+  QPointer<QPushButton> default_button, cancel_button;
+
+  int MenuHeight() const;
+  // Gives the frame the content's size and limits.
+  void ApplyLimits();
+  void Resize(int new_width, int new_height);
+  void ContentResized();
+  bool KeyPressed(int key);
+  void SetTabOrder();
+};
+
+// The widget in which the next control of the window is made.
+QWidget* ParentFor(Window& window);
+// Hangs the menus of `menu` into the bar of one window.
+void FillMenuBar(MenuBar& menu, QMenuBar& bar);
+// Destroys the windows that were closed, without waiting for the event loop.
+void DestroyClosedWindows();
+
+}  // namespace gravlin

@@ -1,0 +1,225 @@
+#include <QApplication>
+#include <QClipboard>
+#include <QContextMenuEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QPainter>
+#include <QPlainTextEdit>
+#include <QScrollBar>
+#include <QTextBlock>
+#include <algorithm>
+#include <optional>
+
+#include "platform/controls.h"
+#include "platform/look.h"
+#include "platform/native.h"
+#include "platform/rectangle_widget.h"
+
+namespace gravlin {
+namespace {
+
+// A label that stays readable on whatever lies under it, and cuts a single line that is too long
+// with an ellipsis.
+class Label : public QLabel {
+ public:
+  using QLabel::QLabel;
+  std::optional<QColor> colour;
+
+  int Flags() const { return static_cast<int>(alignment()) | (wordWrap() ? Qt::TextWordWrap : 0); }
+
+ protected:
+  void paintEvent(QPaintEvent*) override {
+    QPainter painter(this);
+    const QColor wanted = colour ? *colour : palette().color(QPalette::WindowText);
+    painter.setPen(Readable(wanted, Background()));
+    QString shown = text();
+    if (!wordWrap()) shown = fontMetrics().elidedText(shown, Qt::ElideRight, width());
+    painter.drawText(rect(), Flags(), shown);
+  }
+
+ private:
+  QColor Background() const {
+    const QColor* fill = nullptr;
+    for (const QObject* sibling : parentWidget()->children()) {
+      if (sibling == this) break;
+      const auto* rectangle = dynamic_cast<const RectangleWidget*>(sibling);
+      if (rectangle && rectangle->geometry().contains(geometry().center())) fill = &rectangle->fill;
+    }
+    return fill ? *fill : palette().color(QPalette::Window);
+  }
+};
+
+struct LabelNative : ControlNative {
+  explicit LabelNative(QWidget* parent) : ControlNative(new Label(parent)) {
+    Widget().setTextFormat(Qt::PlainText);
+    Widget().setAlignment(Qt::AlignLeft | Qt::AlignTop);
+  }
+  Label& Widget() { return *static_cast<Label*>(widget.data()); }
+  void ShowNow() override { Widget().setText(ToLines(text)); }
+
+  std::string text;
+};
+
+LabelNative& LabelOf(const Control& control) { return static_cast<LabelNative&>(control.Native()); }
+
+constexpr const char* kEditItems[] = {"Cut", "Copy", "Paste"};
+
+// Acts on an editor by the text of a contextual menu's item.
+template <class Editor>
+bool ContextualMenuAction(Editor& editor, const QString& item) {
+  if (item == "Cut") editor.cut();
+  if (item == "Copy") editor.copy();
+  if (item == "Paste") editor.paste();
+  return true;
+}
+
+template <class Editor>
+void ShowContextualMenu(Editor& editor, const QPoint& at) {
+  auto* menu = new QMenu(&editor);
+  menu->setAttribute(Qt::WA_DeleteOnClose);
+  for (const char* item : kEditItems)
+    QObject::connect(menu->addAction(item), &QAction::triggered, &editor,
+                     [&editor, item] { ContextualMenuAction(editor, item); });
+  menu->popup(at);
+}
+
+class LineEdit : public QLineEdit {
+ public:
+  using QLineEdit::QLineEdit;
+
+ protected:
+  void contextMenuEvent(QContextMenuEvent* event) override {
+    setFocus(Qt::MouseFocusReason);
+    ShowContextualMenu(*this, event->globalPos());
+  }
+};
+
+class AreaEdit : public QPlainTextEdit {
+ public:
+  using QPlainTextEdit::QPlainTextEdit;
+
+ protected:
+  void contextMenuEvent(QContextMenuEvent* event) override {
+    setFocus(Qt::MouseFocusReason);
+    ShowContextualMenu(*this, event->globalPos());
+  }
+};
+
+QLineEdit& LineOf(const Control& control) {
+  return *static_cast<QLineEdit*>(control.Native().widget.data());
+}
+
+QPlainTextEdit& AreaOf(const Control& control) {
+  return *static_cast<QPlainTextEdit*>(control.Native().widget.data());
+}
+
+}  // namespace
+
+StaticText::StaticText(Window& window, std::string_view name, const Rect& bounds,
+                       std::string_view text)
+    : Control(std::make_unique<LabelNative>(ParentFor(window)), window, name, bounds) {
+  LabelNative& label = LabelOf(*this);
+  SetMultiline(bounds.height >= 2 * label.Widget().fontMetrics().lineSpacing());
+  label.text = text;
+  label.ShowNow();
+}
+
+std::string StaticText::Text() const { return LabelOf(*this).text; }
+
+void StaticText::SetText(std::string_view text) {
+  LabelNative& label = LabelOf(*this);
+  if (label.text == text) return;
+  label.text = text;
+  label.ShowSoon();
+}
+
+void StaticText::SetAlign(Align align) {
+  Label& label = LabelOf(*this).Widget();
+  const Qt::Alignment across = align == Align::kLeft     ? Qt::AlignLeft
+                               : align == Align::kCentre ? Qt::AlignHCenter
+                                                         : Qt::AlignRight;
+  label.setAlignment(across | Qt::AlignTop);
+}
+
+void StaticText::SetTextColor(Color color) {
+  LabelOf(*this).Widget().colour = ToQt(color);
+  Refresh();
+}
+
+void StaticText::SetMultiline(bool multiline) { LabelOf(*this).Widget().setWordWrap(multiline); }
+
+bool StaticText::TextFits() const {
+  LabelNative& native = LabelOf(*this);
+  const Label& label = native.Widget();
+  const QRect room(0, 0, Width(), Height());
+  const QRect needed = label.fontMetrics().boundingRect(room, label.Flags(), ToLines(native.text));
+  return needed.width() <= room.width() && needed.height() <= room.height();
+}
+
+TextField::TextField(Window& window, std::string_view name, const Rect& bounds)
+    : Control(std::make_unique<ControlNative>(new LineEdit(ParentFor(window))), window, name,
+              bounds) {
+  QLineEdit& line = LineOf(*this);
+  QObject::connect(&line, &QLineEdit::textChanged, [this] { Raise("TextChange", TextChange); });
+  native_->key_down = [this](int key) { return Ask("KeyDown", KeyDown, false, key); };
+}
+
+std::string TextField::Text() const { return FromQt(LineOf(*this).text()); }
+void TextField::SetText(std::string_view text) { LineOf(*this).setText(ToQt(text)); }
+void TextField::SetReadOnly(bool read_only) { LineOf(*this).setReadOnly(read_only); }
+
+int TextField::SelStart() const {
+  const QLineEdit& line = LineOf(*this);
+  return line.hasSelectedText() ? line.selectionStart() : line.cursorPosition();
+}
+
+int TextField::SelLength() const { return LineOf(*this).selectionLength(); }
+void TextField::SetSelection(int start, int length) { LineOf(*this).setSelection(start, length); }
+void TextField::Cut() { LineOf(*this).cut(); }
+void TextField::Copy() { LineOf(*this).copy(); }
+void TextField::Paste() { LineOf(*this).paste(); }
+
+TextArea::TextArea(Window& window, std::string_view name, const Rect& bounds)
+    : Control(std::make_unique<ControlNative>(new AreaEdit(ParentFor(window))), window, name,
+              bounds) {
+  QPlainTextEdit& area = AreaOf(*this);
+  area.setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+  area.setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  area.setTabChangesFocus(true);
+  QObject::connect(&area, &QPlainTextEdit::textChanged,
+                   [this] { Raise("TextChange", TextChange); });
+}
+
+std::string TextArea::Text() const {
+  return FromQt(AreaOf(*this).toPlainText().replace('\n', '\r'));
+}
+
+void TextArea::SetText(std::string_view text) {
+  const QString lines = ToLines(text);
+  if (lines != AreaOf(*this).toPlainText()) AreaOf(*this).setPlainText(lines);
+}
+
+void TextArea::AppendText(std::string_view text) {
+  QTextCursor end(AreaOf(*this).document());
+  end.movePosition(QTextCursor::End);
+  end.insertText(ToLines(text));
+}
+
+void TextArea::SetReadOnly(bool read_only) { AreaOf(*this).setReadOnly(read_only); }
+
+int TextArea::LineNumAtCharPos(int position) const {
+  const QTextDocument& document = *AreaOf(*this).document();
+  const int at = std::clamp(position, 0, document.characterCount() - 1);
+  const QTextBlock block = document.findBlock(at);
+  const QTextLayout* layout = block.layout();
+  const QTextLine line = layout ? layout->lineForTextPosition(at - block.position()) : QTextLine();
+  return block.firstLineNumber() + (line.isValid() ? line.lineNumber() : 0);
+}
+
+void TextArea::SetScrollPosition(int line) { AreaOf(*this).verticalScrollBar()->setValue(line); }
+void TextArea::Cut() { AreaOf(*this).cut(); }
+void TextArea::Copy() { AreaOf(*this).copy(); }
+void TextArea::Paste() { AreaOf(*this).paste(); }
+
+}  // namespace gravlin
