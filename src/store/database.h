@@ -1,7 +1,10 @@
-// The store's classes over sqlite3: a connection, the result of a select, a set of values for an insert.
+// The store's classes over sqlite3: a connection, the result of a select, a set of values for an
+// insert.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -12,6 +15,7 @@
 #include "platform/folder_item.h"
 
 struct sqlite3;
+struct sqlite3_stmt;
 
 namespace gravlin {
 
@@ -29,11 +33,15 @@ class DatabaseRecord {
   std::vector<std::pair<std::string, Value>> columns_;
 };
 
-// One cell.  Reading never fails: what is unset is empty text, 0 or false.
+// One cell, valid as long as its RecordSet.  Reading never fails: what is unset is empty text, 0 or
+// false, and text counts as the number that it begins with.
 class DatabaseField {
  public:
-  explicit DatabaseField(const std::string* text) : text_(text) {}
-  const std::string& StringValue() const;
+  explicit DatabaseField(std::string_view text) : text_(text) {}
+  std::string StringValue() const { return std::string(text_); }
+  // The same without a copy.
+  std::string_view View() const { return text_; }
+  // Wraps into 32 bits.
   std::int32_t IntegerValue() const;
   std::int64_t Int64Value() const;
   double DoubleValue() const;
@@ -41,41 +49,51 @@ class DatabaseField {
   bool BooleanValue() const;
 
  private:
-  const std::string* text_;  // nullptr for NULL
+  std::string_view text_;
 };
 
 class Database;
 
-// The rows of a select, all in memory.
+// The rows of a select, all in memory.  The bytes of the cells lie in a few large blocks, so that
+// rows of long texts cost little more than their bytes.
 class RecordSet {
  public:
   bool EndOfFile() const;  // behind the last row
   void MoveNext();
   int RecordCount() const;
-  // Value of the current row by column name, case ignored.  A column that the result does not have, or no current
-  // row, throws NilObjectException.
+  // Value of the current row by column name, case ignored.  A column that the result does not have,
+  // or no current row, throws NilObjectException.
   DatabaseField Field(std::string_view name) const;
-  // The first row is edited in place: Edit, set values, Update.  Only for a select on one table with its `ID`.
+  // The current row is edited in place: Edit, set values, Update.  Only for a select on one table
+  // with its `ID`, and only while the connection lives.
   void Edit();
   void SetField(std::string_view name, std::string_view text);
+  void SetField(std::string_view name, const char* text) { SetField(name, std::string_view(text)); }
   void SetField(std::string_view name, bool value);
+  // False if nothing was changed.  Inside no transaction it opens one, which Commit ends.
   bool Update();
 
  private:
   friend class Database;
-  struct Cell {
-    std::string text;
-    bool null = true;
-  };
+  std::string_view Keep(std::string_view bytes);
+  std::size_t ColumnIndex(std::string_view name) const;
+
   Database* database_ = nullptr;
   std::string table_;
   std::vector<std::string> columns_;
-  std::vector<Cell> cells_;  // row by row
+  std::vector<std::string_view> cells_;  // row by row, into blocks_
+  std::vector<std::unique_ptr<char[]>> blocks_;
+  char* free_ = nullptr;  // unused rest of the newest block
+  std::size_t free_size_ = 0;
   std::size_t row_ = 0;
   std::vector<std::pair<std::string, std::string>> edits_;
 };
 
 // A connection of its own to one file.  Nobody shares one.
+//
+// The file is in WAL mode: a reader never waits for a writer.  A writer that finds another one
+// waits: inside a cooperative thread for as long as it takes, on the main thread for five seconds
+// while events go on.
 class Database {
  public:
   Database() = default;
@@ -89,16 +107,19 @@ class Database {
   bool Connect();
   // Makes the file, for the user only, and opens it.  False if it exists or cannot be made.
   bool CreateDatabaseFile();
-  // How hard a commit presses bytes to the disk: true waits for the disk, false leaves it to the next checkpoint.
+  // How hard a commit presses bytes to the disk: true waits for the disk, false leaves it to the
+  // next checkpoint.
   void SetDurableCommits(bool durable);
 
-  // Runs one statement.  Text behind the first statement is refused, never run.  The first writing statement outside
-  // a BEGIN opens a transaction, which Commit ends.  Failures only set ErrorMessage.
+  // Runs one statement.  Text behind the first statement is refused, never run.  The first writing
+  // statement outside a BEGIN opens a transaction, which Commit ends.  Failures only set
+  // ErrorMessage.
   void SQLExecute(std::string_view sql);
-  // nullptr if the statement fails.
+  // nullptr if the statement fails, or if it is none that only reads.
   std::unique_ptr<RecordSet> SQLSelect(std::string_view sql);
   void InsertRecord(std::string_view table, const DatabaseRecord& record);
-  // Ends the open transaction, if there is one.  Inside a cooperative thread the disk is waited for elsewhere.
+  // Ends the open transaction, if there is one.  Inside a cooperative thread the disk is waited for
+  // elsewhere.
   void Commit();
   void Rollback();
   std::int64_t LastRowID() const;
@@ -108,15 +129,36 @@ class Database {
   const std::string& ErrorMessage() const { return error_; }
 
  private:
+  friend class RecordSet;
   struct CloseConnection {
     void operator()(sqlite3* connection) const;
   };
+  struct FinalizeStatement {
+    void operator()(sqlite3_stmt* statement) const;
+  };
+  using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
+
   bool Open(int flags);
+  void Close();
+  bool Fail(std::string_view message);
   bool Check(int code);
+  int WaitWhileBusy(const std::function<int()>& attempt);
+  // The only statement of `sql`; nullptr, and the error set, for anything else.
+  Statement Prepare(std::string_view sql);
+  bool Run(std::string_view sql);
+  int Step(sqlite3_stmt* statement);
+  bool InTransaction() const;
   bool BeginIfNeeded();
+  bool UpdateRow(const RecordSet& row, std::string_view id);
+
   FolderItem file_;
   std::unique_ptr<sqlite3, CloseConnection> connection_;
+  bool durable_ = false;
   std::string error_;
+  // The statement of the last insert, kept for the next record of the same table and columns.
+  Statement insert_;
+  std::string insert_table_;
+  std::vector<std::string> insert_columns_;
 };
 
 }  // namespace gravlin

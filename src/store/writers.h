@@ -1,4 +1,5 @@
-// The single-writer scheme: short-lived cooperative threads that write in the background, one at a time.
+// The single-writer scheme: short-lived cooperative threads that write in the background, one at a
+// time.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +13,20 @@
 
 namespace gravlin {
 
-// Runs a list of statements and commits once.
+// Counts the writers that live.
+class LiveWriter {
+ public:
+  LiveWriter() { ++count_; }
+  ~LiveWriter() { --count_; }
+  LiveWriter(const LiveWriter&) = delete;
+  LiveWriter& operator=(const LiveWriter&) = delete;
+  static int Count() { return count_; }
+
+ private:
+  static inline int count_ = 0;
+};
+
+// Runs a list of statements and commits once.  A statement that fails is passed over.
 class SaveData : public Thread {
  public:
   std::vector<std::string> sql;
@@ -21,7 +35,11 @@ class SaveData : public Thread {
 
  protected:
   void Event_Run() override;
+  // Runs when the right to write has been given back.  Knows no window of this program.
   virtual void DoReturnCall();
+
+ private:
+  LiveWriter live_;
 };
 
 // Inserts a list of records and commits once.
@@ -34,7 +52,12 @@ class InsertRecord : public Thread {
 
  protected:
   void Event_Run() override;
+  // Runs before the right to write is given back, so that the row's ID on this connection is still
+  // the new one.
   virtual void DoReturnCall();
+
+ private:
+  LiveWriter live_;
 };
 
 namespace Code {
@@ -43,7 +66,8 @@ namespace Code {
 bool LockDB();
 // Start a background write and return at once.
 void SaveToDB(std::vector<std::string> sql, std::string_view ReturnTo);
-void AddRecToDB(std::string_view pTable, std::vector<DatabaseRecord> pRec, std::string_view ReturnTo);
+void AddRecToDB(std::string_view pTable, std::vector<DatabaseRecord> pRec,
+                std::string_view ReturnTo);
 // Background writes that have not ended.
 int PendingWrites();
 

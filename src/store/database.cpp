@@ -1,0 +1,291 @@
+#include "store/database.h"
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <climits>
+
+#include "platform/failures.h"
+#include "platform/text.h"
+#include "platform/thread.h"
+
+namespace gravlin {
+namespace {
+
+constexpr int kBusyPause = 20;                         // milliseconds between two tries
+constexpr int kTriesOnMainThread = 5000 / kBusyPause;  // five seconds
+
+constexpr std::string_view kBlanks = " \t\r\n\f";
+
+// The first word of a statement.
+std::string_view FirstWord(std::string_view sql) {
+  sql.remove_prefix(std::min(sql.find_first_not_of(kBlanks), sql.size()));
+  return sql.substr(0, sql.find_first_of(" \t\r\n\f;("));
+}
+
+// The table that a select reads from; empty if none is found.
+std::string TableOf(std::string_view sql) {
+  const int from = InStr(sql, " from ");
+  return from == 0 ? std::string() : std::string(FirstWord(sql.substr(std::size_t(from) + 5)));
+}
+
+std::string Quoted(std::string_view name) { return '"' + ReplaceAll(name, "\"", "\"\"") + '"'; }
+
+void Bind(sqlite3_stmt* statement, int index, std::string_view text) {
+  // Static: every caller keeps the text until the statement has run.  A null pointer would bind
+  // NULL.
+  sqlite3_bind_text64(statement, index, text.empty() ? "" : text.data(), text.size(), SQLITE_STATIC,
+                      SQLITE_UTF8);
+}
+
+// Statements that open no transaction by themselves, though some of them write.
+bool NeedsTransaction(sqlite3_stmt* statement, std::string_view sql) {
+  const std::string_view word = FirstWord(sql);
+  for (const std::string_view exempt : {"BEGIN", "VACUUM", "PRAGMA", "ATTACH", "DETACH"}) {
+    if (SameText(word, exempt)) return false;
+  }
+  return !sqlite3_stmt_readonly(statement);
+}
+
+}  // namespace
+
+void Database::CloseConnection::operator()(sqlite3* connection) const {
+  sqlite3_close_v2(connection);
+}
+
+void Database::FinalizeStatement::operator()(sqlite3_stmt* statement) const {
+  sqlite3_finalize(statement);
+}
+
+Database::~Database() = default;
+
+bool Database::Connect() {
+  if (!Open(SQLITE_OPEN_READWRITE)) return false;
+  // Opening reads nothing.  This reads the first page, and finds an empty or foreign file.
+  const std::unique_ptr<RecordSet> tables = SQLSelect("SELECT name FROM sqlite_schema LIMIT 1");
+  if (tables && !tables->EndOfFile()) return true;
+  const std::string reason = tables ? "not a store: no tables" : error_;
+  Close();
+  return Fail(reason);
+}
+
+bool Database::CreateDatabaseFile() {
+  // sqlite would make a file that others can read, and the journals take its mode.
+  if (!file_.CreatePrivateFile()) return Fail("the file cannot be made");
+  return Open(SQLITE_OPEN_READWRITE);
+}
+
+bool Database::Open(int flags) {
+  Close();
+  sqlite3* opened = nullptr;
+  const int code =
+      sqlite3_open_v2(file_.NativePath().c_str(), &opened, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+  connection_.reset(opened);
+  if (!Check(code)) {
+    connection_.reset();
+    return false;
+  }
+  sqlite3_extended_result_codes(opened, 1);
+  // A store that lies on a file system without shared memory stays in its own mode, which serves
+  // too.
+  Run("PRAGMA journal_mode=WAL");
+  SetDurableCommits(durable_);
+  error_.clear();
+  return true;
+}
+
+void Database::Close() {
+  insert_.reset();
+  connection_.reset();
+  error_.clear();
+}
+
+void Database::SetDurableCommits(bool durable) {
+  durable_ = durable;
+  if (connection_) Run(durable ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=NORMAL");
+}
+
+bool Database::Fail(std::string_view message) {
+  error_ = message.empty() ? "unknown error" : message;
+  return false;
+}
+
+bool Database::Check(int code) {
+  error_.clear();
+  if (code == SQLITE_OK || code == SQLITE_ROW || code == SQLITE_DONE) return true;
+  return Fail(connection_ ? sqlite3_errmsg(connection_.get()) : sqlite3_errstr(code));
+}
+
+// Tries again while another connection writes.  sqlite's own busy handler is not used: it would
+// switch stacks, or let events run, in the middle of sqlite.
+int Database::WaitWhileBusy(const std::function<int()>& attempt) {
+  for (int tries = 0;; ++tries) {
+    const int code = attempt();
+    // With an older picture of the file than the last writer's, waiting helps nothing.
+    if ((code & 0xff) != SQLITE_BUSY || code == SQLITE_BUSY_SNAPSHOT) return code;
+    if (!Thread::Current() && tries >= kTriesOnMainThread) return code;
+    Thread::Sleep(kBusyPause);
+  }
+}
+
+Database::Statement Database::Prepare(std::string_view sql) {
+  if (!connection_) {
+    Fail("not connected");
+    return nullptr;
+  }
+  if (sql.size() >= INT_MAX) {
+    Fail("statement too long");
+    return nullptr;
+  }
+  sqlite3_stmt* prepared = nullptr;
+  const char* rest = nullptr;
+  const int code = WaitWhileBusy([&] {
+    return sqlite3_prepare_v2(connection_.get(), sql.data(), static_cast<int>(sql.size()),
+                              &prepared, &rest);
+  });
+  Statement statement(prepared);
+  if (!Check(code)) return nullptr;
+  const std::string_view behind = sql.substr(static_cast<std::size_t>(rest - sql.data()));
+  if (!statement) {
+    Fail("no statement");
+  } else if (behind.find_first_not_of(" \t\r\n\f;") != std::string_view::npos) {
+    Fail("text behind the first statement");
+    statement.reset();
+  }
+  return statement;
+}
+
+int Database::Step(sqlite3_stmt* statement) {
+  return WaitWhileBusy([statement] {
+    const int code = sqlite3_step(statement);
+    // Behind a first row nothing is busy any more, so that no row is read twice.
+    if ((code & 0xff) == SQLITE_BUSY) sqlite3_reset(statement);
+    return code;
+  });
+}
+
+bool Database::Run(std::string_view sql) {
+  const Statement statement = Prepare(sql);
+  if (!statement) return false;
+  int code = Step(statement.get());
+  while (code == SQLITE_ROW) code = Step(statement.get());
+  return Check(code);
+}
+
+bool Database::InTransaction() const {
+  return connection_ && !sqlite3_get_autocommit(connection_.get());
+}
+
+bool Database::BeginIfNeeded() { return InTransaction() || Run("BEGIN"); }
+
+void Database::SQLExecute(std::string_view sql) {
+  const Statement statement = Prepare(sql);
+  if (!statement) return;
+  if (NeedsTransaction(statement.get(), sql) && !BeginIfNeeded()) return;
+  int code = Step(statement.get());
+  while (code == SQLITE_ROW) code = Step(statement.get());
+  if (!Check(code)) return;
+  // In WAL mode the compacted pages would lie in the journal, beside a file that is as long as
+  // before.
+  if (SameText(FirstWord(sql), "VACUUM")) Run("PRAGMA wal_checkpoint(TRUNCATE)");
+}
+
+std::unique_ptr<RecordSet> Database::SQLSelect(std::string_view sql) {
+  const Statement statement = Prepare(sql);
+  if (!statement) return nullptr;
+  const int columns = sqlite3_column_count(statement.get());
+  if (columns == 0 || !sqlite3_stmt_readonly(statement.get())) {
+    Fail("not a select");
+    return nullptr;
+  }
+  auto result = std::make_unique<RecordSet>();
+  result->database_ = this;
+  result->table_ = TableOf(sql);
+  for (int i = 0; i < columns; ++i) {
+    result->columns_.emplace_back(sqlite3_column_name(statement.get(), i));
+  }
+  int code = Step(statement.get());
+  for (; code == SQLITE_ROW; code = Step(statement.get())) {
+    for (int i = 0; i < columns; ++i) {
+      const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), i));
+      const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement.get(), i));
+      result->cells_.push_back(text ? result->Keep({text, size}) : std::string_view());
+    }
+  }
+  return Check(code) ? std::move(result) : nullptr;
+}
+
+bool Database::UpdateRow(const RecordSet& row, std::string_view id) {
+  if (row.table_.empty()) return Fail("no table to update");
+  std::string sql = "UPDATE " + row.table_ + " SET ";
+  for (const auto& [name, text] : row.edits_) {
+    if (&name != &row.edits_.front().first) sql += ", ";
+    sql += Quoted(name) + "=?";
+  }
+  const Statement statement = Prepare(sql + " WHERE ID=?");
+  if (!statement || !BeginIfNeeded()) return false;
+  int index = 0;
+  for (const auto& edit : row.edits_) Bind(statement.get(), ++index, edit.second);
+  Bind(statement.get(), ++index, id);
+  return Check(Step(statement.get())) && sqlite3_changes(connection_.get()) > 0;
+}
+
+void Database::InsertRecord(std::string_view table, const DatabaseRecord& record) {
+  const auto& columns = record.Columns();
+  const auto same_name = [](const std::string& a, const auto& b) { return a == b.first; };
+  if (!insert_ || insert_table_ != table ||
+      !std::equal(insert_columns_.begin(), insert_columns_.end(), columns.begin(), columns.end(),
+                  same_name)) {
+    std::string names, marks;
+    insert_columns_.clear();
+    for (const auto& [name, value] : columns) {
+      if (!names.empty()) names += ", ", marks += ", ";
+      names += Quoted(name), marks += '?';
+      insert_columns_.push_back(name);
+    }
+    insert_table_ = table;
+    insert_ =
+        Prepare("INSERT INTO " + Quoted(table) +
+                (columns.empty() ? " DEFAULT VALUES" : " (" + names + ") VALUES (" + marks + ")"));
+  }
+  if (!insert_ || !BeginIfNeeded()) return;
+  int index = 0;
+  for (const auto& [name, value] : columns) {
+    ++index;
+    if (const auto* text = std::get_if<std::string>(&value)) {
+      Bind(insert_.get(), index, *text);
+    } else {
+      sqlite3_bind_int64(insert_.get(), index, std::get<std::int64_t>(value));
+    }
+  }
+  Check(Step(insert_.get()));
+  sqlite3_reset(insert_.get());
+  sqlite3_clear_bindings(insert_.get());
+}
+
+void Database::Commit() {
+  error_.clear();
+  if (!InTransaction()) return;
+  const Statement statement = Prepare("COMMIT");
+  if (!statement) return;
+  int code = SQLITE_OK;
+  const auto step = [&code, raw = statement.get()] { code = sqlite3_step(raw); };
+  WaitWhileBusy([&] {
+    // On a helper, so that a slow disk holds up no other thread and no event.
+    Thread::Offload(step);
+    if ((code & 0xff) == SQLITE_BUSY) sqlite3_reset(statement.get());
+    return code;
+  });
+  Check(code);
+}
+
+void Database::Rollback() {
+  error_.clear();
+  if (InTransaction()) Run("ROLLBACK");
+}
+
+std::int64_t Database::LastRowID() const {
+  return connection_ ? sqlite3_last_insert_rowid(connection_.get()) : 0;
+}
+
+}  // namespace gravlin

@@ -1,0 +1,101 @@
+#include "store/writers.h"
+
+#include <exception>
+#include <utility>
+
+#include "app/code.h"
+
+namespace gravlin {
+namespace {
+
+constexpr int kPause = 100;  // milliseconds between two looks at what a writer waits for
+
+// Returns with a connection and the right to write, however long that takes.
+std::unique_ptr<Database> WaitForStore() {
+  auto db = std::make_unique<Database>(Code::fGlobalDB);
+  while (!db->Connect()) Thread::Sleep(kPause);
+  while (!Code::LockDB()) Thread::Sleep(kPause);
+  return db;
+}
+
+// The right to write, from LockDB until it is given back or the scope is left by a failure.
+class WriteRight {
+ public:
+  WriteRight() = default;
+  ~WriteRight() { GiveBack(); }
+  WriteRight(const WriteRight&) = delete;
+  WriteRight& operator=(const WriteRight&) = delete;
+  void GiveBack() {
+    if (std::exchange(held_, false)) Code::DBFree = true;
+  }
+
+ private:
+  bool held_ = true;
+};
+
+}  // namespace
+
+void SaveData::Event_Run() {
+  try {
+    db = WaitForStore();
+    WriteRight right;
+    for (const std::string& statement : sql) {
+      db->SQLExecute(statement);
+      Thread::Yield();
+    }
+    db->Commit();
+    right.GiveBack();
+    if (ReturnTo != "none") DoReturnCall();
+  } catch (const std::exception&) {
+    // Nobody waits for a result.  What was not committed goes away with the connection.
+  }
+}
+
+void SaveData::DoReturnCall() {}
+
+void InsertRecord::Event_Run() {
+  try {
+    db = WaitForStore();
+    WriteRight right;
+    for (const DatabaseRecord& record : pRec) {
+      db->InsertRecord(pTable, record);
+      Thread::Yield();
+    }
+    db->Commit();
+    if (ReturnTo != "none") DoReturnCall();
+  } catch (const std::exception&) {
+    // As in SaveData.
+  }
+}
+
+void InsertRecord::DoReturnCall() {
+  if (ReturnTo == "FileTypesWin.FinishedNewType") Code::FinishedNewFileType(db->LastRowID());
+}
+
+namespace Code {
+
+bool LockDB() {
+  const CriticalGuard guard(DBLock);
+  return std::exchange(DBFree, false);
+}
+
+void SaveToDB(std::vector<std::string> sql, std::string_view ReturnTo) {
+  auto writer = std::make_unique<SaveData>();
+  writer->sql = std::move(sql);
+  writer->ReturnTo = ReturnTo;
+  Thread::Run(std::move(writer));
+}
+
+void AddRecToDB(std::string_view pTable, std::vector<DatabaseRecord> pRec,
+                std::string_view ReturnTo) {
+  auto writer = std::make_unique<InsertRecord>();
+  writer->pTable = pTable;
+  writer->pRec = std::move(pRec);
+  writer->ReturnTo = ReturnTo;
+  Thread::Run(std::move(writer));
+}
+
+int PendingWrites() { return LiveWriter::Count(); }
+
+}  // namespace Code
+}  // namespace gravlin

@@ -1,0 +1,298 @@
+#include "store/database.h"
+
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include "platform/failures.h"
+#include "store/schema.h"
+#include "support/temp_folder.h"
+
+namespace gravlin {
+namespace {
+
+using testing::TempFolder;
+
+class DatabaseTest : public ::testing::Test {
+ protected:
+  DatabaseTest() : file(folder.Item("store.rsd")), db(file) {}
+  void MakeStore() {
+    ASSERT_TRUE(db.CreateDatabaseFile());
+    MakeSchema(db);
+  }
+  // What another connection sees of a select of one value.
+  std::string SeenByOthers(std::string_view sql) {
+    Database other(file);
+    if (!other.Connect()) return "no connection";
+    const auto rows = other.SQLSelect(sql);
+    if (!rows) return "failed: " + other.ErrorMessage();
+    return rows->EndOfFile() ? "no row" : rows->Field("v").StringValue();
+  }
+
+  TempFolder folder;
+  FolderItem file;
+  Database db;
+};
+
+TEST_F(DatabaseTest, AFreshStoreHasItsSeedRows) {
+  MakeStore();
+  EXPECT_EQ(SeenByOthers("Select count(*)||Port||SSL||ifnull(Username,'-') as v from Servers"),
+            "1119off-");
+  EXPECT_EQ(SeenByOthers("Select substr(URL, -8) as v from Servers"), ".example");
+  EXPECT_EQ(SeenByOthers("Select group_concat(Name||' '||Ext) as v from FileTypes"),
+            "AVI avi,BMP bmp,GIF gif,JPEG jpg,MD5 md5,M3U m3u,M4A m4a,MKV mkv,MP3 mp3,MP4 mp4,"
+            "MPEG mpg,NFO nfo,NZB nzb,PAR p**,PAR par,PAR2 par2,QuickTime mov,RAR rar,RAR r**,"
+            "RAR s**,Real ra,Real rm,SFV sfv,SRR srr,TS ts,VOB vob,WMV wmv");
+  EXPECT_EQ(SeenByOthers("Select Top||','||Left||','||Height||','||Width as v from Settings_Main"),
+            "50,50,442,512");
+  const auto program = db.SQLSelect("Select * from Settings");
+  ASSERT_EQ(program->RecordCount(), 1);
+  EXPECT_FALSE(program->Field("DebugOn").BooleanValue());
+  EXPECT_TRUE(program->Field("firstrun").BooleanValue());
+  EXPECT_EQ(program->Field("Future2").StringValue(), "y");
+  EXPECT_EQ(program->Field("ParCols").StringValue(), "385,238");
+  const auto window = db.SQLSelect("Select * from Settings_Gravlin");
+  ASSERT_EQ(window->RecordCount(), 1);
+  EXPECT_EQ(window->Field("ID").IntegerValue(), 1);
+  EXPECT_TRUE(window->Field("FirstRun").BooleanValue());
+  EXPECT_EQ(window->Field("ExpectedBytes").DoubleValue(), 0);
+  EXPECT_EQ(SeenByOthers("Select group_concat(name) as v from sqlite_schema where type='index'"),
+            "FileTypesExt,NZBFilesFilename");
+}
+
+TEST_F(DatabaseTest, OnlyTheUserCanReadTheStoreAndItsJournal) {
+  MakeStore();
+  for (const char* name : {"store.rsd", "store.rsd-wal"}) {
+    struct stat about {};
+    ASSERT_EQ(stat((folder / name).c_str(), &about), 0) << name;
+    EXPECT_EQ(about.st_mode & 0777, 0600) << name;
+  }
+}
+
+TEST_F(DatabaseTest, MissingDamagedOrForeignFilesDoNotConnect) {
+  EXPECT_FALSE(db.Connect());
+  EXPECT_FALSE(file.Exists());
+  const std::string page(4096, 'x');
+  std::string torn = "SQLite format 3";
+  torn += '\0' + page;
+  for (const std::string& bytes : {std::string(), page, torn}) {
+    Database damaged(folder.Write("damaged.rsd", bytes));
+    EXPECT_FALSE(damaged.Connect());
+    EXPECT_TRUE(damaged.Error());
+    damaged.SQLExecute("Delete from Servers");
+    EXPECT_TRUE(damaged.Error());
+  }
+  MakeStore();
+  EXPECT_TRUE(db.Connect());
+  EXPECT_FALSE(Database(file).CreateDatabaseFile());
+}
+
+TEST_F(DatabaseTest, ASecondStatementIsRefusedAndNotRun) {
+  MakeStore();
+  for (const char* sql :
+       {"Update Servers Set Port=1; Delete from Servers", "Select 1; Delete from Servers",
+        "Update Servers Set Port=1;-- x", "-- nothing", ""}) {
+    db.SQLExecute(sql);
+    EXPECT_TRUE(db.Error()) << sql;
+    EXPECT_EQ(db.SQLSelect(sql), nullptr) << sql;
+  }
+  db.SQLExecute(std::string_view("Update Servers Set Port=1\0 where ID=9", 37));
+  EXPECT_TRUE(db.Error());
+  db.Commit();
+  EXPECT_EQ(SeenByOthers("Select Port as v from Servers"), "119");
+  db.SQLExecute("Update Servers Set Port=2 ; \n");
+  EXPECT_FALSE(db.Error());
+  db.Commit();
+  EXPECT_EQ(SeenByOthers("Select Port as v from Servers"), "2");
+}
+
+TEST_F(DatabaseTest, ASelectThatWritesIsNotRun) {
+  MakeStore();
+  EXPECT_EQ(db.SQLSelect("Delete from FileTypes returning ID"), nullptr);
+  EXPECT_EQ(SeenByOthers("Select count(*) as v from FileTypes"), "27");
+}
+
+TEST_F(DatabaseTest, WritesAreOneTransactionUntilCommit) {
+  MakeStore();
+  const std::string port = "Select Port as v from Servers";
+  db.SQLExecute("Update Servers Set Port=1");
+  db.SQLExecute("Update Servers Set Nonsense=1");
+  EXPECT_TRUE(db.Error());
+  DatabaseRecord record;
+  record.SetColumn("Name", "second");
+  db.InsertRecord("Servers", record);
+  EXPECT_EQ(SeenByOthers(port), "119");
+  db.SQLExecute("BEGIN");  // refused: the first write has opened one
+  EXPECT_TRUE(db.Error());
+  db.Commit();
+  EXPECT_FALSE(db.Error());
+  EXPECT_EQ(SeenByOthers(port), "1");
+  EXPECT_EQ(db.LastRowID(), 2);
+
+  db.SQLExecute("BEGIN");
+  db.SQLExecute("Update Servers Set Port=3");
+  db.Rollback();
+  EXPECT_EQ(SeenByOthers(port), "1");
+  {
+    Database lost(file);
+    ASSERT_TRUE(lost.Connect());
+    lost.SQLExecute("Update Servers Set Port=4");
+  }
+  EXPECT_EQ(SeenByOthers(port), "1");
+  db.Commit();  // nothing is open: no failure
+  EXPECT_FALSE(db.Error());
+}
+
+TEST_F(DatabaseTest, AReaderNeitherWaitsForAWriterNorHoldsOneUp) {
+  MakeStore();
+  Database reader(file);
+  ASSERT_TRUE(reader.Connect());
+  const auto rows = reader.SQLSelect("Select * from FileTypes");
+  db.SQLExecute("Delete from FileTypes");
+  EXPECT_EQ(reader.SQLSelect("Select * from FileTypes")->RecordCount(), 27);
+  db.Commit();
+  EXPECT_FALSE(db.Error());
+  EXPECT_EQ(rows->RecordCount(), 27);
+  EXPECT_EQ(reader.SQLSelect("Select * from FileTypes")->RecordCount(), 0);
+}
+
+TEST_F(DatabaseTest, TheCurrentRowIsEditedByItsID) {
+  MakeStore();
+  const auto rows = db.SQLSelect("Select * from FileTypes");
+  for (int i = 0; i < 4; ++i) rows->MoveNext();
+  rows->Edit();
+  rows->SetField("Note", "it's \"new\"");
+  rows->SetField("ext", "MD");
+  EXPECT_TRUE(rows->Update());
+  db.Commit();
+  EXPECT_EQ(rows->Field("Ext").StringValue(), "MD");
+  EXPECT_EQ(SeenByOthers("Select group_concat(ID||Name||Ext||Note) as v from FileTypes "
+                         "where Note is not null"),
+            "5MD5MDit's \"new\"");
+  EXPECT_THROW(rows->SetField("Nonsense", "x"), NilObjectException);
+  EXPECT_FALSE(rows->Update());
+
+  const auto settings = db.SQLSelect("Select * from Settings");
+  settings->Edit();
+  settings->SetField("FirstRun", false);
+  EXPECT_TRUE(settings->Update());
+  db.Commit();
+  EXPECT_EQ(SeenByOthers("Select FirstRun||typeof(FirstRun) as v from Settings"), "0integer");
+  settings->MoveNext();
+  EXPECT_THROW(settings->Edit(), NilObjectException);
+}
+
+TEST_F(DatabaseTest, CellsReadAsTheNumberTheyBeginWith) {
+  struct Case {
+    const char* value;
+    std::string text;
+    double number;
+    std::int64_t wide;
+    std::int32_t narrow;
+    bool boolean;
+  };
+  MakeStore();
+  for (const Case& c : {
+           Case{"NULL", "", 0, 0, 0, false},
+           Case{"1", "1", 1, 1, 1, true},
+           Case{"'True'", "True", 0, 0, 0, true},
+           Case{"'False'", "False", 0, 0, 0, false},
+           Case{"' 7'", " 7", 0, 0, 0, false},
+           Case{"'119x'", "119x", 119, 119, 119, false},
+           Case{"2.75", "2.75", 2.75, 2, 2, false},
+           Case{"5e12", "5000000000000.0", 5e12, 5'000'000'000'000, 658067456, false},
+           Case{"-3e20", "-3.0e+20", -3e20, 0, 0, false},
+           Case{"4294967297", "4294967297", 4294967297.0, 4294967297, 1, false},
+           Case{"'nan'", "nan", 0, 0, 0, false},
+       }) {
+    const auto rows = db.SQLSelect("Select " + std::string(c.value) + " as v");
+    const DatabaseField field = rows->Field("V");
+    EXPECT_EQ(field.StringValue(), c.text) << c.value;
+    EXPECT_EQ(field.DoubleValue(), c.number) << c.value;
+    EXPECT_EQ(field.Int64Value(), c.wide) << c.value;
+    EXPECT_EQ(field.IntegerValue(), c.narrow) << c.value;
+    EXPECT_EQ(field.BooleanValue(), c.boolean) << c.value;
+  }
+  const auto none = db.SQLSelect("Select * from NZBFiles");
+  EXPECT_TRUE(none->EndOfFile());
+  EXPECT_THROW(none->Field("ID"), NilObjectException);
+  EXPECT_EQ(db.SQLSelect("Select * from Nowhere"), nullptr);
+}
+
+TEST_F(DatabaseTest, RecordsOfChangingShapeKeepEveryByte) {
+  MakeStore();
+  const std::string odd("a\0b\xff'\"", 6);
+  for (int i = 0; i < 4; ++i) {
+    DatabaseRecord record;
+    record.SetColumn("Filename", i % 2 ? "" : odd);
+    if (i >= 2) record.SetIntegerColumn("TotalBytes", -(std::int64_t{1} << 40));
+    db.InsertRecord("NZBFiles", record);
+    EXPECT_EQ(db.LastRowID(), i + 1);
+  }
+  DatabaseRecord wrong;
+  wrong.SetColumn("Nonsense", "x");
+  db.InsertRecord("NZBFiles", wrong);
+  EXPECT_TRUE(db.Error());
+  db.InsertRecord("FileTypes", DatabaseRecord());
+  EXPECT_EQ(db.LastRowID(), 28);
+  db.Commit();
+  const auto rows =
+      db.SQLSelect("Select Filename, TotalBytes, Filename is null as n from NZBFiles");
+  ASSERT_EQ(rows->RecordCount(), 4);
+  for (int i = 0; i < 4; ++i, rows->MoveNext()) {
+    EXPECT_EQ(rows->Field("Filename").View(), i % 2 ? "" : odd);
+    EXPECT_FALSE(rows->Field("n").BooleanValue());
+    EXPECT_EQ(rows->Field("TotalBytes").Int64Value(), i < 2 ? 0 : -(std::int64_t{1} << 40));
+  }
+}
+
+TEST_F(DatabaseTest, ABigSelectCostsLittleMoreThanItsBytes) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "the sanitizer's allocator keeps no such count";
+#endif
+  MakeStore();
+  DatabaseRecord record;
+  record.SetColumn("Filename", "name");
+  record.SetColumn("Parts", std::string(30'000, 'p'));
+  for (int i = 0; i < 500; ++i) db.InsertRecord("NZBFiles", record);
+  db.Commit();
+  const std::size_t before = mallinfo2().uordblks + mallinfo2().hblkhd;
+  const auto rows = db.SQLSelect("Select * from NZBFiles");
+  const std::size_t used = mallinfo2().uordblks + mallinfo2().hblkhd - before;
+  EXPECT_EQ(rows->RecordCount(), 500);
+  EXPECT_GE(used, 15'000'000u);
+  EXPECT_LT(used, 16'000'000u);
+}
+
+TEST_F(DatabaseTest, CompactionShrinksTheFileAtOnce) {
+  MakeStore();
+  DatabaseRecord record;
+  record.SetColumn("Parts", std::string(100'000, 'p'));
+  for (int i = 0; i < 20; ++i) db.InsertRecord("NZBFiles", record);
+  db.Commit();
+  db.SQLExecute("Delete from NZBFiles");
+  db.Commit();
+  Database compacting(file);
+  ASSERT_TRUE(compacting.Connect());
+  compacting.SQLExecute("VACUUM");
+  EXPECT_FALSE(compacting.Error()) << compacting.ErrorMessage();
+  EXPECT_LT(file.Length(), 200'000);
+}
+
+TEST_F(DatabaseTest, DurabilityIsSetBeforeOrAfterConnecting) {
+  MakeStore();
+  const auto level = [](Database& of) {
+    return of.SQLSelect("PRAGMA synchronous")->Field("synchronous").IntegerValue();
+  };
+  EXPECT_EQ(level(db), 1);
+  db.SetDurableCommits(true);
+  EXPECT_EQ(level(db), 2);
+  Database early(file);
+  early.SetDurableCommits(true);
+  ASSERT_TRUE(early.Connect());
+  EXPECT_EQ(level(early), 2);
+}
+
+}  // namespace
+}  // namespace gravlin

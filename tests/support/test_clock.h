@@ -1,0 +1,59 @@
+// A clock that a test sets and moves: timers, sleeps and Ticks follow it, and nothing waits in real
+// time.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+#include "platform/clock.h"
+#include "platform/scheduler.h"
+
+namespace gravlin::testing {
+
+// In force from its making to its end.
+class TestClock : public Clock {
+ public:
+  TestClock() { SetClock(this); }
+  ~TestClock() override { SetClock(nullptr); }
+  TestClock(const TestClock&) = delete;
+  TestClock& operator=(const TestClock&) = delete;
+
+  double UnixSeconds() override { return start_seconds + static_cast<double>(now_) / 1000; }
+  std::int64_t Milliseconds() override { return now_; }
+  bool RunsByItself() const override { return false; }
+
+  // Moves on, stopping at every call that comes due on the way, and lets events happen after each.
+  void Advance(std::int64_t milliseconds) {
+    const std::int64_t target = now_ + milliseconds;
+    Settle();
+    for (std::int64_t due = NextCallDue(); due >= 0 && due <= target; due = NextCallDue()) {
+      if (due > now_) now_ = due;
+      RunDueCalls();
+      Settle();
+    }
+    now_ = target;
+    Settle();
+  }
+  // Moves on in small steps until `done`, at most `limit` milliseconds.  False if it never was.
+  bool RunUntil(const std::function<bool()>& done, std::int64_t limit = 60'000) {
+    for (const std::int64_t end = now_ + limit; !done(); Advance(kStep)) {
+      if (now_ >= end) return false;
+      // What happens on a helper thread or a socket takes real time, if only a little.
+      PumpEvents(1);
+    }
+    return true;
+  }
+
+  double start_seconds = 1'750'000'000;  // 2025-06-15 15:06:40 UTC
+
+ private:
+  static constexpr std::int64_t kStep = 10;
+  // Lets what is ready go on.  Each pass resumes at most one cooperative thread.
+  static void Settle() {
+    for (int passes = 2 * LiveThreads() + 4; passes > 0; --passes) PumpEvents(0);
+  }
+
+  std::int64_t now_ = 1'000'000;
+};
+
+}  // namespace gravlin::testing

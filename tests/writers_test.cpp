@@ -1,0 +1,197 @@
+#include "store/writers.h"
+
+#include <gtest/gtest.h>
+
+#include "app/code.h"
+#include "platform/failures.h"
+#include "store/schema.h"
+#include "support/temp_folder.h"
+#include "support/test_clock.h"
+
+namespace gravlin {
+namespace {
+
+using testing::TempFolder;
+using testing::TestClock;
+
+class WritersTest : public ::testing::Test {
+ protected:
+  WritersTest() {
+    Code::fGlobalDB = folder.Item("store.rsd");
+    Code::DBFree = true;
+    reader.SetDatabaseFile(Code::fGlobalDB);
+    EXPECT_TRUE(reader.CreateDatabaseFile());
+    MakeSchema(reader);
+  }
+  ~WritersTest() override {
+    EndAllThreads();
+    Code::DBFree = true;
+    Code::fGlobalDB = FolderItem();
+  }
+  std::string Value(const std::string& sql) {
+    const auto rows = reader.SQLSelect("Select (" + sql + ") as v");
+    return rows ? rows->Field("v").StringValue() : reader.ErrorMessage();
+  }
+  bool AllDone() {
+    return clock.RunUntil([] { return Code::PendingWrites() == 0; });
+  }
+
+  TempFolder folder;
+  TestClock clock;
+  Database reader;
+};
+
+TEST_F(WritersTest, ABadStatementLeavesTheOthers) {
+  Code::SaveToDB(
+      {"Update Servers Set Port=1", "Update Servers Set Nonsense=1", "Update Servers Set SSL='v3'"},
+      "none");
+  EXPECT_EQ(Value("Select Port from Servers"), "119") << "written before the caller went on";
+  ASSERT_TRUE(AllDone());
+  EXPECT_EQ(Value("Select Port||SSL from Servers"), "1v3");
+  EXPECT_TRUE(Code::DBFree);
+}
+
+TEST_F(WritersTest, AnEmptyListGivesTheRightBack) {
+  Code::SaveToDB({}, "none");
+  Code::AddRecToDB("FileTypes", {}, "none");
+  ASSERT_TRUE(AllDone());
+  EXPECT_TRUE(Code::DBFree);
+}
+
+TEST_F(WritersTest, ABurstOfWritersWritesOneAtATimeAndLosesNothing) {
+  SetSlice(0);
+  // Were two between their statements at once, one would find the other's mark.
+  for (int i = 0; i < 10; ++i) {
+    Code::SaveToDB({"Insert into FileTypes (Name) values ('burst')",
+                    "Update Settings_Gravlin Set Name=ifnull(Name,'')||'('",
+                    "Update Settings_Gravlin Set Name=Name||')'"},
+                   "none");
+  }
+  EXPECT_EQ(Code::PendingWrites(), 10);
+  const std::int64_t start = clock.Milliseconds();
+  ASSERT_TRUE(AllDone());
+  SetSlice(8);
+  EXPECT_EQ(Value("Select count(*) from FileTypes where Name='burst'"), "10");
+  EXPECT_EQ(Value("Select Name from Settings_Gravlin"), "()()()()()()()()()()");
+  EXPECT_LT(clock.Milliseconds() - start, 3000);
+}
+
+TEST_F(WritersTest, ATakenRightHoldsWritersUp) {
+  ASSERT_TRUE(Code::LockDB());
+  EXPECT_FALSE(Code::LockDB());
+  Code::SaveToDB({"Update Servers Set Port=1"}, "none");
+  clock.Advance(5000);
+  EXPECT_EQ(Code::PendingWrites(), 1);
+  EXPECT_EQ(Value("Select Port from Servers"), "119");
+  Code::DBFree = true;
+  ASSERT_TRUE(AllDone());
+  EXPECT_EQ(Value("Select Port from Servers"), "1");
+}
+
+TEST_F(WritersTest, AnotherConnectionsTransactionOnlyDelays) {
+  Database other(Code::fGlobalDB);
+  ASSERT_TRUE(other.Connect());
+  other.SQLExecute("Update Servers Set SSL='v1'");
+  Code::SaveToDB({"Update Servers Set Port=1"}, "none");
+  clock.Advance(60'000);  // no limit within a thread
+  EXPECT_EQ(Code::PendingWrites(), 1);
+  other.Commit();
+  ASSERT_TRUE(AllDone());
+  EXPECT_EQ(Value("Select Port||SSL from Servers"), "1v1");
+}
+
+TEST_F(WritersTest, AMissingStoreIsWaitedFor) {
+  const FolderItem there = Code::fGlobalDB;
+  Code::fGlobalDB = folder.Item("later.rsd");
+  Code::SaveToDB({"Update Servers Set Port=1"}, "none");
+  clock.Advance(1000);
+  EXPECT_EQ(Code::PendingWrites(), 1);
+  EXPECT_TRUE(Code::DBFree);
+  Database made(Code::fGlobalDB);
+  ASSERT_TRUE(made.CreateDatabaseFile());
+  MakeSchema(made);
+  ASSERT_TRUE(AllDone());
+  EXPECT_EQ(made.SQLSelect("Select Port from Servers")->Field("Port").IntegerValue(), 1);
+}
+
+// What a call back sees.
+struct Seen {
+  std::int64_t id = 0;
+  bool free = false;
+  bool committed = false;
+};
+
+template <class Writer>
+class Noting : public Writer {
+ public:
+  Seen* seen = nullptr;
+  bool fail = false;
+
+ private:
+  void DoReturnCall() override {
+    Database other(Code::fGlobalDB);
+    other.Connect();
+    const auto rows = other.SQLSelect("Select ID from FileTypes where Name='new'");
+    *seen = {this->db->LastRowID(), Code::DBFree, rows && !rows->EndOfFile()};
+    if (fail) throw NilObjectException();
+  }
+};
+
+TEST_F(WritersTest, TheRightIsGivenBackBeforeOneCallBackAndAfterTheOther) {
+  for (const bool fail : {false, true}) {
+    Seen saved, inserted;
+    auto save = std::make_unique<Noting<SaveData>>();
+    save->sql = {"Insert into FileTypes (Name) values ('new')"};
+    save->seen = &saved;
+    save->fail = fail;
+    Thread::Run(std::move(save));
+    ASSERT_TRUE(AllDone());
+    auto insert = std::make_unique<Noting<InsertRecord>>();
+    insert->pTable = "FileTypes";
+    insert->pRec.resize(2);
+    for (DatabaseRecord& record : insert->pRec) record.SetColumn("Name", "new");
+    insert->seen = &inserted;
+    insert->fail = fail;
+    Thread::Run(std::move(insert));
+    ASSERT_TRUE(AllDone());
+    EXPECT_TRUE(saved.free);
+    EXPECT_TRUE(saved.committed);
+    EXPECT_FALSE(inserted.free);
+    EXPECT_TRUE(inserted.committed);
+    EXPECT_EQ(std::to_string(inserted.id), Value("Select max(ID) from FileTypes"));
+    EXPECT_TRUE(Code::DBFree);
+  }
+}
+
+TEST_F(WritersTest, NoneRunsNoCallBack) {
+  for (const bool insert : {false, true}) {
+    Seen seen{-1, false, false};
+    if (insert) {
+      auto writer = std::make_unique<Noting<InsertRecord>>();
+      writer->seen = &seen;
+      writer->ReturnTo = "none";
+      Thread::Run(std::move(writer));
+    } else {
+      auto writer = std::make_unique<Noting<SaveData>>();
+      writer->seen = &seen;
+      writer->ReturnTo = "none";
+      Thread::Run(std::move(writer));
+    }
+    ASSERT_TRUE(AllDone());
+    EXPECT_EQ(seen.id, -1);
+  }
+}
+
+TEST_F(WritersTest, AWriterEndedInTheMiddleGivesTheRightBack) {
+  SetSlice(0);
+  Code::SaveToDB(std::vector<std::string>(500, "Update Servers Set Port=Port+1"), "none");
+  ASSERT_TRUE(clock.RunUntil([] { return !Code::DBFree; }));
+  EndAllThreads();
+  SetSlice(8);
+  EXPECT_TRUE(Code::DBFree);
+  EXPECT_EQ(Code::PendingWrites(), 0);
+  EXPECT_EQ(Value("Select Port from Servers"), "119");
+}
+
+}  // namespace
+}  // namespace gravlin
