@@ -269,15 +269,16 @@ TEST(LongBinaryStream, TellsOfALostByteHoweverLateItIsNoticed) {
 }
 
 TEST(SpecialFolder, FollowsTheEnvironmentUnlessATestChose) {
+  const std::string home = getenv("HOME");
+  const std::string data = getenv("XDG_DATA_HOME") ? getenv("XDG_DATA_HOME") : "/";
   SpecialFolder::SetApplicationData({});
+  setenv("HOME", "/home/someone", 1);
   setenv("XDG_DATA_HOME", "/data/home", 1);
   EXPECT_EQ(SpecialFolder::ApplicationData().NativePath(), "/data/home");
   setenv("XDG_DATA_HOME", "relative", 1);
-  const std::string home = getenv("HOME") ? getenv("HOME") : "";
-  setenv("HOME", "/home/someone", 1);
   EXPECT_EQ(SpecialFolder::ApplicationData().NativePath(), "/home/someone/.local/share");
-  unsetenv("XDG_DATA_HOME");
   setenv("HOME", home.c_str(), 1);
+  setenv("XDG_DATA_HOME", data.c_str(), 1);
   SpecialFolder::SetApplications(FolderItem::FromPath("/opt"));
   EXPECT_EQ(SpecialFolder::Applications().NativePath(), "/opt");
   SpecialFolder::SetApplications({});

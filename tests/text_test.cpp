@@ -171,7 +171,7 @@ TEST(Clock, DatesAreLocalAndCarry) {
   EXPECT_EQ(later.Day(), 1);
   EXPECT_EQ(later.Month(), 3);
   EXPECT_TRUE(date < later);
-  unsetenv("TZ");
+  setenv("TZ", "UTC", 1);
   tzset();
   SetClock(nullptr);
 }

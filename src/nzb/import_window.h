@@ -16,8 +16,8 @@ class ImportWindow {
   virtual void BeginImport() = 0;
   // Percent of the file's bytes that have been read, a whole number.
   virtual void ShowImportProgress(int percent) = 0;
-  // The import is committed: sets BytesLeft, hides the bar, loads the files, tells the user, and turns to the tab of
-  // the download.
+  // The import is committed: sets BytesLeft, hides the bar, loads the files, tells the user, and
+  // turns to the tab of the download.
   virtual void ImportDone(std::string_view nzb_name, double total_bytes) = 0;
   virtual void LoadFiles() = 0;
 };

@@ -1,0 +1,174 @@
+#include "nzb/grv_parse.h"
+
+#include <algorithm>
+#include <exception>
+#include <string>
+#include <utility>
+
+#include "app/code.h"
+#include "nzb/names.h"
+#include "nzb/subject_scanner.h"
+#include "platform/desktop.h"
+#include "platform/failures.h"
+#include "platform/text.h"
+#include "store/writers.h"
+
+namespace gravlin {
+namespace {
+
+constexpr int kRetryMilliseconds = 100;
+
+// Passes on whole percents only when they change.
+class Progress {
+ public:
+  Progress(ImportWindow& window, std::int64_t length) : window_(window), length_(length) {}
+  void Show(std::int64_t position) {
+    if (position < next_ || length_ <= 0) return;
+    const int percent = static_cast<int>(std::min<std::int64_t>(position * 100 / length_, 100));
+    next_ = percent >= 100 ? INT64_MAX : (length_ * (percent + 1) + 99) / 100;
+    window_.ShowImportProgress(percent);
+  }
+
+ private:
+  ImportWindow& window_;
+  const std::int64_t length_;
+  std::int64_t next_ = 0;  // position of the next whole percent
+};
+
+}  // namespace
+
+void grvParse::Event_Run() {
+  try {
+    Import();
+  } catch (const std::exception&) {
+    // A file that cannot be opened or that has no segments ends the import without a word.
+    if (lock_taken_) Code::DBFree = true;
+  }
+  // Without a commit the transaction goes with the connection, and with it the lock on the file.
+  db.reset();
+}
+
+void grvParse::Import() {
+  w.BeginImport();
+  Code::UnknownNZBFileNo = 0;
+  WaitForTheStore();
+  // The window may be given another file meanwhile, which is the next import's.
+  nzb_ = w.NZBFile();
+  const std::unique_ptr<TextInputStream> stream = nzb_.OpenAsTextFile();
+  ClearLastImport();
+  if (!stream) throw NilObjectException();
+  if (!ReadFiles(*stream)) return;
+  stream->Close();
+  Finish();
+}
+
+void grvParse::WaitForTheStore() {
+  db = std::make_unique<Database>(Code::fGlobalDB);
+  while (!db->Connect()) Sleep(kRetryMilliseconds);
+  while (!Code::LockDB()) Sleep(kRetryMilliseconds);
+  lock_taken_ = true;
+  db->SetDurableCommits(true);
+}
+
+void grvParse::ClearLastImport() {
+  db->SQLExecute("BEGIN");
+  db->SQLExecute("Update Settings_Gravlin set ExpectedBytes=0");
+  db->SQLExecute("Update Settings_Gravlin set CompletedBytes=0");
+  db->SQLExecute("Update Settings_Gravlin set Name=''");
+  db->SQLExecute("Delete From NZBFiles");
+  db->Commit();
+  db->SQLExecute("BEGIN");
+  committed_ = std::make_unique<Database>(Code::fGlobalDB);
+  if (!committed_->Connect()) committed_.reset();
+}
+
+bool grvParse::ReadFiles(TextInputStream& stream) {
+  Progress progress(w, nzb_.Length());
+  std::string line;
+  do {
+    stream.ReadLine(line);
+    const bool at_end = stream.EndOfFile();
+    progress.Show(stream.PositionB());
+    switch (reader_.Take(line, at_end)) {
+      case NzbEvent::kNothing:
+        break;
+      case NzbEvent::kSubject:
+        if (!NameFile()) return false;
+        break;
+      case NzbEvent::kFile:
+        StoreFile();
+        break;
+      case NzbEvent::kEmptyFile:
+        throw OutOfBoundsException();
+      case NzbEvent::kFailure:
+        // The end inside a file keeps the right to write for good: every write of this run would
+        // build on half an import.
+        Tell(MessageOf(reader_.Failure()), reader_.Failure() != NzbFailure::kPrematureEnd);
+        return false;
+    }
+    if (at_end && reader_.InsideGroups()) Sleep(kRetryMilliseconds);
+    Yield();
+  } while (reader_.InsideFile() || !stream.EndOfFile());
+  return true;
+}
+
+bool grvParse::NameFile() {
+  std::int32_t part_no = 0, total_parts = 0;
+  const std::string& subject = reader_.File().subject;
+  Code::ScanForBinaryPost(subject, filename_, ext_, part_no, total_parts);
+  if (filename_.empty()) {
+    ShowFileTypesWindow();
+    Tell(
+        "Can't find filename in subject. Please look at this subject, spot the file extension, add "
+        "it to the File "
+        "Types window, and then re-import the NZB file." +
+            Code::CRLF + Code::CRLF + subject,
+        true);
+    return false;
+  }
+  filename_ = committed_ ? Code::FixNZBFilename(*committed_, filename_) : std::string();
+  return true;
+}
+
+void grvParse::StoreFile() {
+  const NzbFile& file = reader_.File();
+  DatabaseRecord record;
+  record.SetIntegerColumn("PartsDone", 0);
+  record.SetColumn("Done", "No");
+  record.SetIntegerColumn("ServerErrors", 0);
+  record.SetColumn("Filename", filename_);
+  record.SetIntegerColumn("TotalParts", file.part_count);
+  record.SetIntegerColumn("TotalBytes", file.bytes);
+  record.SetColumn("Ext", ext_);
+  record.SetColumn("Groups", file.groups);
+  record.SetColumn("Parts", file.parts);
+  db->InsertRecord("NZBFiles", record);
+  total_bytes_ += file.bytes;
+}
+
+void grvParse::Finish() {
+  const std::string name = nzb_.Name();
+  // A total of 0 gives empty text and a statement that fails, as does a name with a quote.  The
+  // values of ClearLastImport then stand.
+  db->SQLExecute("Update Settings_Gravlin set ExpectedBytes=" +
+                 Format(total_bytes_, "#####################"));
+  db->SQLExecute("Update Settings_Gravlin set CompletedBytes=0");
+  db->SQLExecute("Update Settings_Gravlin set Name='" + name + "'");
+  db->Commit();
+  Code::DBFree = true;
+  lock_taken_ = false;
+  w.ImportDone(name, total_bytes_);
+}
+
+void grvParse::Tell(std::string_view message, bool bail_out) {
+  MsgBox(message);
+  if (bail_out) BailOut();
+}
+
+void grvParse::BailOut() {
+  Code::DBFree = true;
+  lock_taken_ = false;
+  Code::SaveToDB({"Delete from NZBFiles"}, "none");
+}
+
+}  // namespace gravlin

@@ -1,0 +1,45 @@
+// The thread that imports one NZB file: a row of NZBFiles for each file, in one transaction.
+#pragma once
+
+#include <memory>
+#include <string_view>
+
+#include "nzb/import_window.h"
+#include "nzb/nzb_reader.h"
+#include "platform/streams.h"
+#include "platform/thread.h"
+#include "store/database.h"
+
+namespace gravlin {
+
+class grvParse : public Thread {
+ public:
+  // `window` outlives the thread.
+  explicit grvParse(ImportWindow& window) : w(window) {}
+
+ protected:
+  void Event_Run() override;
+
+ private:
+  void Import();
+  void WaitForTheStore();
+  void ClearLastImport();
+  // False when the import has ended before its time; the user has been told.
+  bool ReadFiles(TextInputStream& stream);
+  bool NameFile();
+  void StoreFile();
+  void Finish();
+  void Tell(std::string_view message, bool bail_out);
+  void BailOut();
+
+  ImportWindow& w;
+  std::unique_ptr<Database> db;
+  std::unique_ptr<Database> committed_;  // sees the names of earlier imports, not of this one
+  FolderItem nzb_;
+  NzbReader reader_;
+  std::string filename_, ext_;  // of the file being read
+  double total_bytes_ = 0;
+  bool lock_taken_ = false;
+};
+
+}  // namespace gravlin
