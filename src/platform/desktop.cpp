@@ -1,0 +1,99 @@
+#include "platform/desktop.h"
+
+#include <QApplication>
+#include <QDesktopServices>
+#include <QFile>
+#include <QFileDialog>
+#include <QMessageBox>
+#include <QUrl>
+
+#include "platform/native.h"
+#include "platform/scheduler.h"
+
+namespace gravlin {
+namespace {
+
+class RealDesktop : public Desktop {
+ public:
+  int MsgBox(std::string_view text, int code, std::string_view title) override {
+    // The low digit of a code chooses the buttons, the next one the icon.
+    const bool can_cancel = (code & 0xf) == 1;
+    const int icon = code & 0x70;
+    QMessageBox box(QApplication::activeWindow());
+    box.setTextFormat(Qt::PlainText);
+    box.setText(ToLines(text));
+    box.setWindowTitle(title.empty() ? QApplication::applicationDisplayName() : ToQt(title));
+    box.setIcon(icon == 0x10   ? QMessageBox::Critical
+                : icon == 0x30 ? QMessageBox::Warning
+                : icon == 0x40 ? QMessageBox::Information
+                               : QMessageBox::NoIcon);
+    box.setStandardButtons(can_cancel ? QMessageBox::Ok | QMessageBox::Cancel : QMessageBox::Ok);
+    box.setDefaultButton(QMessageBox::Ok);
+    return box.exec() == QMessageBox::Ok ? 1 : 2;
+  }
+
+  FolderItem GetOpenFolderItem(std::string_view file_type) override {
+    const QString filter = file_type == "nzb" ? "NZB files (*.nzb *.NZB)" : "All files (*)";
+    const QString path =
+        QFileDialog::getOpenFileName(QApplication::activeWindow(), QString(), folder_, filter);
+    if (path.isEmpty()) return {};
+    folder_ = QFileInfo(path).absolutePath();
+    return FolderItem::FromPath(QFile::encodeName(path).toStdString());
+  }
+
+  void ShowURL(std::string_view address) override {
+    const QUrl url(ToQt(address), QUrl::StrictMode);
+    // A file, or a scheme that some program of the user's has claimed, would be run.
+    const bool web = url.scheme() == "http" || url.scheme() == "https";
+    if (web && !url.host().isEmpty()) QDesktopServices::openUrl(url);
+  }
+
+  void Launch(const FolderItem& item) override {
+    // A file is shown in its folder, never opened: it may have come from the net.
+    const FolderItem folder = item.IsFolder() ? item : item.Parent();
+    if (!folder.IsNil() && folder.IsFolder())
+      QDesktopServices::openUrl(
+          QUrl::fromLocalFile(QFile::decodeName(folder.NativePath().c_str())));
+  }
+
+  void Beep() override { QApplication::beep(); }
+
+ private:
+  QString folder_;  // of the last file chosen
+};
+
+Desktop*& InForce() {
+  static Desktop* desktop = nullptr;
+  return desktop;
+}
+
+}  // namespace
+
+Desktop& TheDesktop() {
+  static RealDesktop real;
+  return InForce() ? *InForce() : real;
+}
+
+void SetDesktop(Desktop* desktop) { InForce() = desktop; }
+
+int MsgBox(std::string_view text, int code, std::string_view title) {
+  int answer = 0;
+  OnMainStack([&] { answer = TheDesktop().MsgBox(text, code, title); });
+  return answer;
+}
+
+FolderItem GetOpenFolderItem(std::string_view file_type) {
+  FolderItem chosen;
+  OnMainStack([&] { chosen = TheDesktop().GetOpenFolderItem(file_type); });
+  return chosen;
+}
+
+void ShowURL(std::string_view url) {
+  OnMainStack([&] { TheDesktop().ShowURL(url); });
+}
+
+void Beep() {
+  OnMainStack([] { TheDesktop().Beep(); });
+}
+
+}  // namespace gravlin

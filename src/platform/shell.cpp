@@ -1,0 +1,147 @@
+#include "platform/shell.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/pidfd.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <QPointer>
+#include <QSocketNotifier>
+#include <QTimer>
+#include <string>
+#include <utility>
+#include <vector>
+
+extern char** environ;
+
+namespace gravlin {
+namespace {
+
+constexpr int kGraceMilliseconds = 2000;
+
+class Child;
+
+// Children that have not been reaped.
+std::vector<Child*>& Children() {
+  static std::vector<Child*> children;
+  return children;
+}
+
+// One child and its process group.  Lives until the child is reaped, which may be after its Shell
+// has gone.
+class Child : public QObject {
+ public:
+  explicit Child(pid_t pid) : pid_(pid), pidfd_(pidfd_open(pid, 0)) {
+    Children().push_back(this);
+    if (pidfd_ >= 0) {
+      ended_ = new QSocketNotifier(pidfd_, QSocketNotifier::Read, this);
+      connect(ended_, &QSocketNotifier::activated, this, [this] { Ended(); });
+    }
+  }
+
+  ~Child() override {
+    std::erase(Children(), this);
+    delete std::exchange(ended_, nullptr);
+    if (pidfd_ >= 0) close(pidfd_);
+  }
+
+  void End() {
+    if (std::exchange(ending_, true)) return;
+    kill(-pid_, SIGTERM);
+    QTimer::singleShot(kGraceMilliseconds, this, [this] { Kill(); });
+  }
+
+  // Not to be used after it: the child is reaped here or a moment later.
+  void Kill() {
+    kill(-pid_, SIGKILL);
+    ending_ = killed_ = true;
+    if (waitpid(pid_, nullptr, WNOHANG) == pid_ || pidfd_ < 0) deleteLater();
+  }
+
+  void WaitForEnd() const { waitpid(pid_, nullptr, 0); }
+
+ private:
+  void Ended() {
+    // While the group is being ended its leader stays unreaped, so that its number cannot become
+    // another group's before the last signal is sent.
+    if (ending_ && !killed_) {
+      ended_->setEnabled(false);
+      return;
+    }
+    waitpid(pid_, nullptr, WNOHANG);
+    deleteLater();
+    ended_->setEnabled(false);
+  }
+
+  const pid_t pid_;
+  const int pidfd_;
+  QSocketNotifier* ended_ = nullptr;
+  bool ending_ = false, killed_ = false;
+};
+
+// The program ends: nobody is left to send the last signal later.
+void EndChildren() {
+  const std::vector<Child*> children = Children();
+  for (Child* child : children) child->Kill();
+  for (Child* child : children) {
+    child->WaitForEnd();
+    delete child;
+  }
+}
+
+// The process's number, or 0.
+pid_t Spawn(const std::string& command) {
+  posix_spawn_file_actions_t files;
+  posix_spawnattr_t attributes;
+  posix_spawn_file_actions_init(&files);
+  posix_spawnattr_init(&attributes);
+  posix_spawn_file_actions_addchdir_np(&files, "/");
+  posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  // What the command wants to keep it redirects itself.
+  posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+  posix_spawn_file_actions_addopen(&files, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+  sigset_t none, defaults;
+  sigemptyset(&none);
+  sigemptyset(&defaults);
+  sigaddset(&defaults, SIGPIPE);
+  posix_spawnattr_setsigmask(&attributes, &none);
+  posix_spawnattr_setsigdefault(&attributes, &defaults);
+  posix_spawnattr_setpgroup(&attributes, 0);
+  posix_spawnattr_setflags(&attributes,
+                           POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  std::string shell = "sh", option = "-c", text = command;
+  char* arguments[] = {shell.data(), option.data(), text.data(), nullptr};
+  pid_t pid = 0;
+  if (posix_spawn(&pid, "/bin/sh", &files, &attributes, arguments, environ) != 0) pid = 0;
+  posix_spawn_file_actions_destroy(&files);
+  posix_spawnattr_destroy(&attributes);
+  return pid;
+}
+
+}  // namespace
+
+struct Shell::Native {
+  QPointer<Child> child;
+};
+
+Shell::Shell() : native_(std::make_unique<Native>()) {}
+Shell::~Shell() { Close(); }
+
+void Shell::SetMode(int) {}
+
+void Shell::Execute(std::string_view command) {
+  Close();
+  static const bool registered = (qAddPostRoutine(EndChildren), true);
+  const pid_t pid = registered ? Spawn(std::string(command)) : 0;
+  if (pid > 0) native_->child = new Child(pid);
+}
+
+void Shell::Close() {
+  if (native_->child) native_->child->End();
+  native_->child = nullptr;
+}
+
+}  // namespace gravlin
