@@ -213,7 +213,7 @@ struct NewsServer::State {
   std::unordered_map<std::string, std::string> wires;  // ready replies by message id
   Source source;
   std::function<void(const std::string&, int)> observer;
-  int permits = 0, held = 0, accepted = 0;
+  int permits = 0, held = 0, accepted = 0, ended = 0;
   std::vector<std::string> requests;
   std::unordered_map<std::string, int> article_counts;
   std::ofstream log;
@@ -285,6 +285,7 @@ void NewsServer::State::Serve(Connection& connection) {
   }
   const std::lock_guard lock(mutex);
   open.erase(&connection);
+  ++ended;
   changed.notify_all();
 }
 
@@ -517,6 +518,11 @@ int NewsServer::ArticleCount(std::string_view id) const {
 int NewsServer::Connections() const {
   const std::lock_guard lock(state_->mutex);
   return state_->accepted;
+}
+
+int NewsServer::Ended() const {
+  const std::lock_guard lock(state_->mutex);
+  return state_->ended;
 }
 
 std::int64_t NewsServer::BytesSent() const { return state_->bytes_sent; }

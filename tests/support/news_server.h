@@ -90,7 +90,9 @@ class NewsServer {
   // What clients have sent so far, without line ends, and how often one article was asked for.
   std::vector<std::string> Requests() const;
   int ArticleCount(std::string_view id) const;
-  int Connections() const;  // since the start
+  // Since the start: connections taken, and those of them that have ended.
+  int Connections() const;
+  int Ended() const;
   std::int64_t BytesSent() const;
   // Waits until `reached` is true, which is tried again whenever something happens at the server.
   // False after 30 s.
