@@ -19,15 +19,15 @@ class Application {
   Application(const Application&) = delete;
   Application& operator=(const Application&) = delete;
 
-  // Raises Event_Open, then one Event_OpenDocument for each document of the command line, and runs the event loop
-  // until Quit.  Returns the exit status.
+  // Raises Event_Open, then one Event_OpenDocument for each document of the command line, and runs
+  // the event loop until Quit.  Returns the exit status.
   int RunLoop();
-  // Like RunLoop, but only where no other process of this user runs the program: otherwise hands the documents to it,
-  // brings its window up, and returns.
+  // Like RunLoop, but only where no other process of this user runs the program: otherwise hands
+  // the documents to it, brings its window up, and returns.
   int RunAsOnlyInstance(std::string_view name);
 
-  // Ends the program: asks Event_CancelClose, closes all windows, lets pending background work end, leaves the loop.
-  // May be called from any event.
+  // Ends the program: asks Event_CancelClose, closes all windows, lets pending background work end,
+  // leaves the loop. May be called from any event.
   static void Quit();
   static bool Quitting();
   // Sets the exit status that the loop returns.
@@ -45,7 +45,8 @@ class Application {
   std::unique_ptr<Native> native_;
 };
 
-// A small event loop guard for tests and tools that have no App: starts the toolkit and nothing else.
+// A small event loop guard for tests and tools that have no App: starts the toolkit and nothing
+// else.
 std::unique_ptr<Application> StartToolkit(int& argc, char** argv);
 
 }  // namespace gravlin

@@ -1,4 +1,5 @@
-// Time.  Everything in the program that asks for the time or waits asks one Clock, so that a test can set it.
+// Time.  Everything in the program that asks for the time or waits asks one Clock, so that a test
+// can set it.
 #pragma once
 
 #include <cstdint>
@@ -13,11 +14,13 @@ class Clock {
   virtual double UnixSeconds() = 0;
   // Milliseconds of a count that only goes forward; drives timers, sleeps and Ticks.
   virtual std::int64_t Milliseconds() = 0;
-  // False for a clock that is set by hand: waits are then ended by AdvanceTime (scheduler.h), never by the system.
+  // False for a clock that is set by hand: waits are then ended by AdvanceTime (scheduler.h), never
+  // by the system.
   virtual bool RunsByItself() const { return true; }
 };
 
-// The clock in force: the system's unless SetClock gave another.  nullptr goes back to the system's.
+// The clock in force: the system's unless SetClock gave another.  nullptr goes back to the
+// system's.
 Clock& TheClock();
 void SetClock(Clock* clock);
 
@@ -43,7 +46,9 @@ class Date {
   // The time of day, as "21:07:03".
   std::string LongTime() const;
 
-  friend bool operator<(const Date& a, const Date& b) { return a.total_seconds_ < b.total_seconds_; }
+  friend bool operator<(const Date& a, const Date& b) {
+    return a.total_seconds_ < b.total_seconds_;
+  }
   friend bool operator>(const Date& a, const Date& b) { return b < a; }
 
  private:

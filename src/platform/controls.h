@@ -1,5 +1,5 @@
-// The controls of a window, in plain classes.  A property is Name() / SetName(); an event is a std::function member.
-// Places and sizes are pixels from the window's content corner.
+// The controls of a window, in plain classes.  A property is Name() / SetName(); an event is a
+// std::function member. Places and sizes are pixels from the window's content corner.
 #pragma once
 
 #include <functional>
@@ -34,8 +34,8 @@ class DragItem {
   FolderItem item;
 };
 
-// The edges of the window that a control keeps its distance to when the window is resized.  Two opposite edges make
-// it grow.
+// The edges of the window that a control keeps its distance to when the window is resized.  Two
+// opposite edges make it grow.
 struct Anchors {
   bool left = true, top = true, right = false, bottom = false;
 };
@@ -84,13 +84,15 @@ class Control {
   std::function<bool()> MouseDown;
   std::function<void()> MouseUp;
 
-  // True when the control's own text fits its rectangle in the font in force; for controls without text, true.
+  // True when the control's own text fits its rectangle in the font in force; for controls without
+  // text, true.
   virtual bool TextFits() const { return true; }
   ControlNative& Native() const { return *native_; }
 
  protected:
   // The control is made inside `window`, or inside the page of a tab panel when `page` is given.
-  Control(std::unique_ptr<ControlNative> native, Window& window, std::string_view name, const Rect& bounds);
+  Control(std::unique_ptr<ControlNative> native, Window& window, std::string_view name,
+          const Rect& bounds);
   friend class Window;
   friend class TabPanel;
   std::unique_ptr<ControlNative> native_;
@@ -139,7 +141,8 @@ class TextField : public Control {
   void Copy();
   void Paste();
   std::function<void()> TextChange;
-  // The key's character: 13 Return, 3 Enter, 127 Delete, 27 Escape.  True keeps the key from the field.
+  // The key's character: 13 Return, 3 Enter, 127 Delete, 27 Escape.  True keeps the key from the
+  // field.
   std::function<bool(int key)> KeyDown;
 };
 
@@ -210,11 +213,12 @@ class Separator : public Control {
   Separator(Window& window, std::string_view name, const Rect& bounds);
 };
 
-// A row of tabs.  Controls made between BeginPage(i) and EndPages lie on page i; their places still count from the
-// window's corner.
+// A row of tabs.  Controls made between BeginPage(i) and EndPages lie on page i; their places still
+// count from the window's corner.
 class TabPanel : public Control {
  public:
-  TabPanel(Window& window, std::string_view name, const Rect& bounds, const std::vector<std::string>& tabs);
+  TabPanel(Window& window, std::string_view name, const Rect& bounds,
+           const std::vector<std::string>& tabs);
   void BeginPage(int index);
   void EndPages();
   int TabCount() const;

@@ -1,5 +1,5 @@
-// Whatever would leave the process goes through one replaceable Desktop, so that a test or the driver can answer a
-// box and read what was asked.
+// Whatever would leave the process goes through one replaceable Desktop, so that a test or the
+// driver can answer a box and read what was asked.
 #pragma once
 
 #include <string>
@@ -12,9 +12,11 @@ namespace gravlin {
 class Desktop {
  public:
   virtual ~Desktop() = default;
-  // A modal box.  `code` 0 has the button OK; 49 has OK and Cancel and the caution icon.  1 for OK, 2 for Cancel.
+  // A modal box.  `code` 0 has the button OK; 49 has OK and Cancel and the caution icon.  1 for OK,
+  // 2 for Cancel.
   virtual int MsgBox(std::string_view text, int code, std::string_view title) = 0;
-  // An open dialog limited to a registered file type ("nzb", "special/any"); nil when the user cancels.
+  // An open dialog limited to a registered file type ("nzb", "special/any"); nil when the user
+  // cancels.
   virtual FolderItem GetOpenFolderItem(std::string_view file_type) = 0;
   // Hands an http or https address to the user's browser; any other is refused.
   virtual void ShowURL(std::string_view url) = 0;
@@ -22,11 +24,13 @@ class Desktop {
   virtual void Beep() = 0;
 };
 
-// The desktop in force: the real one unless SetDesktop gave another.  nullptr goes back to the real one.
+// The desktop in force: the real one unless SetDesktop gave another.  nullptr goes back to the real
+// one.
 Desktop& TheDesktop();
 void SetDesktop(Desktop* desktop);
 
-// Short forms.  A box asked for inside a cooperative thread is run by the main stack while the thread waits.
+// Short forms.  A box asked for inside a cooperative thread is run by the main stack while the
+// thread waits.
 int MsgBox(std::string_view text, int code = 0, std::string_view title = {});
 FolderItem GetOpenFolderItem(std::string_view file_type);
 void ShowURL(std::string_view url);

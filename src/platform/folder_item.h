@@ -1,4 +1,5 @@
-// A reference to a file or folder that need not exist, and the few things the program does with one.
+// A reference to a file or folder that need not exist, and the few things the program does with
+// one.
 #pragma once
 
 #include <cstdint>
@@ -24,8 +25,8 @@ class FolderItem {
   bool IsNil() const { return path_.empty(); }
   friend bool operator==(const FolderItem& a, const FolderItem& b) { return a.path_ == b.path_; }
 
-  // The item of that name in this folder.  nil for a name that no file system takes: empty, ".", "..", over 255
-  // bytes, holding "/" or NUL.
+  // The item of that name in this folder.  nil for a name that no file system takes: empty, ".",
+  // "..", over 255 bytes, holding "/" or NUL.
   FolderItem Child(std::string_view name) const;
   FolderItem Parent() const;
 
@@ -33,8 +34,8 @@ class FolderItem {
   std::string DisplayName() const;
   // The path as this system writes it.
   const std::string& NativePath() const;
-  // Colon form: the volume's name, then each folder, joined by ":"; an existing folder's path ends in ":".  A ":"
-  // inside a name appears as "/", which no name can hold.
+  // Colon form: the volume's name, then each folder, joined by ":"; an existing folder's path ends
+  // in ":".  A ":" inside a name appears as "/", which no name can hold.
   std::string AbsolutePath() const;
 
   bool Exists() const;
@@ -51,12 +52,14 @@ class FolderItem {
   // Makes an empty file that only the user can read, failing if anything of that name is there.
   bool CreatePrivateFile() const;
   bool Delete() const;
-  // Renames within the folder; never replaces what is there.  On success this item has the new name.
+  // Renames within the folder; never replaces what is there.  On success this item has the new
+  // name.
   bool SetName(std::string_view name);
-  // Moves into a folder under the given name (the item's own if empty), also across file systems; never replaces
-  // what is there.  On success this item is the moved one.
+  // Moves into a folder under the given name (the item's own if empty), also across file systems;
+  // never replaces what is there.  On success this item is the moved one.
   bool MoveTo(const FolderItem& folder, std::string_view name = {});
-  // Brings a file's bytes, or a folder's entries, to the disk.  Blocks: call it through Thread::Offload.
+  // Brings a file's bytes, or a folder's entries, to the disk.  Blocks: call it through
+  // Thread::Offload.
   bool Flush() const;
 
   // nullptr if the file cannot be opened or made.

@@ -20,9 +20,11 @@ class HTTPSocket {
   // Starts the fetch and returns; an earlier one is dropped.  A fetch that fails raises nothing.
   void Get(std::string_view url);
 
-  std::function<void(std::string_view url, int status, std::string_view headers, const std::string& content)>
+  std::function<void(std::string_view url, int status, std::string_view headers,
+                     const std::string& content)>
       PageReceived;
-  std::function<void(std::int64_t bytes, std::int64_t total, std::string_view new_data)> ReceiveProgress;
+  std::function<void(std::int64_t bytes, std::int64_t total, std::string_view new_data)>
+      ReceiveProgress;
 
  private:
   struct Native;

@@ -1,5 +1,5 @@
-// A table of text rows.  The cells are plain strings in one array; the toolkit only looks at those that are on
-// screen, so that thousands of rows can be rebuilt once a second.
+// A table of text rows.  The cells are plain strings in one array; the toolkit only looks at those
+// that are on screen, so that thousands of rows can be rebuilt once a second.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@ namespace gravlin {
 
 // What a cell is painted with; a handler of CellTextPaint may change it.
 struct CellPaint {
-  Color text_color;        // the theme's text colour unless changed
+  Color text_color;  // the theme's text colour unless changed
   bool text_color_set = false;
 };
 
@@ -27,7 +27,8 @@ class Listbox : public Control {
   int ColumnCount() const;
   // Each heading is followed by a tab; the last tab may be missing.
   void SetHeading(std::string_view tab_separated);
-  // Pixels joined by ","; more or fewer than there are columns is allowed.  What is no number counts as 0.
+  // Pixels joined by ","; more or fewer than there are columns is allowed.  What is no number
+  // counts as 0.
   std::string ColumnWidths() const;
   void SetColumnWidths(std::string_view widths);
   void SetColumnAlign(int column, Align align);
@@ -41,15 +42,16 @@ class Listbox : public Control {
   void AddRow(std::string_view first_cell);
   void RemoveRow(int row);
   void DeleteAllRows();
-  // Text of a cell.  A row that does not exist, or a column that is neither visible nor the tag, throws
-  // OutOfBoundsException.
+  // Text of a cell.  A row that does not exist, or a column that is neither visible nor the tag,
+  // throws OutOfBoundsException.
   const std::string& Cell(int row, int column) const;
   void SetCell(int row, int column, std::string_view text);
-  // First row whose cell in column 0 equals the text, case ignored; -1 if none.  Costs one look-up, whatever the
-  // number of rows.
+  // First row whose cell in column 0 equals the text, case ignored; -1 if none.  Costs one look-up,
+  // whatever the number of rows.
   int FindRow(std::string_view text) const;
 
-  // The selected row, -1 for none.  Setting it raises Change when it changes, and brings the row into view.
+  // The selected row, -1 for none.  Setting it raises Change when it changes, and brings the row
+  // into view.
   int ListIndex() const;
   void SetListIndex(int row);
   // The row at the top of the view.
@@ -60,8 +62,8 @@ class Listbox : public Control {
   std::function<void()> DoubleClick;
   // The key's character as in TextField.  True keeps the key from the list.
   std::function<bool(int key)> KeyDown;
-  // Compares two rows for sorting by `column`: true if it set `result` (1 row1 behind row2, -1 before, 0 equal);
-  // false leaves the comparison to the texts.
+  // Compares two rows for sorting by `column`: true if it set `result` (1 row1 behind row2, -1
+  // before, 0 equal); false leaves the comparison to the texts.
   std::function<bool(int row1, int row2, int column, int& result)> CompareRows;
   std::function<void(int row, int column, CellPaint& paint)> CellTextPaint;
 

@@ -32,13 +32,16 @@ class MenuBar {
   void AddMenu(std::string_view name, std::string_view text);
   // "-" makes a separator.  A shortcut is written as "Cmd+Z"; Cmd is the Ctrl key here.
   void AddItem(std::string_view name, std::string_view text, std::string_view shortcut = {});
-  // An item that acts on the text control that has the focus: "undo", "cut", "copy", "paste" or "clear".
-  void AddEditItem(std::string_view name, std::string_view text, std::string_view shortcut, std::string_view edit);
+  // An item that acts on the text control that has the focus: "undo", "cut", "copy", "paste" or
+  // "clear".
+  void AddEditItem(std::string_view name, std::string_view text, std::string_view shortcut,
+                   std::string_view edit);
   // Marks an item as the platform's quit item.
   void SetQuitItem(std::string_view name);
   // The item of that name; nullptr if there is none.
   MenuItem* Find(std::string_view name);
-  // Binds a handler: true from it says that the command was handled.  A name without an item is kept and unused.
+  // Binds a handler: true from it says that the command was handled.  A name without an item is
+  // kept and unused.
   void Bind(std::string_view name, std::function<bool()> handler);
   // Raised before a menu opens.
   std::function<void()> EnableMenuItems;

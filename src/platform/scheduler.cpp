@@ -82,9 +82,10 @@ void Report(const char* event, const char* what) {
 
 }  // namespace
 
-// Runs due calls, posted calls and cooperative threads from the toolkit's event loop.  Each of its timers is ended
-// before its work runs and made anew when there is more: the toolkit lets no timer fire inside its own handler, and
-// the work may open nested event loops in which everything has to go on.
+// Runs due calls, posted calls and cooperative threads from the toolkit's event loop.  Each of its
+// timers is ended before its work runs and made anew when there is more: the toolkit lets no timer
+// fire inside its own handler, and the work may open nested event loops in which everything has to
+// go on.
 class Scheduler : public QObject {
  public:
   static Scheduler& Get() {
@@ -113,7 +114,8 @@ class Scheduler : public QObject {
     const std::uint64_t newest = last_id_;
     for (;;) {
       auto next = calls_.begin();
-      while (next != calls_.end() && next->first.first <= now && next->first.second > newest) ++next;
+      while (next != calls_.end() && next->first.first <= now && next->first.second > newest)
+        ++next;
       if (next == calls_.end() || next->first.first > now) break;
       const std::function<void()> action = std::move(next->second);
       due_of_.erase(next->first.second);
@@ -136,10 +138,9 @@ class Scheduler : public QObject {
     Coroutine& coroutine = *made;
     coroutine.body = std::move(body);
     coroutine.id = ++last_id_;
-    coroutine.stack = fiber(std::allocator_arg, NotedStack(&coroutine.stack_bottom),
-                            [this, &coroutine](fiber&& main) {
-                              return RunBody(coroutine, std::move(main));
-                            });
+    coroutine.stack =
+        fiber(std::allocator_arg, NotedStack(&coroutine.stack_bottom),
+              [this, &coroutine](fiber&& main) { return RunBody(coroutine, std::move(main)); });
     coroutines_.emplace(coroutine.id, std::move(made));
     MakeReady(coroutine.id);
   }
@@ -181,7 +182,8 @@ class Scheduler : public QObject {
       } catch (...) {
         error = std::current_exception();
       }
-      QMetaObject::invokeMethod(this, [this, id] { MakeReady(id); }, Qt::QueuedConnection);
+      QMetaObject::invokeMethod(
+          this, [this, id] { MakeReady(id); }, Qt::QueuedConnection);
     });
     Suspend();
     helper.join();
@@ -264,8 +266,8 @@ class Scheduler : public QObject {
     if (call_timer_) killTimer(std::exchange(call_timer_, 0));
     if (calls_.empty() || !TheClock().RunsByItself()) return;
     const std::int64_t wait = calls_.begin()->first.first - TheClock().Milliseconds();
-    call_timer_ = startTimer(std::chrono::milliseconds(std::max<std::int64_t>(wait, 0)),
-                             Qt::PreciseTimer);
+    call_timer_ =
+        startTimer(std::chrono::milliseconds(std::max<std::int64_t>(wait, 0)), Qt::PreciseTimer);
   }
 
   void ArmThreadTimer() {
@@ -288,7 +290,8 @@ class Scheduler : public QObject {
     Coroutine& coroutine = *found->second;
     Resume(coroutine);
     while (coroutine.main_call) {
-      // The thread is neither ready nor gone meanwhile, so the nested loop that this may open leaves it alone.
+      // The thread is neither ready nor gone meanwhile, so the nested loop that this may open
+      // leaves it alone.
       const std::function<void()>& action = *std::exchange(coroutine.main_call, nullptr);
       try {
         action();
@@ -317,9 +320,7 @@ class Scheduler : public QObject {
     // Also on the way out of a stack that is being unwound.
     struct Arrival {
       Coroutine& coroutine;
-      ~Arrival() {
-        coroutine.thread_switch.Arrive(&coroutine.main_bottom, &coroutine.main_size);
-      }
+      ~Arrival() { coroutine.thread_switch.Arrive(&coroutine.main_bottom, &coroutine.main_size); }
     } arrival{coroutine};
     coroutine.thread_switch.Leave(coroutine.main_bottom, coroutine.main_size);
     coroutine.main = std::move(coroutine.main).resume();
@@ -414,7 +415,8 @@ void Thread::Sleep(int milliseconds) {
     return;
   }
   bool over = false;
-  const std::uint64_t id = CallAt(TheClock().Milliseconds() + milliseconds, [&over] { over = true; });
+  const std::uint64_t id =
+      CallAt(TheClock().Milliseconds() + milliseconds, [&over] { over = true; });
   do {
     QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents |
                                     QEventLoop::WaitForMoreEvents);

@@ -1,5 +1,5 @@
-// What timers, sleeps and cooperative threads stand on.  Other rooms use thread.h and timer.h; this is for platform/
-// itself and for tests that set the clock.
+// What timers, sleeps and cooperative threads stand on.  Other rooms use thread.h and timer.h; this
+// is for platform/ itself and for tests that set the clock.
 #pragma once
 
 #include <cstdint>
@@ -7,13 +7,15 @@
 
 namespace gravlin {
 
-// Calls `action` from the event loop when the Clock has reached `due` milliseconds.  The id ends it early.
+// Calls `action` from the event loop when the Clock has reached `due` milliseconds.  The id ends it
+// early.
 std::uint64_t CallAt(std::int64_t due, std::function<void()> action);
 void CancelCall(std::uint64_t id);
 // Calls `action` from the event loop as soon as it is free.
 void CallSoon(std::function<void()> action);
-// Runs `action` on the main stack: in place on the main thread; inside a cooperative thread the thread waits until
-// the main stack has run it.  Whatever may open a nested event loop goes through here.
+// Runs `action` on the main stack: in place on the main thread; inside a cooperative thread the
+// thread waits until the main stack has run it.  Whatever may open a nested event loop goes through
+// here.
 void OnMainStack(const std::function<void()>& action);
 // Runs an event's handler: what it throws is caught, logged and reported, and the program goes on.
 void Dispatch(const char* event, const std::function<void()>& handler);
@@ -30,7 +32,8 @@ void PumpEvents(int wait_milliseconds);
 int LiveThreads();
 // Milliseconds of a running slice; 0 makes every yield give way.
 void SetSlice(int milliseconds);
-// Ends every cooperative thread, as at the end of the process: its stack is unwound, its work is lost.
+// Ends every cooperative thread, as at the end of the process: its stack is unwound, its work is
+// lost.
 void EndAllThreads();
 
 }  // namespace gravlin

@@ -24,9 +24,8 @@ struct SSLSocket::Native {
     QSslSocket* made = socket.get();
     made->setProxy(QNetworkProxy::NoProxy);
     QObject::connect(made, &QSslSocket::readyRead, made, [this] { Receive(); });
-    QObject::connect(made, &QSslSocket::connected, made, [this] {
-      socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-    });
+    QObject::connect(made, &QSslSocket::connected, made,
+                     [this] { socket->setSocketOption(QAbstractSocket::LowDelayOption, 1); });
     QObject::connect(made, &QSslSocket::sslErrors, made, [this](const QList<QSslError>& errors) {
       if (!errors.isEmpty()) error = errors.first().errorString().toStdString();
     });

@@ -21,8 +21,9 @@ class SSLSocket {
   void SetAddress(std::string_view host) { address_ = host; }
   void SetPort(int port) { port_ = port; }
   void SetSecure(bool secure) { secure_ = secure; }
-  // One of the codes 0 to 3 of the SSL menu.  The protocols they are named after are dead: each of them negotiates
-  // TLS 1.2 or newer, with the certificate checked against the system's store and the host name.
+  // One of the codes 0 to 3 of the SSL menu.  The protocols they are named after are dead: each of
+  // them negotiates TLS 1.2 or newer, with the certificate checked against the system's store and
+  // the host name.
   void SetConnectionType(int type) { connection_type_ = type; }
 
   // Starts connecting and returns.  An earlier connection is dropped and its buffer emptied.
@@ -31,7 +32,8 @@ class SSLSocket {
   bool IsConnected() const;
   // False, and nothing sent, when not connected.
   bool Write(std::string_view bytes);
-  // The received and unread bytes; valid until the next call of any other operation or the next event.
+  // The received and unread bytes; valid until the next call of any other operation or the next
+  // event.
   std::string_view Lookahead() const;
   // The received and unread bytes, moved out.
   std::string ReadAll();
@@ -47,8 +49,8 @@ class SSLSocket {
   // What ended the connection or kept it from being made, in words; empty if nothing did.
   const std::string& ErrorText() const;
 
-  // Raised from the event loop, at most one pending.  An event that comes while a handler lets events run is raised
-  // when the handler has ended.
+  // Raised from the event loop, at most one pending.  An event that comes while a handler lets
+  // events run is raised when the handler has ended.
   std::function<void()> DataAvailable;
   std::function<void()> Error;
 

@@ -48,7 +48,7 @@ class TextInputStream {
   bool Fill();
   FileHandle file_;
   std::string buffer_;
-  std::size_t next_ = 0;          // index of the next unread byte of buffer_
+  std::size_t next_ = 0;           // index of the next unread byte of buffer_
   std::int64_t buffer_start_ = 0;  // position in the file of buffer_[0]
 };
 
@@ -77,7 +77,8 @@ class MemoryBlock {
 // Bytes of a file with 64-bit counts.  The work block gives the size of the stream's buffer.
 class LongBinaryStream {
  public:
-  // For writing, the file is made or emptied.  A file that cannot be opened throws NilObjectException.
+  // For writing, the file is made or emptied.  A file that cannot be opened throws
+  // NilObjectException.
   LongBinaryStream(const FolderItem& file, bool for_writing, std::size_t work_block = 4096);
   ~LongBinaryStream();
   LongBinaryStream(const LongBinaryStream&) = delete;
@@ -88,7 +89,8 @@ class LongBinaryStream {
   // False once any byte since opening could not be written.
   bool Write(std::string_view bytes);
   bool EndOfFile();
-  // Writes what is buffered and closes.  False if any byte was lost; a second call gives the same answer.
+  // Writes what is buffered and closes.  False if any byte was lost; a second call gives the same
+  // answer.
   bool Close();
 
  private:

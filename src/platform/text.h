@@ -1,5 +1,5 @@
-// Text as the program sees it: strings of bytes, UTF-8 where they are shown, positions counted from 1,
-// letter case folded for ASCII only.
+// Text as the program sees it: strings of bytes, UTF-8 where they are shown, positions counted from
+// 1, letter case folded for ASCII only.
 #pragma once
 
 #include <cstdint>
@@ -9,31 +9,33 @@
 
 namespace gravlin {
 
-// Position of the first `find` in `text` at or behind `start`, 0 if there is none.  Case of ASCII letters is
-// ignored.  A start below 1 means the beginning; an empty `find` is found at the start.
+// Position of the first `find` in `text` at or behind `start`, 0 if there is none.  Case of ASCII
+// letters is ignored.  A start below 1 means the beginning; an empty `find` is found at the start.
 int InStr(int start, std::string_view text, std::string_view find);
 int InStr(std::string_view text, std::string_view find);
 
 // Position of the last `find` in `text`, case ignored; 0 if there is none.
 int LastInStr(std::string_view text, std::string_view find);
 
-// Up to `count` bytes from position `start` (a start below 1 counts as 1); empty when there is nothing there or
-// `count` is not positive.
+// Up to `count` bytes from position `start` (a start below 1 counts as 1); empty when there is
+// nothing there or `count` is not positive.
 std::string Mid(std::string_view text, int start, int count);
 std::string Mid(std::string_view text, int start);
 std::string Left(std::string_view text, int count);
 std::string Right(std::string_view text, int count);
 int Len(std::string_view text);
 
-// The number that `text` begins with: an optional sign, digits and a point.  No exponent, no leading blanks;
-// 0 if it begins with none.
+// The number that `text` begins with: an optional sign, digits and a point.  No exponent, no
+// leading blanks; 0 if it begins with none.
 double Val(std::string_view text);
 
-// Cuts the fraction off and wraps into 32 bits, as the program's integers do.  NaN and infinities give 0.
+// Cuts the fraction off and wraps into 32 bits, as the program's integers do.  NaN and infinities
+// give 0.
 std::int32_t ToInt32(double value);
 
-// Formats with a picture: `0` a digit always shown, `#` a digit shown when there is one, `,` between digits for
-// groups of three, `.` for the decimal point.  0 in a picture without `0` is empty text.
+// Formats with a picture: `0` a digit always shown, `#` a digit shown when there is one, `,`
+// between digits for groups of three, `.` for the decimal point.  0 in a picture without `0` is
+// empty text.
 std::string Format(double value, std::string_view picture);
 
 // Plain decimal text of an integer.

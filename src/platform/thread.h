@@ -1,5 +1,5 @@
-// Cooperative threads: coroutines with a stack of their own that the event loop resumes on the main OS thread, so
-// that they may touch controls and plain fields, and no data race can exist.
+// Cooperative threads: coroutines with a stack of their own that the event loop resumes on the main
+// OS thread, so that they may touch controls and plain fields, and no data race can exist.
 #pragma once
 
 #include <functional>
@@ -11,16 +11,19 @@ class Thread {
  public:
   virtual ~Thread() = default;
 
-  // Hands the thread to the event loop, which starts it soon and destroys it when Event_Run has ended.
+  // Hands the thread to the event loop, which starts it soon and destroys it when Event_Run has
+  // ended.
   static void Run(std::unique_ptr<Thread> thread);
 
-  // Gives way if the running slice is used up; otherwise costs a clock read.  On the main thread it is DoEvents
-  // under the same rule.
+  // Gives way if the running slice is used up; otherwise costs a clock read.  On the main thread it
+  // is DoEvents under the same rule.
   static void Yield();
-  // Always gives way, for at least that many milliseconds of the Clock.  On the main thread events go on meanwhile.
+  // Always gives way, for at least that many milliseconds of the Clock.  On the main thread events
+  // go on meanwhile.
   static void Sleep(int milliseconds);
-  // Runs one blocking call on a helper OS thread while this thread waits and the event loop goes on.  The work may
-  // touch only what it was given.  What it throws is thrown here.  On the main thread the work runs in place.
+  // Runs one blocking call on a helper OS thread while this thread waits and the event loop goes
+  // on.  The work may touch only what it was given.  What it throws is thrown here.  On the main
+  // thread the work runs in place.
   static void Offload(const std::function<void()>& work);
 
   // The cooperative thread that is running; nullptr on the main thread.
@@ -57,8 +60,8 @@ class CriticalGuard {
   CriticalSection& section_;
 };
 
-// Lets timers, sockets, threads and painting proceed in the middle of a handler.  Clicks and keys wait for the
-// handler to end.  Inside a cooperative thread it gives way.
+// Lets timers, sockets, threads and painting proceed in the middle of a handler.  Clicks and keys
+// wait for the handler to end.  Inside a cooperative thread it gives way.
 void DoEvents();
 
 }  // namespace gravlin

@@ -22,7 +22,8 @@ class Timer {
   // Milliseconds.
   int Period() const;
   void SetPeriod(int milliseconds);
-  // Asks for one action as soon as the event loop is free, beside the ordinary ones.  Nothing when the timer is off.
+  // Asks for one action as soon as the event loop is free, beside the ordinary ones.  Nothing when
+  // the timer is off.
   void FireSoon();
 
  private:

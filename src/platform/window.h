@@ -1,4 +1,5 @@
-// A window that holds controls and is reached by its class: one shared instance, or a new one each time.
+// A window that holds controls and is reached by its class: one shared instance, or a new one each
+// time.
 #pragma once
 
 #include <functional>
@@ -36,7 +37,8 @@ class Window {
   Window(const Window&) = delete;
   Window& operator=(const Window&) = delete;
 
-  // The open window of class W, or a new one.  A new one has had its Event_Open and is still hidden.
+  // The open window of class W, or a new one.  A new one has had its Event_Open and is still
+  // hidden.
   template <class W>
   static W& Shared() {
     if (Window* open = FindOpen(typeid(W))) return static_cast<W&>(*open);
@@ -64,7 +66,8 @@ class Window {
   void Show();
   void Hide();
   bool Visible() const;
-  // Raises Event_Close and hides the window; the object is destroyed when the event loop is next free.
+  // Raises Event_Close and hides the window; the object is destroyed when the event loop is next
+  // free.
   void Close();
 
   std::string Title() const;
@@ -85,7 +88,8 @@ class Window {
   void Refresh();
   void SetMenuBar(MenuBar& menu);
 
-  // The controls in the order in which they were made, and one by its name; nullptr if there is none.
+  // The controls in the order in which they were made, and one by its name; nullptr if there is
+  // none.
   const std::vector<Control*>& Controls() const { return controls_; }
   Control* FindControl(std::string_view name) const;
   // Saves a picture of the content as a PNG file.

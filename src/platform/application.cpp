@@ -1,0 +1,208 @@
+#include "platform/application.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <QApplication>
+#include <QDataStream>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QSessionManager>
+#include <QSocketNotifier>
+#include <QStandardPaths>
+#include <csignal>
+#include <cstdlib>
+#include <utility>
+
+#include "platform/clock.h"
+#include "platform/scheduler.h"
+#include "platform/streams.h"
+#include "platform/window.h"
+
+namespace gravlin {
+namespace {
+
+constexpr int kQuitPollMilliseconds = 20;
+constexpr int kQuitPatienceMilliseconds = 10000;
+constexpr int kHandOverMilliseconds = 5000;
+
+Application* the_application = nullptr;
+bool quitting = false;
+int exit_status = 0;
+int signal_pipe[2] = {-1, -1};
+
+void OnSignal(int) {
+  const char byte = 1;
+  // Nothing can be done in a signal handler about a pipe that is full: one byte in it is enough.
+  [[maybe_unused]] const ssize_t written = ::write(signal_pipe[1], &byte, 1);
+}
+
+// Where processes of this user meet: the session's runtime folder, or a private folder under the
+// temporary one.
+std::string MeetingFolder() {
+  const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
+  return runtime.isEmpty() ? std::string() : runtime.toStdString();
+}
+
+}  // namespace
+
+struct Application::Native {
+  Native(int& argc, char** argv) {
+    if (!QCoreApplication::instance()) {
+      QCoreApplication::setApplicationName("gravlin");
+      toolkit = std::make_unique<QApplication>(argc, argv);
+      QApplication::setQuitOnLastWindowClosed(false);
+    }
+    for (int i = 1; i < argc; ++i)
+      documents << QFileInfo(QString::fromLocal8Bit(argv[i])).absoluteFilePath();
+  }
+
+  void WatchSignals() {
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, signal_pipe) != 0)
+      return;
+    notifier = std::make_unique<QSocketNotifier>(signal_pipe[0], QSocketNotifier::Read);
+    QObject::connect(notifier.get(), &QSocketNotifier::activated, notifier.get(), [] {
+      char byte;
+      while (::read(signal_pipe[0], &byte, 1) > 0) {
+      }
+      Quit();
+    });
+    struct sigaction action {};
+    action.sa_handler = OnSignal;
+    action.sa_flags = SA_RESTART;
+    ::sigaction(SIGTERM, &action, nullptr);
+    ::sigaction(SIGINT, &action, nullptr);
+    QObject::connect(
+        qApp, &QGuiApplication::commitDataRequest, notifier.get(), [](QSessionManager&) { Quit(); },
+        Qt::DirectConnection);
+  }
+
+  // True for the one process that holds the lock; it then listens for others.
+  bool BecomeTheOne(const std::string& name, Application& application) {
+    const std::string folder = MeetingFolder();
+    if (folder.empty()) return true;
+    const std::string path = folder + "/" + name;
+    lock = FileHandle(
+        ::open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (lock && ::flock(lock.Get(), LOCK_EX | LOCK_NB) != 0) return false;
+    const QString socket = QString::fromStdString(path + ".socket");
+    QLocalServer::removeServer(socket);
+    server = std::make_unique<QLocalServer>();
+    server->setSocketOptions(QLocalServer::UserAccessOption);
+    QObject::connect(server.get(), &QLocalServer::newConnection, server.get(),
+                     [this, &application] { Take(*server->nextPendingConnection(), application); });
+    server->listen(socket);
+    return true;
+  }
+
+  // A second start sends its documents and closes; then the window comes up and each document is
+  // opened.
+  static void Take(QLocalSocket& visitor, Application& application) {
+    QObject::connect(&visitor, &QLocalSocket::disconnected, &visitor, [&visitor, &application] {
+      QDataStream stream(visitor.readAll());
+      QStringList documents;
+      stream >> documents;
+      visitor.deleteLater();
+      CallSoon([&application, documents] { application.native_->Open(documents, application); });
+    });
+  }
+
+  void Open(const QStringList& list, Application& application) const {
+    const std::vector<Window*> windows = Window::All();
+    if (!windows.empty() && !Quitting()) windows.front()->Show();
+    for (const QString& path : list) {
+      Dispatch("open document",
+               [&] { application.Event_OpenDocument(FolderItem::FromPath(path.toStdString())); });
+    }
+  }
+
+  bool HandOver(const std::string& name) const {
+    QLocalSocket socket;
+    const std::int64_t start = TheClock().Milliseconds();
+    while (TheClock().Milliseconds() - start < kHandOverMilliseconds) {
+      socket.connectToServer(QString::fromStdString(MeetingFolder() + "/" + name + ".socket"));
+      if (socket.waitForConnected(kHandOverMilliseconds)) {
+        QByteArray bytes;
+        QDataStream stream(&bytes, QIODevice::WriteOnly);
+        stream << documents;
+        socket.write(bytes);
+        socket.waitForBytesWritten(kHandOverMilliseconds);
+        socket.disconnectFromServer();
+        return true;
+      }
+      ::usleep(
+          50000);  // the other process has the lock and does not listen yet, or is about to end
+    }
+    return false;
+  }
+
+  std::unique_ptr<QApplication> toolkit;
+  std::unique_ptr<QSocketNotifier> notifier;
+  std::unique_ptr<QLocalServer> server;
+  FileHandle lock;
+  QStringList documents;
+};
+
+Application::Application(int& argc, char** argv) : native_(std::make_unique<Native>(argc, argv)) {
+  the_application = this;
+  quitting = false;
+}
+
+Application::~Application() {
+  EndAllThreads();
+  Window::CloseAll();
+  PumpEvents(0);
+  the_application = nullptr;
+}
+
+void Application::Event_OpenDocument(const FolderItem&) {}
+
+int Application::RunLoop() {
+  native_->WatchSignals();
+  Dispatch("open", [this] { Event_Open(); });
+  if (!quitting) CallSoon([this] { native_->Open(native_->documents, *this); });
+  exit_status = QCoreApplication::exec();
+  EndAllThreads();
+  return exit_status;
+}
+
+int Application::RunAsOnlyInstance(std::string_view name) {
+  if (!native_->BecomeTheOne(std::string(name), *this))
+    return native_->HandOver(std::string(name)) ? 0 : 1;
+  return RunLoop();
+}
+
+void Application::Quit() {
+  if (!the_application || quitting) return;
+  bool refused = false;
+  Dispatch("cancel close", [&] { refused = the_application->Event_CancelClose(); });
+  if (refused) return;
+  quitting = true;
+  Window::CloseAll();
+  struct Poll {
+    static void Turn(std::int64_t start) {
+      const std::int64_t now = TheClock().Milliseconds();
+      const bool waited_enough = now - start > kQuitPatienceMilliseconds;
+      if (the_application && the_application->WorkPending() && !waited_enough)
+        CallAt(now + kQuitPollMilliseconds, [start] { Turn(start); });
+      else
+        QCoreApplication::exit(exit_status);
+    }
+  };
+  CallSoon([start = TheClock().Milliseconds()] { Poll::Turn(start); });
+}
+
+bool Application::Quitting() { return quitting; }
+
+void Application::SetExitStatus(int status) { exit_status = status; }
+
+std::unique_ptr<Application> StartToolkit(int& argc, char** argv) {
+  return std::make_unique<Application>(argc, argv);
+}
+
+}  // namespace gravlin
