@@ -1,1 +1,6 @@
-int main() { return 0; }
+#include "app/app.h"
+
+int main(int argc, char** argv) {
+  gravlin::App app(argc, argv);
+  return app.RunAsOnlyInstance("gravlin");
+}

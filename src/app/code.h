@@ -37,8 +37,8 @@ inline bool DBFree = true;
 inline CriticalSection DBLock;
 
 // Names and the file type catalogue.
-inline std::int32_t MaxFileLength = 240;   // CleanFilename keeps only the right-most bytes of a name
-inline bool NeedToLoadTypes = false;       // the catalogue was edited and has to be read again
+inline std::int32_t MaxFileLength = 240;  // CleanFilename keeps only the right-most bytes of a name
+inline bool NeedToLoadTypes = false;      // the catalogue was edited and has to be read again
 inline std::int32_t UnknownNZBFileNo = 0;  // numbered duplicates of one import
 inline std::vector<std::string> Types;     // extensions in scanning order
 

@@ -1,5 +1,5 @@
-// Every web address that the program knows.  Vendor and providers lie in the reserved `.example` domain unless the
-// build names others.
+// Every web address that the program knows.  Vendor and providers lie in the reserved `.example`
+// domain unless the build names others.
 #pragma once
 
 #include <string>
@@ -24,7 +24,9 @@ inline std::string Vendor(std::string_view path) {
 
 inline constexpr std::string_view kAffiliateQuery = "?a_aid=gravlin&a_bid=wizard&chan=app";
 
-inline std::string Tidewire() { return std::string(GRAVLIN_TIDEWIRE_SITE "/").append(kAffiliateQuery); }
+inline std::string Tidewire() {
+  return std::string(GRAVLIN_TIDEWIRE_SITE "/").append(kAffiliateQuery);
+}
 inline std::string Hushroute() {
   return std::string(GRAVLIN_HUSHROUTE_SITE "/").append(kAffiliateQuery);
 }

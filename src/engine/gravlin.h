@@ -1,6 +1,7 @@
-// The main window and, at the same time, the download: one object with the wizard's controls, the socket, the timer
-// and the state of a run.  Its methods stand in the rooms of their subjects: the session, articles, queue and timer in
-// engine/, assembly in decode/, the hand-off to repair in postprocess/, the form in ui/.
+// The main window and, at the same time, the download: one object with the wizard's controls, the
+// socket, the timer and the state of a run.  Its methods stand in the rooms of their subjects: the
+// session, articles, queue and timer in engine/, assembly in decode/, the hand-off to repair in
+// postprocess/, the form in ui/.
 #pragma once
 
 #include <cstdint>
@@ -21,14 +22,16 @@
 
 namespace gravlin {
 
-// The columns of the hidden table `List`: one row for each file of the NZB; the tag column holds the row's `ID`.
+// The columns of the hidden table `List`: one row for each file of the NZB; the tag column holds
+// the row's `ID`.
 struct ListColumn {
   static constexpr int kFilename = 0, kDone = 1, kTotalParts = 2, kPartsPresent = 3, kErrors = 4;
   static constexpr int kMessage = 5, kGroups = 6, kID = Listbox::kTagColumn;
 };
 
-// What the thread of one assembly works on.  A copy, because the window's own fields go on to the next file when the
-// user starts a run while a file that was complete at launch is still being assembled.
+// What the thread of one assembly works on.  A copy, because the window's own fields go on to the
+// next file when the user starts a run while a file that was complete at launch is still being
+// assembled.
 struct AssemblyJob {
   std::string TheFilename, TheExt;
   std::int32_t LargestPartNo = 0;
@@ -119,7 +122,8 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   std::unique_ptr<Database> db;  // the window's own connection, for reading
 
   // Session.
-  std::string State;  // literal of the exchange, such as "sent article"; empty before the first log-on
+  std::string
+      State;  // literal of the exchange, such as "sent article"; empty before the first log-on
   std::string TheServerURL, TheServerUsername, TheServerPassword;
   std::int32_t TheServerPort = 0;
   std::int32_t TheSSLSetting = 999;  // 999 is plain TCP
@@ -175,7 +179,8 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
 
  private:
   friend class EngineStep;
-  // Makes the file at FilesIndex the current one and starts on it; false if it is to be passed over.
+  // Makes the file at FilesIndex the current one and starts on it; false if it is to be passed
+  // over.
   bool LoadNextFile();
   bool ReplyIsWhole() const;
   void Send(std::string_view command);
@@ -185,6 +190,7 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   void AnswerGroup(std::string_view code);
   void AnswerArticle(std::string_view code);
   bool SavePart();
+  bool PartsComplete();
   void FailPart(std::string_view why);
   void CountPart(std::size_t bytes);
   std::string PartName(std::int32_t number) const;
@@ -192,6 +198,9 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   int SelectRowOf(std::string_view filename);
   void AddFileRow(const RecordSet& row);
   std::string ScanPartsFolder();
+  void Tick();
+  bool WatchSilence();
+  void ShowArticleProgress();
   void NoteRestOfLine(std::string_view consumed);
   void DropRestOfLine();
 
@@ -201,7 +210,8 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   bool logged_on_ = false;     // the log-on of this connection is through
   int next_file_requests_ = 0;
   bool walking_queue_ = false;
-  char rest_of_line_ = 0;  // what is still to come of a line that was consumed in part; see DropRestOfLine
+  char rest_of_line_ =
+      0;  // what is still to come of a line that was consumed in part; see DropRestOfLine
 };
 
 namespace Code {
@@ -210,8 +220,8 @@ std::string SSLCodeToString(std::int32_t code);
 }  // namespace Code
 
 namespace Usenet {
-// Whether a reply that ends in these bytes (its last five at most) is whole: a dot alone on its line, ended by CR LF,
-// LF or CR (RFC 3977, section 3.1.1).
+// Whether a reply that ends in these bytes (its last five at most) is whole: a dot alone on its
+// line, ended by CR LF, LF or CR (RFC 3977, section 3.1.1).
 bool EndOfResponse(std::string_view tail);
 }  // namespace Usenet
 

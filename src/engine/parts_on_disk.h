@@ -1,5 +1,5 @@
-// Which parts of the current file lie in the Parts folder, kept in step with what the engine saves, so that a count
-// after each article costs nothing.
+// Which parts of the current file lie in the Parts folder, kept in step with what the engine saves,
+// so that a count after each article costs nothing.
 #pragma once
 
 #include <cstdint>

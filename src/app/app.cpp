@@ -1,0 +1,130 @@
+#include "app/app.h"
+
+#include "app/code.h"
+#include "app/endpoints.h"
+#include "engine/gravlin.h"
+#include "nzb/catalogue.h"
+#include "platform/clock.h"
+#include "platform/desktop.h"
+#include "platform/text.h"
+#include "store/database.h"
+#include "store/schema.h"
+#include "store/writers.h"
+
+namespace gravlin {
+
+App::App(int& argc, char** argv) : Application(argc, argv) {}
+
+App::~App() = default;
+
+std::string App::LongVersion() { return GRAVLIN_VERSION; }
+
+void App::Event_Open() {
+  try {
+    OpenFoldersAndStore();
+  } catch (const std::exception&) {
+    if (!DBProblem) MsgBox("An error occurred in App.Open");
+  }
+}
+
+void App::OpenFoldersAndStore() {
+  Code::ServerErrorPage =
+      endpoints::Vendor("/usenet/support/server-connection-problems?source=Gravlin");
+  const FolderItem application_data = SpecialFolder::ApplicationData();
+  Code::AppDataFolder = application_data.IsNil() ? FolderItem() : application_data.Child("Gravlin");
+  if (Code::AppDataFolder.IsNil()) {
+    MsgBox("Can't access the Application Support folder.");
+    Quit();
+    return;
+  }
+  if (!Code::AppDataFolder.Exists()) Code::AppDataFolder.CreateAsFolder();
+  Code::fApp = SpecialFolder::Applications();
+  Code::fParApp = Code::fApp.Child("par2");
+  Code::fRarApp = Code::fApp.Child("unrar");
+  Code::MessageFileURL =
+      endpoints::Vendor("/generic_message.txt?source=Gravlin_OSX-v") + LongVersion();
+  Code::DebugName = "Gravlin-OSX-v" + LongVersion();
+  if (OpenDB()) {
+    Init();
+  } else if (!Quitting()) {
+    MsgBox("Can't open database file.");
+    Quit();
+  }
+}
+
+bool App::OpenDB() {
+  try {
+    const FolderItem store = Code::AppDataFolder.Child("Gravlin.rsd");
+    if (store.IsNil()) {
+      MsgBox("Can't access Gravlin.rsd database file.");
+      Quit();
+      return false;
+    }
+    Code::fGlobalDB = store;
+    if (!store.Exists()) {
+      CreateDatabase();
+      return !Quitting();
+    }
+    if (Database(store).Connect()) return true;
+    DBProblem = true;
+    return false;
+  } catch (const std::exception&) {
+    MsgBox("An error occurred in App.OpenDB");
+    return false;
+  }
+}
+
+void App::CreateDatabase() {
+  Database db(Code::fGlobalDB);
+  if (!db.CreateDatabaseFile()) {
+    MsgBox("Can't create Gravlin.rsd database file.");
+    Quit();
+    return;
+  }
+  MakeSchema(db);
+}
+
+void App::LoadSettings() {
+  Database db(Code::fGlobalDB);
+  const Date now;
+  if (!db.Connect()) return;
+  const auto settings = db.SQLSelect("Select * from Settings");
+  if (!settings || settings->EndOfFile()) return;
+  Code::ArdentisMessageID = settings->Field("LastMessageID").IntegerValue();
+  Code::DebugOn = settings->Field("DebugOn").BooleanValue();
+  Code::FirstRun = settings->Field("FirstRun").BooleanValue();
+  if (!Code::FirstRun) return;
+  db.SQLExecute("BEGIN");
+  settings->Edit();
+  settings->SetField("FirstRun", false);
+  std::string stamp;
+  for (const int part :
+       {now.Year() % 100, now.Month(), now.Day(), now.Hour(), now.Minute(), now.Second()})
+    stamp += Format(part, "00");
+  settings->SetField("Future3", std::string_view(stamp));
+  settings->Update();
+  db.Commit();
+}
+
+// The locks exist from the start; LoadSettings and LoadTypes must not use them all the same, since
+// they come before the window that the locks are for.
+void App::Init() {
+  Code::CRLF = "\r\n";
+  Code::CR = "\r";
+  LoadSettings();
+  Code::LoadTypes();
+  Code::DBFree = true;
+  Code::MaxFileLength = 240;
+  Gravlin& window = Window::Shared<Gravlin>();
+  window.SetMenuBar(MenuMain);
+  window.Show();
+}
+
+bool App::Event_CancelClose() {
+  Database(Code::fGlobalDB).Connect();
+  return false;
+}
+
+bool App::WorkPending() { return Code::PendingWrites() > 0; }
+
+}  // namespace gravlin

@@ -1,0 +1,28 @@
+#include "app/code.h"
+#include "engine/gravlin.h"
+#include "platform/streams.h"
+#include "platform/text.h"
+
+namespace gravlin {
+
+// The file is opened and closed around each line, so that whatever has been written lies on disk
+// when the program dies.
+void Gravlin::WriteDebug(std::string_view label, std::string_view text) {
+  if (!Code::DebugOn || DebugFile.IsNil()) return;
+  const Date now;
+  const auto stream = DebugFile.AppendToTextFile();
+  if (!stream) return;
+  std::string line = Format(now.Hour(), "00") + ":" + Format(now.Minute(), "00") + ":" +
+                     Format(now.Second(), "00") + " - ";
+  line.append(label).append(": ").append(text).append(Code::CRLF);
+  stream->Write(line);
+  stream->Close();
+}
+
+void Gravlin::StartDebugMode() {
+  DebugFile = Code::AppDataFolder.Child("Gravlin_Debug..txt");
+  if (const auto emptied = DebugFile.CreateTextFile()) emptied->Close();
+  WriteDebug("StartDebugMode", Code::DebugName);
+}
+
+}  // namespace gravlin

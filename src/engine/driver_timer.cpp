@@ -1,0 +1,130 @@
+#include <cmath>
+
+#include "engine/active_files.h"
+#include "engine/engine_step.h"
+#include "engine/gravlin.h"
+#include "platform/failures.h"
+#include "platform/text.h"
+
+namespace gravlin {
+namespace {
+
+constexpr int kSilenceShown = 30;  // seconds of silence until the user is told, or a sign-off ends
+constexpr int kSilenceAllowed = 60;  // and until the session is started anew
+
+}  // namespace
+
+void Gravlin::SetDeadline() {
+  Now = Date();
+  LastResponse = Date();
+  Deadline = Date();
+  LastResponse.SetTotalSeconds(Now.TotalSeconds());
+  Deadline.SetMinute(Now.Minute() + 1);
+}
+
+void Gravlin::TheTimer_Action() {
+  // In the middle of an engine step only the clock goes on: reconnecting under its feet would mix
+  // two exchanges.
+  if (engine_depth_ > 0) {
+    UpdateTime();
+    return;
+  }
+  const EngineStep step(*this);
+  try {
+    Tick();
+  } catch (const NilObjectException&) {
+    ArticleBody.clear();
+    Code::RemoveFromActiveFiles(TheFilename);
+  }
+}
+
+void Gravlin::Tick() {
+  UpdateTime();
+  if (ThreadFlag) {
+    ThreadFlag = false;
+    Assembling = Decoding = false;  // the thread is over; a failure leaves one of them standing
+    SetDeadline();
+    WriteDebug("TheTimer", "Thread done. Calling LoadNextFile...");
+    // Before the log-on is through no command may go out; the log-on itself goes to the next file
+    // then.
+    if (logged_on_) GetNextFile();
+    return;
+  }
+  if (Assembling || Decoding) return;
+  if (WatchSilence()) return;
+  if (State != "receiving article") return;
+  ShowArticleProgress();
+  if (!ReplyIsWhole()) return;
+  State = "got article";
+  stStatus.SetText("Article received.");
+  stStatus.Refresh();
+  ArticleBody = News.ReadAll();
+  NoteRestOfLine(ArticleBody);
+  SessionBytes += static_cast<double>(ArticleBody.size());
+  CurrentBytes = SessionBytes;
+  GotArticle();
+}
+
+// True when it ended the session or started it anew.
+bool Gravlin::WatchSilence() {
+  const Date now;
+  const int seconds = ToInt32(now.TotalSeconds() - LastResponse.TotalSeconds());
+  if (seconds > kSilenceShown) {
+    if (State == "sent quit") {
+      News.Close();
+      Stop();
+      return true;
+    }
+    const std::string text = "No response since " + LastResponse.LongTime() +
+                             ". Will try to reconnect in " + Str(kSilenceAllowed - seconds) +
+                             " seconds...";
+    stStatus.SetText(text);
+    WriteDebug("TheTimer", text);
+  }
+  if (LastResponse.TotalSeconds() + kSilenceAllowed >= now.TotalSeconds()) return false;
+  WriteDebug("TheTimer", "Calling Reconnect");
+  Reconnect();
+  return true;
+}
+
+void Gravlin::ShowArticleProgress() {
+  const double received = static_cast<double>(News.Lookahead().size());
+  // No tick may have passed since the command went out; the speed of that moment is then 0.
+  const double seconds = (Ticks() - StartTick) / 60.0;
+  Throughput = seconds > 0 ? ToInt32(received * 8 / seconds / 1024) : 0;
+  stThroughput.SetText("Speed: " + Str(Throughput));
+  stThroughput.Refresh();
+  if (Peak < Throughput) {
+    Peak = Throughput;
+    stPeak.SetText("Peak: " + Str(Peak));
+    stPeak.Refresh();
+  }
+  CurrentBytes = SessionBytes + received;
+  stStatus.SetText("Receiving post: " + Format(std::floor(received / 1024), "#,###") +
+                   "kb - Part: " + Str(PartNo) + " - " + TheFilename);
+  stStatus.Refresh();
+}
+
+void Gravlin::UpdateTime() {
+  const std::int32_t elapsed = (Ticks() - SessionStartTick) / 60;
+  if (elapsed == 0 || CurrentBytes == 0) return;
+  const double rate = std::floor(CurrentBytes / elapsed);
+  if (rate == 0) return;
+  const double left = std::trunc(BytesLeft / rate);
+  if (left < 0) return;
+  const std::int64_t seconds = static_cast<std::int64_t>(left);
+  stTime.SetText(Format(static_cast<double>(seconds / 3600), "00") + ":" +
+                 Format(static_cast<double>(seconds % 3600 / 60), "00") + ":" +
+                 Format(static_cast<double>(seconds % 60), "00"));
+  stTime.Refresh();
+}
+
+void Gravlin::UpdateBar1() {
+  const double percent = ExpectedParts > 0 ? 100.0 * PartsDone / ExpectedParts : 0;
+  barProgress.SetValue(ToInt32(percent));
+  barProgress.Refresh();
+  stPercent.SetText(Format(percent, "##0.00") + "%");
+  stPercent.Refresh();
+}
+
+}  // namespace gravlin

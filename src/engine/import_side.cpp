@@ -1,0 +1,32 @@
+#include "engine/gravlin.h"
+#include "nzb/grv_parse.h"
+
+namespace gravlin {
+
+void Gravlin::InitNZBFile() {
+  List.DeleteAllRows();
+  Thread::Run(std::make_unique<grvParse>(*this));
+}
+
+void Gravlin::BeginImport() {
+  barParse.SetValue(0);
+  barParse.SetVisible(true);
+  barParse.Refresh();
+}
+
+void Gravlin::ShowImportProgress(int percent) {
+  barParse.SetValue(percent);
+  barParse.Refresh();
+}
+
+void Gravlin::ImportDone(std::string_view nzb_name, double total_bytes) {
+  BytesLeft = total_bytes;
+  barParse.SetVisible(false);
+  Refresh();
+  LoadFiles();
+  stStatus.SetText(std::string(nzb_name) + " imported. Click Start to begin downloading.");
+  pbStart.SetEnabled(true);
+  TabPanel1.SetValue(5);
+}
+
+}  // namespace gravlin

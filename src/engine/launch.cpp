@@ -1,0 +1,113 @@
+#include <algorithm>
+
+#include "app/code.h"
+#include "engine/gravlin.h"
+#include "platform/desktop.h"
+#include "platform/text.h"
+#include "platform/thread.h"
+#include "store/writers.h"
+
+namespace gravlin {
+
+void Gravlin::LoadSettings() {
+  const auto settings = db->SQLSelect("Select * from Settings_Gravlin");
+  if (settings && !settings->EndOfFile()) {
+    BytesLeft = settings->Field("ExpectedBytes").DoubleValue() -
+                settings->Field("CompletedBytes").DoubleValue();
+    stStatus.SetText("Click start to resume downloading.");
+  }
+  barProgress.SetValue(0);
+  FilesIndex = -1;
+  LoadServer();
+}
+
+bool Gravlin::CheckFolders() {
+  const auto find_or_make = [](std::string_view name, FolderItem& folder) {
+    folder = Code::AppDataFolder.Child(name);
+    if (folder.IsNil()) {
+      MsgBox("Can't find or create " + std::string(name) + " folder inside your Gravlin folder.");
+      return false;
+    }
+    if (!folder.Exists()) folder.CreateAsFolder();
+    return true;
+  };
+  return find_or_make("Parts", fParts) && find_or_make("Downloads", fDownloads);
+}
+
+// What the folders say is the memory of earlier runs.
+void Gravlin::LoadFiles() {
+  PartsDone = 0;
+  const auto files = db->SQLSelect("Select * from NZBFiles Order by Filename");
+  if (!files || files->EndOfFile()) return;
+  for (; !files->EndOfFile(); files->MoveNext()) {
+    AddFileRow(*files);
+    Thread::Yield();
+  }
+  stStatus.SetText("Scanning parts folder...");
+  stStatus.Refresh();
+  const std::string complete = ScanPartsFolder();
+  UpdateBar1();
+  List.SetListIndex(0);
+  List.SetScrollPosition(0);
+  List.Refresh();
+  if (complete.empty()) return;
+  const auto file = db->SQLSelect(
+      "Select TotalParts, ID, Ext, Parts from NZBFiles where Filename='" + complete + "'");
+  if (!file || file->EndOfFile()) return;
+  TheFilename = complete;
+  TheExt = file->Field("Ext").StringValue();
+  DownloaderFilesID = file->Field("ID").IntegerValue();
+  // Numbers may run beyond the count; a part that is left out here would be lost.
+  LargestPartNo = file->Field("TotalParts").IntegerValue();
+  for (const std::string& entry : Split(file->Field("Parts").StringValue(), ","))
+    LargestPartNo = std::max(LargestPartNo, ToInt32(Val(entry)));
+  StartConcat();
+}
+
+void Gravlin::AddFileRow(const RecordSet& row) {
+  const std::string filename = row.Field("Filename").StringValue();
+  const std::int32_t total = row.Field("TotalParts").IntegerValue();
+  List.AddRow(filename);
+  const int index = List.LastIndex();
+  const FolderItem finished = fDownloads.Child(filename);
+  const bool done = !finished.IsNil() && finished.Exists();
+  List.SetCell(index, ListColumn::kDone, done ? "Yes" : "No");
+  List.SetCell(index, ListColumn::kTotalParts, Str(total));
+  List.SetCell(index, ListColumn::kPartsPresent, done ? Str(total) : "0");
+  List.SetCell(index, ListColumn::kErrors, Str(row.Field("ServerErrors").IntegerValue()));
+  List.SetCell(index, ListColumn::kGroups, row.Field("Groups").StringValue());
+  List.SetCell(index, ListColumn::kID, Str(row.Field("ID").IntegerValue()));
+  ExpectedParts +=
+      total;  // a second import adds to the first, until Finish sets the bar to its end
+  if (done) PartsDone += total;
+}
+
+// Counts the parts of each file and returns the name of the last one found complete; empty if none
+// is.
+std::string Gravlin::ScanPartsFolder() {
+  std::string complete;
+  for (const std::string& name : fParts.ChildNames()) {
+    Thread::Yield();
+    const int length = Len(name);
+    if (length < 12 || name.compare(length - 11, 2, "-p") != 0) continue;
+    const int row = List.FindRow(gravlin::Left(name, length - 11));
+    if (row < 0 || SameText(List.Cell(row, ListColumn::kDone), "Yes")) continue;
+    if (fParts.Child(name).Length() == 0) continue;  // left behind by a crash: counts as absent
+    const std::string present = Str(ToInt32(Val(List.Cell(row, ListColumn::kPartsPresent))) + 1);
+    List.SetCell(row, ListColumn::kPartsPresent, present);
+    if (present == List.Cell(row, ListColumn::kTotalParts))
+      complete = List.Cell(row, ListColumn::kFilename);
+    ++PartsDone;
+    List.SetListIndex(row);
+  }
+  return complete;
+}
+
+// Only the position: the window keeps its size.
+void Gravlin::SaveSize() {
+  if (!DoneLoading || Top() <= 0) return;
+  Code::SaveToDB({"Update Settings_Gravlin Set Top=" + Str(Top()) + ", " + "Left=" + Str(Left())},
+                 "none");
+}
+
+}  // namespace gravlin

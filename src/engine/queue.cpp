@@ -1,0 +1,179 @@
+#include <algorithm>
+
+#include "engine/active_files.h"
+#include "engine/engine_step.h"
+#include "engine/gravlin.h"
+#include "platform/desktop.h"
+#include "platform/text.h"
+#include "platform/thread.h"
+
+namespace gravlin {
+
+void Gravlin::pbStart_Action() {
+  const EngineStep step(*this);
+  if (pbStart.Caption() == "Stop") {
+    pbStart.SetCaption("Start");
+    StopScanning();
+    return;
+  }
+  Files.clear();
+  for (int row = 0; row < List.ListCount(); ++row) {
+    Files.push_back(ToInt32(Val(List.Cell(row, ListColumn::kID))));
+    Thread::Yield();
+  }
+  // Changed before LogOn has looked at the list: Start with an empty list leaves the button at
+  // "Stop", and the press after it signs off from nothing.
+  pbStart.SetCaption("Stop");
+  SessionStartTick = Ticks();
+  SessionBytes = 0;
+  TotalErrors = 0;
+  if (!FirstStartDone) {
+    FirstStartDone = true;
+    OverallStartTick = Ticks();
+    LogOn();
+    return;
+  }
+  for (int row = 0; row < List.ListCount(); ++row) {
+    if (!SameText(List.Cell(row, ListColumn::kDone), "No")) continue;
+    FilesIndex = row - 1;
+    LogOn();
+    return;
+  }
+  MsgBox("All files have been downloaded.");
+  Stop();
+}
+
+// Files that are passed over would lead here again from inside the call.  Such a call only leaves a
+// request, so that the stack stays flat however many files are finished.
+void Gravlin::GetNextFile() {
+  ++next_file_requests_;
+  if (walking_queue_) return;
+  struct Walk {
+    Gravlin& window;
+    explicit Walk(Gravlin& w) : window(w) { window.walking_queue_ = true; }
+    ~Walk() {
+      window.walking_queue_ = false;
+      window.next_file_requests_ = 0;
+    }
+  } walk(*this);
+  const EngineStep step(*this);
+  while (next_file_requests_ > 0) {
+    --next_file_requests_;
+    Code::RemoveFromActiveFiles(PartFileName);
+    if (Reconecting) {
+      if (FilesIndex == -1) FilesIndex = 0;
+      Reconecting = false;
+    } else {
+      ++FilesIndex;
+    }
+    if (FilesIndex >= static_cast<std::int32_t>(Files.size()))
+      Finish();
+    else if (!LoadNextFile())
+      ++next_file_requests_;
+    Thread::Yield();
+  }
+}
+
+bool Gravlin::LoadNextFile() {
+  const auto file = db->SQLSelect("Select * From NZBFiles where ID=" + Str(Files[FilesIndex]));
+  if (!file || file->EndOfFile()) return false;  // a new import has taken the row away
+  const std::string filename = file->Field("Filename").StringValue();
+  Groups = Split(file->Field("Groups").StringValue(), ",");
+  iGroups = 0;
+  if (SameText(file->Field("Done").StringValue(), "Yes")) {
+    if (const int row = SelectRowOf(filename); row >= 0)
+      List.SetCell(row, ListColumn::kMessage, "File already done.");
+    WriteDebug("LoadNextFile", "File already done: " + filename);
+    return false;
+  }
+  const FolderItem finished = fDownloads.Child(filename);
+  if (!finished.IsNil() && finished.Exists()) {
+    if (const int row = SelectRowOf(filename); row >= 0)
+      List.SetCell(row, ListColumn::kMessage, "File present in Downloads folder.");
+    WriteDebug("LoadNextFile", "File present in Downloads folder: " + filename);
+    List.Refresh();
+    return false;
+  }
+  DownloaderFilesID = file->Field("ID").IntegerValue();
+  ArticleIndex = -1;
+  Article = Split(file->Field("Parts").StringValue(), ",");
+  for (const std::string& entry : Article) {
+    LargestPartNo = std::max(LargestPartNo, ToInt32(Val(entry)));
+    Thread::Yield();
+  }
+  WriteDebug("LoadNextFile",
+             Str(static_cast<std::int64_t>(Article.size())) + " article numbers in Article array.");
+  TotalParts = file->Field("TotalParts").IntegerValue();
+  TheFilename = filename;
+  TheExt = file->Field("Ext").StringValue();
+  parts_on_disk_.Clear();
+  std::int32_t present = 0;
+  for (std::size_t i = 0; i < Article.size(); ++i) {
+    const std::int32_t number = ToInt32(Val(Article[i]));
+    const FolderItem part = fParts.Child(PartName(number));
+    if (!part.IsNil() && part.Length() > 0) {
+      parts_on_disk_.Add(number);
+      if (static_cast<std::int32_t>(i) < TotalParts) ++present;
+    }
+    Thread::Yield();
+  }
+  if (present == TotalParts) {
+    StartConcat();
+    return true;
+  }
+  const int row = SelectRowOf(TheFilename);
+  List.SetScrollPosition(row >= 0 ? row : List.ListCount());
+  List.Refresh();
+  InitGroup();
+  return true;
+}
+
+void Gravlin::Finish() {
+  State = "sent quit";
+  WriteDebug("Finish", "Sending command: Quit");
+  Send("Quit");
+  std::string status = "All done!", logged = "All done.";
+  if (TotalErrors != 0) {
+    status = "All done, but with errors on " + Format(TotalErrors, "###,###,##0") + " posts.";
+    logged = status;
+  }
+  stStatus.SetText(status);
+  WriteDebug("Finish", logged);
+  pbStart.SetCaption("Start");
+  pbStart.SetEnabled(true);
+  TheTimer.SetMode(0);
+  if (FileCreated) OpenDownloadsFolder();
+  const std::int32_t seconds = (Ticks() - OverallStartTick) / 60;
+  stTime.SetText(Format(seconds / 3600, "00") + ":" + Format(seconds % 3600 / 60, "00") + ":" +
+                 Format(seconds % 60, "00"));
+  stTime.SetHelpTag("Total download time.");
+  barProgress.SetValue(100);
+  Code::RemoveFromActiveFiles(PartFileName);
+  ParFilename.clear();
+  RarFilename.clear();
+  for (int row = 0; row < List.ListCount(); ++row) {
+    const std::string name = List.Cell(row, ListColumn::kFilename);
+    const auto ends_in = [&](std::string_view end) { return SameText(Right(name, Len(end)), end); };
+    if (ParFilename.empty() && (ends_in(".par") || (ends_in("par2") && !InStr(name, ".vol"))))
+      ParFilename = name;
+    if (RarFilename.empty() &&
+        (ends_in("part1.rar") || ends_in("part01.rar") || ends_in("part001.rar") ||
+         (ends_in(".rar") && !InStr(name, ".part"))))
+      RarFilename = name;
+    Thread::Yield();
+  }
+  if (!ParFilename.empty()) StartPar();
+}
+
+void Gravlin::OpenDownloadsFolder() {
+  if (!fDownloads.IsNil()) fDownloads.Launch();
+}
+
+// Equal values sort as "before", in both directions.
+bool Gravlin::List_CompareRows(int row1, int row2, int column, int& result) {
+  if (column < ListColumn::kTotalParts || column > ListColumn::kErrors) return false;
+  result = Val(List.Cell(row2, column)) < Val(List.Cell(row1, column)) ? 1 : -1;
+  return true;
+}
+
+}  // namespace gravlin

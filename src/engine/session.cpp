@@ -1,0 +1,180 @@
+#include <algorithm>
+#include <array>
+
+#include "app/code.h"
+#include "engine/active_files.h"
+#include "engine/gravlin.h"
+#include "platform/desktop.h"
+#include "platform/text.h"
+
+namespace gravlin {
+namespace {
+
+struct SSLChoice {
+  std::string_view column;  // of Servers.SSL
+  std::int32_t code;        // the socket's connection type; 999 is a plain socket
+  std::string_view words;
+};
+
+// In the order of the SSL menu.
+constexpr std::array<SSLChoice, 5> kSSLChoices = {{{"off", 999, "without SSL"},
+                                                   {"v3", 2, "with SSL v3"},
+                                                   {"v2 or 3", 1, "with SSL v2 or v3"},
+                                                   {"v2", 0, "with SSL v2"},
+                                                   {"v1", 3, "with SSL v1"}}};
+
+}  // namespace
+
+std::int32_t Code::SSLStringToCode(std::string_view text) {
+  for (const SSLChoice& choice : kSSLChoices)
+    if (SameText(choice.column, text)) return choice.code;
+  return 999;
+}
+
+std::string Code::SSLCodeToString(std::int32_t code) {
+  for (const SSLChoice& choice : kSSLChoices)
+    if (choice.code == code) return std::string(choice.words);
+  return "without SSL";
+}
+
+void Gravlin::LoadServer() {
+  const auto server = db->SQLSelect("Select * from Servers");
+  if (!server || server->EndOfFile()) {
+    MsgBox("No records in Servers table");
+    return;
+  }
+  // Read before the form is filled: each field that changes saves the half-filled form in the
+  // background.
+  const std::string ssl = server->Field("SSL").StringValue();
+  const auto choice = std::find_if(kSSLChoices.begin(), kSSLChoices.end(),
+                                   [&](const SSLChoice& c) { return SameText(c.column, ssl); });
+  efURL.SetText(server->Field("URL").StringValue());
+  efUserName.SetText(server->Field("Username").StringValue());
+  efPassword.SetText(server->Field("Password").StringValue());
+  efPort.SetText(server->Field("Port").StringValue());
+  pmSSL.SetListIndex(choice == kSSLChoices.end() ? 0
+                                                 : static_cast<int>(choice - kSSLChoices.begin()));
+  TheServerURL = server->Field("URL").StringValue();
+  TheServerUsername = server->Field("Username").StringValue();
+  TheServerPassword = server->Field("Password").StringValue();
+  TheServerPort = server->Field("Port").IntegerValue();
+  TheSSLSetting = Code::SSLStringToCode(ssl);
+}
+
+void Gravlin::LogOn() {
+  if (List.ListCount() == 0) {
+    MsgBox("You must import an NZB file first.");
+    return;
+  }
+  SetDeadline();
+  TheTimer.SetMode(2);
+  mb = 0;
+  stMB.SetText("mb: 0.0");
+  stTime.SetText("00:00:00");
+  stTime.SetHelpTag("Time left");
+  LoadServer();
+  if (Code::DebugOn) StartDebugMode();
+  stStatus.SetText("Connecting to " + TheServerURL + "...");
+  News.SetAddress(TheServerURL);
+  News.SetPort(TheServerPort);
+  News.SetSecure(TheSSLSetting != 999);
+  if (TheSSLSetting != 999) News.SetConnectionType(TheSSLSetting);
+  WriteDebug("Gravlin.LogOn Connecting to ", TheServerURL + " on port " + Str(TheServerPort) + " " +
+                                                 Code::SSLCodeToString(TheSSLSetting) + "...");
+  State = "connect";
+  logged_on_ = false;
+  rest_of_line_ = 0;
+  News.Connect();
+}
+
+// The socket keeps the security that LogOn gave it.
+void Gravlin::Reconnect() {
+  Reconecting = true;
+  News.Close();
+  ClearNewsBuffer();
+  SetDeadline();
+  const std::string text = "Trying to reconnect to " + TheServerURL + "...";
+  stStatus.SetText(text);
+  WriteDebug("Reconnect", text);
+  News.SetAddress(TheServerURL);
+  News.SetPort(TheServerPort);
+  State = "connect";
+  logged_on_ = false;
+  rest_of_line_ = 0;
+  News.Connect();
+}
+
+void Gravlin::InitGroup() {
+  ClearNewsBuffer();
+  SetDeadline();
+  if (iGroups >= static_cast<std::int32_t>(Groups.size())) {
+    const std::string text =
+        "Couldn't select group for file: " + TheFilename + ". Will try  to retrieve posts anyway.";
+    stStatus.SetText(text);
+    WriteDebug("InitGroup", text);
+    GetNextArticle();
+    return;
+  }
+  const std::string& group = Groups[iGroups];
+  State = "sent group";
+  stStatus.SetText("Selecting group: " + group);
+  WriteDebug("InitGroup", "Sending Command: GROUP " + group);
+  Send("GROUP " + group);
+}
+
+void Gravlin::GroupSelected() { GetNextArticle(); }
+
+// The timer keeps running: its tick ends a sign-off that gets no answer.
+void Gravlin::StopScanning() {
+  pbStart.SetEnabled(false);
+  ClearNewsBuffer();
+  SetDeadline();
+  stStatus.SetText("Signing off...");
+  State = "sent quit";
+  Code::RemoveFromActiveFiles(PartFileName);
+  WriteDebug("StopScanning", "Sending command: Quit");
+  Send("Quit");
+}
+
+void Gravlin::Stop() {
+  News.Disconnect();
+  TheTimer.SetMode(0);
+  Code::RemoveFromActiveFiles(PartFileName);
+  pbStart.SetCaption("Start");
+  pbStart.SetEnabled(true);
+  State = "logged off";
+  stStatus.SetText("Done.");
+}
+
+void Gravlin::Send(std::string_view command) { News.Write(std::string(command) + Code::CRLF); }
+
+void Gravlin::ClearNewsBuffer() {
+  NoteRestOfLine(News.Lookahead());
+  News.Discard(News.Lookahead().size());
+}
+
+// A reply is judged by its first three bytes, so it may be acted on, and consumed, while the end of
+// its line is still on its way.  What follows must not be taken for the beginning of the next
+// reply.
+void Gravlin::NoteRestOfLine(std::string_view consumed) {
+  if (consumed.empty()) return;
+  const char last = consumed.back();
+  rest_of_line_ = last == '\n' ? '\0' : last == '\r' ? '\r' : '\n';
+}
+
+// Drops what NoteRestOfLine announced: all bytes to the LF, or behind a CR just an LF, since a
+// server may end its lines with the CR alone.
+void Gravlin::DropRestOfLine() {
+  const std::string_view waiting = News.Lookahead();
+  if (rest_of_line_ == 0 || waiting.empty()) return;
+  if (rest_of_line_ == '\r') {
+    if (waiting.front() == '\n') News.Discard(1);
+    rest_of_line_ = 0;
+    return;
+  }
+  const std::size_t end = waiting.find('\n');
+  if (end != std::string_view::npos) rest_of_line_ = 0;
+  News.Discard(end == std::string_view::npos ? waiting.size() : end + 1);
+}
+
+}  // namespace gravlin
