@@ -130,7 +130,15 @@ LongBinaryStream::~LongBinaryStream() { Close(); }
 
 std::size_t LongBinaryStream::Read(void* to, std::size_t size) {
   std::size_t done = 0;
-  while (done < size && !EndOfFile()) {
+  while (done < size) {
+    if (next_ == buffer_.size() && size - done >= work_block_ && !for_writing_ && file_) {
+      // More than the buffer holds need not pass through it.
+      bool lost = false;
+      done += files::ReadSome(file_.Get(), static_cast<char*>(to) + done, size - done, &lost);
+      failed_ = failed_ || lost;
+      break;
+    }
+    if (EndOfFile()) break;
     const std::size_t count = std::min(size - done, buffer_.size() - next_);
     std::memcpy(static_cast<char*>(to) + done, buffer_.data() + next_, count);
     next_ += count;

@@ -1,0 +1,242 @@
+#include "decode/yenc.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "platform/text.h"
+#include "support/full_disk.h"
+#include "support/temp_folder.h"
+
+namespace gravlin {
+namespace {
+
+using testing::TempFolder;
+using Kernel = YencDecoder::Kernel;
+
+constexpr Kernel kKernels[] = {Kernel::kPlain, Kernel::kSsse3, Kernel::kAvx2, Kernel::kNeon};
+
+// The decoder as slow and plain as its description: one byte at a time over the whole text.
+std::string Reference(const std::string& text) {
+  std::string out, line, trailer;
+  std::size_t at = 0;
+  int state = -1;
+  unsigned char previous = 0, current = 0;
+  while (at < text.size() && line.size() < 7) {
+    const char c = text[at++];
+    if (c == 13) {
+      current = 13;
+      break;
+    }
+    line += c;
+  }
+  if (Lowercase(line) == "=ybegin") {
+    state = 2;
+    line.clear();
+  }
+  while (at < text.size()) {
+    previous = current;
+    current = static_cast<unsigned char>(text[at++]);
+    if (state == -1) {
+      if (current == 13) line.clear();
+      if (line.empty()) {
+        if (previous == 13 && current != 13) line = static_cast<char>(current);
+      } else if (line.size() == 7) {
+        if (Lowercase(line) == "=ybegin") state = 2;
+        line.clear();
+      } else {
+        if (line == "\n") line.clear();
+        line += static_cast<char>(current);
+      }
+    } else if (state == 0) {
+      if (current == 61) {
+        state = 1;
+      } else if (current != 10 && current != 13) {
+        out += static_cast<char>(current < 42 ? current - 41 + 255 : current - 42);
+      }
+    } else if (state == 1) {
+      if (current == 121) {
+        state = 2;
+        trailer = "=y";
+      } else {
+        state = 3;
+      }
+    } else if (state == 2) {
+      if (!trailer.empty()) trailer += static_cast<char>(current);
+      if (Lowercase(trailer) == "=yend") {
+        state = -1;
+      } else if (current == 13) {
+        state = 0;
+        trailer.clear();
+      }
+    }
+    if (state == 3) {
+      state = 0;
+      const int once = current < 64 ? current - 63 + 255 : current - 64;
+      out += static_cast<char>(once < 42 ? once - 41 + 255 : once - 42);
+    }
+  }
+  return out;
+}
+
+// Decodes in pieces that end at the given positions.
+std::string Decode(const std::string& text, Kernel kernel, std::vector<std::size_t> borders = {}) {
+  YencDecoder decoder(kernel);
+  std::string out;
+  borders.push_back(text.size());
+  std::size_t from = 0;
+  for (const std::size_t border : borders) {
+    // A block of its own, so that a sanitizer sees a read beyond the piece.
+    const std::vector<std::uint8_t> piece(text.begin() + static_cast<std::ptrdiff_t>(from),
+                                          text.begin() + static_cast<std::ptrdiff_t>(border));
+    std::vector<std::uint8_t> to(piece.size() + YencDecoder::kSlack);
+    const std::size_t count = decoder.Decode(piece, to.data());
+    out.append(reinterpret_cast<const char*>(to.data()), count);
+    from = border;
+  }
+  return out;
+}
+
+const std::string kHead = "=ybegin line=128 size=3 name=a\r\n";
+
+TEST(YencTest, BlocksAreFoundAndDecoded) {
+  struct Case {
+    const char* what;
+    std::string text;
+    std::string expected;
+  };
+  const std::string abc = "\x8b\x8c\x8d";
+  const Case cases[] = {
+      {"nothing", "", ""},
+      {"fewer than seven bytes", "=ybegi", ""},
+      {"at the first byte", kHead + abc + "\r\n=yend size=3\r\n", "abc"},
+      {"no text between blocks", kHead + abc + "\r\n=yend size=3\r\njunk\r\n.\r\n", "abc"},
+      {"behind headers", "222 x\r\nSubject: y\r\n\r\n" + kHead + abc, "abc"},
+      {"behind a long first line", "222 article follows\r\n" + kHead + abc, "abc"},
+      {"behind an empty first line", "\r\n" + kHead + abc, "abc"},
+      {"hidden by a short first line", "222\r\n" + kHead + abc, ""},
+      {"in capitals", "222 article\r\n=YBEGIN x\r\n" + abc + "\r\n=yEnD\r\nnot this", "abc"},
+      {"not at the start of a line", "222 article\r\n " + kHead + abc, ""},
+      {"line feeds alone", "222 article\n=ybegin x\n" + abc, ""},
+      {"a part line", kHead + "=ypart begin=1 end=3\r\n" + abc, "abc"},
+      {"two articles", kHead + abc + "\r\n=yend\r\n.\r\n222 next one\r\nA: b\r\n\r\n" + kHead + abc,
+       "abcabc"},
+      {"escapes", kHead + "=@=J=M=}=\x7d", std::string("\xd6\xe0\xe3\x13\x13", 5)},
+      {"an escaped escape", kHead + "==y", std::string("\xd3\x4f", 2)},
+      {"an escaped CR", kHead + "=\r\n" + abc, std::string("\xa3") + "abc"},
+      {"a capital Y is data", kHead + "=Yend\r\n", std::string("\xef\x3b\x44\x3a", 4)},
+      {"wraps below 42", kHead + std::string("\0\x29\x2a", 3), std::string("\xd6\xff\0", 3)},
+      {"no line end behind the last line", kHead + abc + "\r\n=yend", "abc"},
+      {"an end in the opening line", "=ybegin =yend\r\n" + abc, "abc"},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(Reference(c.text), c.expected) << c.what << " (the reference)";
+    for (const Kernel kernel : kKernels) {
+      if (!YencDecoder::Available(kernel)) continue;
+      EXPECT_EQ(Decode(c.text, kernel), c.expected) << c.what;
+      std::vector<std::size_t> every(c.text.size());
+      for (std::size_t i = 0; i < every.size(); ++i) every[i] = i;
+      EXPECT_EQ(Decode(c.text, kernel, every), c.expected) << c.what << ", byte by byte";
+    }
+  }
+}
+
+// Texts that visit every state: data with many marks and line ends, whole and broken control lines.
+std::string RandomText(std::mt19937& random) {
+  static const std::string kPieces[] = {
+      "=ybegin",    "\r\n=ybegin line=128\r\n",
+      "=yend",      "\r\n=yend size=1\r\n",
+      "=ypart\r\n", "=y",
+      "=",          "==",
+      "\r",         "\n",
+      "\r\n",       "=\r\n",
+      "y",          "\r\n=yEnd\r\n",
+      "=YBEGIN",    "\r\r\n=ybegin\r\n",
+      "=Y",         "\n\n",
+  };
+  const auto up_to = [&random](std::size_t most) { return random() % (most + 1); };
+  std::string text;
+  if (up_to(3) != 0) text = up_to(1) ? kHead : "222 0 <a@b>\r\n" + kHead;
+  for (std::size_t pieces = up_to(24); pieces > 0; --pieces) {
+    switch (up_to(3)) {
+      case 0:
+        text += kPieces[up_to(std::size(kPieces) - 1)];
+        break;
+      case 1:  // bytes that mean something
+        for (std::size_t i = up_to(20); i > 0; --i) text += "=\r\nyY=beginend"[up_to(12)];
+        break;
+      case 2:  // a line as an encoder writes it, on the whole
+        for (std::size_t i = up_to(140); i > 0; --i) text += static_cast<char>(random());
+        text += "\r\n";
+        break;
+      default:
+        text.append(up_to(70), static_cast<char>(random()));
+    }
+  }
+  return text;
+}
+
+TEST(YencTest, EveryKernelGivesTheBytesOfThePlainStateMachine) {
+  std::mt19937 random(20250615);
+  int data_seen = 0;
+  for (int execution = 0; execution < 100'000; ++execution) {
+    const std::string text = RandomText(random);
+    const std::string expected = Reference(text);
+    data_seen += !expected.empty();
+    std::vector<std::size_t> borders(random() % 4);
+    for (std::size_t& border : borders) border = random() % (text.size() + 1);
+    std::sort(borders.begin(), borders.end());
+    for (const Kernel kernel : kKernels) {
+      if (!YencDecoder::Available(kernel)) continue;
+      ASSERT_EQ(Decode(text, kernel, borders), expected)
+          << "kernel " << static_cast<int>(kernel) << ", execution " << execution << ", text "
+          << ::testing::PrintToString(text);
+    }
+  }
+  EXPECT_GT(data_seen, 70'000) << "the texts hardly reach the data";
+}
+
+TEST(YencTest, AFileOfManyBlocksDecodesWhole) {
+  const TempFolder folder;
+  std::string joined, expected;
+  std::mt19937 random(7);
+  for (int part = 0; part < 5; ++part) {
+    joined += "222 0 <p@x>\r\nSubject: s\r\n\r\n" + kHead;
+    for (int i = 0; i < 200'000; ++i) {
+      const char byte = static_cast<char>(random());
+      const char code = static_cast<char>(byte + 42);
+      expected += byte;
+      if (code == 0 || code == 10 || code == 13 || code == '=') {
+        joined += {'=', static_cast<char>(code + 64)};
+      } else {
+        joined += code;
+      }
+      if (i % 128 == 127) joined += "\r\n";
+    }
+    joined += "\r\n=yend size=200000\r\n.\r\n";
+  }
+  const FolderItem target = folder.Write("out", "older and longer" + joined);
+  EXPECT_EQ(Code::DecodeYencFile(folder.Write("in", joined), target), 1e6);
+  EXPECT_TRUE(testing::ReadFile(folder / "out") == expected);
+}
+
+TEST(YencTest, FilesThatCannotBeReadOrWrittenAreReported) {
+  const TempFolder folder;
+  const FolderItem good = folder.Write("good", kHead + std::string(100'000, 'x'));
+  EXPECT_EQ(Code::DecodeYencFile(folder.Item("missing"), folder.Item("out")), -1);
+  EXPECT_EQ(Code::DecodeYencFile(good, folder.Item("no such folder/out")), -1);
+  EXPECT_EQ(Code::DecodeYencFile(folder.Item(), folder.Item("out")), -1);
+  {
+    const testing::FullDisk full(50'000);
+    EXPECT_EQ(Code::DecodeYencFile(good, folder.Item("cut")), -1);
+  }
+  EXPECT_EQ(Code::DecodeYencFile(good, folder.Item("cut")), 100'000);
+  EXPECT_EQ(Code::DecodeYencFile(folder.Write("none", "plain text"), folder.Item("empty")), 0);
+  EXPECT_TRUE(folder.Item("empty").Exists());
+}
+
+}  // namespace
+}  // namespace gravlin
