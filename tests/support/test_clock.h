@@ -35,13 +35,18 @@ class TestClock : public Clock {
     Settle();
   }
   // Moves on in small steps until `done`, at most `limit` milliseconds.  False if it never was.
-  bool RunUntil(const std::function<bool()>& done, std::int64_t limit = 60'000) {
+  bool RunUntil(const std::function<bool()>& done, std::int64_t limit = 600'000) {
     for (const std::int64_t end = now_ + limit; !done(); Advance(kStep)) {
       if (now_ >= end) return false;
       // What happens on a helper thread or a socket takes real time, if only a little.
       PumpEvents(1);
     }
     return true;
+  }
+  // Lets real events happen, without moving time, until `done`.
+  static bool PumpUntil(const std::function<bool()>& done) {
+    for (int turns = 0; turns < 10'000 && !done(); ++turns) PumpEvents(2);
+    return done();
   }
 
   double start_seconds = 1'750'000'000;  // 2025-06-15 15:06:40 UTC

@@ -1,0 +1,212 @@
+// Cooperative threads, timers and the rules of nested events.
+#include "platform/thread.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <thread>
+
+#include "platform/desktop.h"
+#include "platform/scheduler.h"
+#include "platform/timer.h"
+#include "support/test_clock.h"
+#include "support/test_desktop.h"
+
+namespace gravlin::testing {
+namespace {
+
+class Job : public Thread {
+ public:
+  static void Start(std::function<void()> body) {
+    auto job = std::make_unique<Job>();
+    job->body_ = std::move(body);
+    Run(std::move(job));
+  }
+
+ protected:
+  void Event_Run() override { body_(); }
+
+ private:
+  std::function<void()> body_;
+};
+
+struct NoteEnd {
+  std::string& log;
+  ~NoteEnd() { log += "end "; }
+};
+
+class ThreadTest : public ::testing::Test {
+ protected:
+  void TearDown() override { EXPECT_EQ(LiveThreads(), 0); }
+  TestClock clock;
+  std::string log;
+};
+
+TEST_F(ThreadTest, SleepersWakeInTheOrderOfTheClock) {
+  for (const int pause : {300, 100, 200})
+    Job::Start([this, pause] {
+      Thread::Sleep(pause);
+      log += std::to_string(pause) + " ";
+    });
+  clock.Advance(99);
+  EXPECT_EQ(log, "");
+  clock.Advance(1000);
+  EXPECT_EQ(log, "100 200 300 ");
+}
+
+TEST_F(ThreadTest, AYieldWithoutASliceLetsTheOthersGoOn) {
+  SetSlice(0);
+  for (const char* name : {"a", "b"})
+    Job::Start([this, name] {
+      for (int i = 0; i < 3; ++i) {
+        log += name;
+        Thread::Yield();
+      }
+    });
+  ASSERT_TRUE(TestClock::PumpUntil([] { return LiveThreads() == 0; }));
+  SetSlice(8);
+  EXPECT_EQ(log, "ababab");
+}
+
+TEST_F(ThreadTest, OffloadedWorkRunsElsewhereAndItsFailureComesBack) {
+  const std::thread::id main = std::this_thread::get_id();
+  bool elsewhere = false;
+  Job::Start([&] {
+    Thread::Offload([&] { elsewhere = std::this_thread::get_id() != main; });
+    try {
+      Thread::Offload([] { throw std::runtime_error("lost"); });
+    } catch (const std::runtime_error& failure) {
+      log += failure.what();
+    }
+  });
+  ASSERT_TRUE(TestClock::PumpUntil([] { return LiveThreads() == 0; }));
+  EXPECT_TRUE(elsewhere);
+  EXPECT_EQ(log, "lost");
+}
+
+// The box's own event loop runs on the main stack, and other threads go on meanwhile.
+TEST_F(ThreadTest, ABoxInsideAThreadIsRunByTheMainStack) {
+  class AskingDesktop : public TestDesktop {
+   public:
+    std::function<void()> during;
+    int MsgBox(std::string_view, int, std::string_view) override {
+      during();
+      return 2;
+    }
+  } desktop;
+  SetDesktop(&desktop);
+  desktop.during = [&] {
+    EXPECT_EQ(Thread::Current(), nullptr);
+    Job::Start([&] { log += "other "; });
+    ASSERT_TRUE(TestClock::PumpUntil([&] { return log == "other "; }));
+  };
+  Job::Start([&] { log += std::to_string(MsgBox("?")); });
+  ASSERT_TRUE(TestClock::PumpUntil([] { return LiveThreads() == 0; }));
+  SetDesktop(&Asked());
+  EXPECT_EQ(log, "other 2");
+}
+
+TEST_F(ThreadTest, AFailureEndsItsThreadAlone) {
+  std::string told;
+  SetFailureReport(
+      [&](const char* event, const char* what) { told = std::string(event) + ": " + what; });
+  Job::Start([] { throw std::runtime_error("broken"); });
+  Job::Start([this] { log += "on"; });
+  ASSERT_TRUE(TestClock::PumpUntil([] { return LiveThreads() == 0; }));
+  SetFailureReport(nullptr);
+  EXPECT_EQ(told, "thread: broken");
+  EXPECT_EQ(log, "on");
+}
+
+TEST_F(ThreadTest, EndedThreadsAreUnwound) {
+  Job::Start([this] {
+    const NoteEnd note{log};
+    Thread::Sleep(1000);
+    log += "never ";
+  });
+  Job::Start([this] {
+    const NoteEnd note{log};
+    for (;;) DoEvents();
+  });
+  for (int i = 0; i < 20; ++i) PumpEvents(0);
+  Job::Start([this] { log += "not started "; });
+  EndAllThreads();
+  EXPECT_EQ(log, "end end ");
+  clock.Advance(2000);
+  EXPECT_EQ(log, "end end ");
+}
+
+TEST_F(ThreadTest, ALockIsHeldByOneAtATime) {
+  CriticalSection section;
+  for (const char* name : {"a", "b"})
+    Job::Start([&, name] {
+      const CriticalGuard guard(section);
+      log += std::string("<") + name;
+      Thread::Sleep(100);
+      log += ">";
+    });
+  ASSERT_TRUE(clock.RunUntil([] { return LiveThreads() == 0; }));
+  EXPECT_EQ(log, "<a><b>");
+}
+
+TEST_F(ThreadTest, TimersFollowTheirMode) {
+  Timer timer;
+  int falls = 0;
+  timer.Action = [&] { ++falls; };
+  timer.SetPeriod(1000);
+  clock.Advance(3000);
+  EXPECT_EQ(falls, 0);
+  timer.SetMode(2);
+  clock.Advance(999);
+  EXPECT_EQ(falls, 0);
+  clock.Advance(2001);
+  EXPECT_EQ(falls, 3);
+  timer.SetMode(1);
+  clock.Advance(5000);
+  EXPECT_EQ(falls, 4);
+  EXPECT_EQ(timer.Mode(), 0);
+  timer.FireSoon();
+  PumpEvents(0);
+  EXPECT_EQ(falls, 4);
+  timer.SetMode(2);
+  timer.FireSoon();
+  timer.FireSoon();
+  PumpEvents(0);
+  EXPECT_EQ(falls, 5);
+  clock.Advance(1000);
+  EXPECT_EQ(falls, 6);
+}
+
+TEST_F(ThreadTest, ATimerIsNotEnteredTwiceAndOthersGoOn) {
+  Timer slow, other;
+  slow.SetPeriod(100);
+  other.SetPeriod(100);
+  slow.Action = [&] {
+    log += "(";
+    clock.Advance(250);  // lets events happen in the middle of the handler
+    log += ")";
+    slow.SetMode(0);
+  };
+  other.Action = [&] { log += "."; };
+  slow.SetMode(2);
+  other.SetMode(2);
+  clock.Advance(100);
+  EXPECT_EQ(std::count(log.begin(), log.end(), '('), 1);
+  EXPECT_GE(std::count(log.begin(), log.begin() + log.find(')'), '.'), 2);
+  other.SetMode(0);
+}
+
+TEST_F(ThreadTest, ATimerMayBeDestroyedByItsOwnAction) {
+  auto timer = std::make_unique<Timer>();
+  timer->SetPeriod(10);
+  timer->Action = [&] {
+    timer.reset();
+    log += "gone";
+  };
+  timer->SetMode(2);
+  clock.Advance(100);
+  EXPECT_EQ(log, "gone");
+}
+
+}  // namespace
+}  // namespace gravlin::testing
