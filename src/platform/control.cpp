@@ -1,6 +1,7 @@
 #include <QApplication>
 #include <QDragEnterEvent>
 #include <QDropEvent>
+#include <QFile>
 #include <QKeyEvent>
 #include <QMimeData>
 #include <QMouseEvent>
@@ -89,6 +90,9 @@ class Tap : public QObject {
         return Pressed(*static_cast<QMouseEvent*>(event));
       case QEvent::MouseButtonRelease:
         return Released();
+      case QEvent::Enter:
+        if (control_.MouseDown) control_.Native().widget->setCursor(Qt::PointingHandCursor);
+        return false;
       case QEvent::KeyPress:
         return KeyPressed(*static_cast<QKeyEvent*>(event));
       case QEvent::DragEnter:
@@ -135,7 +139,7 @@ class Tap : public QObject {
 
   bool Dropped(QDropEvent& event) {
     if (!Dragged(event)) return false;
-    const DragItem item{FolderItem::FromPath(FromQt(FileIn(event)))};
+    const DragItem item{FolderItem::FromPath(QFile::encodeName(FileIn(event)).toStdString())};
     // The other program waits for the drop to end, so the handler runs behind it.
     QMetaObject::invokeMethod(
         this, [this, item] { Raise("DropObject", control_.DropObject, item); },

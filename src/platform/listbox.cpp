@@ -148,7 +148,7 @@ struct Listbox::TableNative : ControlNative {
   }
   View& Table() { return *static_cast<View*>(widget.data()); }
   void ShowNow() override {
-    if (widget->isVisible()) Table().Show();
+    if (!held && widget->isVisible()) Table().Show();
   }
   // A list that cannot be seen costs nothing: its view looks at the rows when it appears.
   void Changed() {
@@ -156,6 +156,7 @@ struct Listbox::TableNative : ControlNative {
   }
 
   Model rows;
+  bool held = false;
 };
 
 Listbox::TableNative& Listbox::Table() const { return static_cast<TableNative&>(*native_); }
@@ -253,6 +254,11 @@ void Listbox::SetListIndex(int row) {
   if (std::exchange(model_.list_index, row) == row) return;
   Table().Changed();
   Raise("Change", Change);
+}
+
+void Listbox::SetHeld(bool held) {
+  Table().held = held;
+  if (!held) Table().Changed();
 }
 
 int Listbox::ScrollPosition() const {

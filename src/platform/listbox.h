@@ -58,6 +58,18 @@ class Listbox : public Control {
   int ScrollPosition() const;
   void SetScrollPosition(int row);
 
+  // Keeps what is on the screen as it is while the table is rebuilt and events run.
+  class Held {
+   public:
+    explicit Held(Listbox& listbox) : listbox_(listbox) { listbox_.SetHeld(true); }
+    ~Held() { listbox_.SetHeld(false); }
+    Held(const Held&) = delete;
+    Held& operator=(const Held&) = delete;
+
+   private:
+    Listbox& listbox_;
+  };
+
   std::function<void()> Change;
   std::function<void()> DoubleClick;
   // The key's character as in TextField.  True keeps the key from the list.
@@ -72,6 +84,7 @@ class Listbox : public Control {
   struct View;
   struct TableNative;
   TableNative& Table() const;
+  void SetHeld(bool held);
   Model& model_;  // owned by the native side
 };
 

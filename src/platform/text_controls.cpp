@@ -34,7 +34,12 @@ class Label : public QLabel {
     const QColor wanted = colour ? *colour : palette().color(QPalette::WindowText);
     painter.setPen(Readable(wanted, Background()));
     QString shown = text();
-    if (!wordWrap()) shown = fontMetrics().elidedText(shown, Qt::ElideRight, width());
+    if (!wordWrap() && fontMetrics().horizontalAdvance(shown) > width()) {
+      QFont narrow = font();
+      narrow.setStretch(narrow.stretch() * 85 / 100);
+      painter.setFont(narrow);
+      shown = painter.fontMetrics().elidedText(shown, Qt::ElideRight, width());
+    }
     painter.drawText(rect(), Flags(), shown);
   }
 
@@ -139,7 +144,7 @@ void StaticText::SetAlign(Align align) {
   const Qt::Alignment across = align == Align::kLeft     ? Qt::AlignLeft
                                : align == Align::kCentre ? Qt::AlignHCenter
                                                          : Qt::AlignRight;
-  label.setAlignment(across | Qt::AlignTop);
+  label.setAlignment(across | (label.wordWrap() ? Qt::AlignTop : Qt::AlignVCenter));
 }
 
 void StaticText::SetTextColor(Color color) {

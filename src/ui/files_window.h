@@ -1,0 +1,37 @@
+// The table of the NZB's files, for looking at while a download runs: a copy of the main window's
+// hidden table, made anew once a second.  Nothing done here flows back.
+#pragma once
+
+#include <memory>
+
+#include "platform/listbox.h"
+#include "platform/timer.h"
+#include "platform/window.h"
+#include "store/database.h"
+
+namespace gravlin {
+
+class grvFiles : public Window {
+ public:
+  grvFiles();
+
+  void LoadList();
+  void SaveSize();
+  bool List_CompareRows(int row1, int row2, int column, int& result) const;
+  void tRefresh_Action();
+  void boxRefresh_Action();
+
+  Listbox List;
+  CheckBox boxRefresh;
+  Timer tRefresh;
+
+  bool DoneLoading = false;  // keeps the resizes of the opening from being saved
+  std::unique_ptr<Database> db;
+
+ protected:
+  void Event_Open() override;
+  void Event_Close() override;
+  void Event_Resized() override;
+};
+
+}  // namespace gravlin

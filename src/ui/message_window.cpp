@@ -1,0 +1,94 @@
+#include "ui/message_window.h"
+
+#include <vector>
+
+#include "app/code.h"
+#include "engine/gravlin.h"
+#include "platform/desktop.h"
+#include "platform/text.h"
+#include "store/writers.h"
+
+namespace gravlin {
+namespace {
+
+WindowStyle Style() {
+  WindowStyle style;
+  style.title = "Message From Ardentis";
+  style.width = 413;
+  style.height = 257;
+  style.min_width = 413;
+  style.min_height = 230;
+  style.frame = Frame::kMovableModal;
+  style.resizable = true;
+  return style;
+}
+
+}  // namespace
+
+GetMessage::GetMessage()
+    : Window(Style()),
+      efMessage(*this, "efMessage", {20, 14, 373, 144}),
+      pbClose(*this, "pbClose", {20, 172, 80, 28}, "Close"),
+      pbGo(*this, "pbGo", {313, 170, 80, 28}, "Go!"),
+      StaticText1(*this, "StaticText1", {21, 212, 372, 37},
+                  "You can re-open this window at any time by going onto the Help menu and then to "
+                  "\"Get Message From Ardentis.\"") {
+  efMessage.SetAnchors({.left = true, .top = true, .right = true, .bottom = true});
+  efMessage.SetReadOnly(true);
+  efMessage.SetAccessibleName("Message");
+  pbClose.SetAnchors({.left = true, .top = false, .right = false, .bottom = true});
+  pbGo.SetAnchors({.left = false, .top = false, .right = true, .bottom = true});
+  StaticText1.SetAnchors({.left = true, .top = false, .right = true, .bottom = true});
+  pbGo.SetEnabled(false);
+  pbClose.Action = [this] { Close(); };
+  pbGo.Action = [this] { pbGo_Action(); };
+  Web.ReceiveProgress = [this](std::int64_t bytes, std::int64_t, std::string_view) {
+    Web_ReceiveProgress(bytes);
+  };
+  Web.PageReceived = [this](std::string_view, int, std::string_view, const std::string& content) {
+    Web_PageReceived(content);
+  };
+}
+
+void GetMessage::Event_Open() {
+  pbClose.SetHeight(20);
+  pbGo.SetHeight(20);
+  db = std::make_unique<Database>(Code::fGlobalDB);
+  // The name of a former store, which users know the message by.
+  if (!db->Connect()) MsgBox("Can't open Harbinet.sdb database file.");
+}
+
+void GetMessage::Web_ReceiveProgress(std::int64_t bytes) {
+  efMessage.AppendText(Code::CRLF + Str(bytes));
+}
+
+void GetMessage::Web_PageReceived(const std::string& content) {
+  const std::string page = ReplaceAll(content, "\n", "\r");
+  const std::vector<std::string> lines = Split(page, "\r");
+  const std::int32_t id = lines.empty() ? 0 : ToInt32(Val(lines[0]));
+  if (id <= Code::ArdentisMessageID && !GetMsgAgain) {
+    Close();
+    return;
+  }
+  Code::ArdentisMessageID = id;
+  Code::SaveToDB({"Update Settings Set LastMessageID=" + Str(id)}, "none");
+  if (Code::FirstRun && !GetMsgAgain) return;
+  URL = lines.size() > 1 ? lines[1] : std::string();
+  // Behind the two lines, each with one character for its end.
+  efMessage.SetText(Mid(page, Len(Str(id)) + Len(URL) + 3));
+  Show();
+  pbGo.SetEnabled(true);
+  pbGo.SetFocus();
+}
+
+void GetMessage::pbGo_Action() { ShowURL(URL); }
+
+void FetchMessage(bool asked_by_user) {
+  auto& window = Window::Shared<GetMessage>();
+  window.GetMsgAgain = asked_by_user;
+  window.Web.Get(Code::MessageFileURL);
+}
+
+void CheckForMessage() { FetchMessage(false); }
+
+}  // namespace gravlin

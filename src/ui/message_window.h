@@ -1,0 +1,39 @@
+// The vendor's message: hidden while it is fetched, shown when it is new or was asked for.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/http_socket.h"
+#include "platform/window.h"
+#include "store/database.h"
+
+namespace gravlin {
+
+class GetMessage : public Window {
+ public:
+  GetMessage();
+
+  void Web_ReceiveProgress(std::int64_t bytes);
+  void Web_PageReceived(const std::string& content);
+  void pbGo_Action();
+
+  TextArea efMessage;
+  PushButton pbClose, pbGo;
+  StaticText StaticText1;
+  HTTPSocket Web;
+
+  std::string URL;           // the web page of the message
+  bool GetMsgAgain = false;  // the user asked; otherwise only a new message is shown
+  std::unique_ptr<Database> db;
+
+ protected:
+  void Event_Open() override;
+};
+
+// Fetches the message into the window's shared instance.
+void FetchMessage(bool asked_by_user);
+
+}  // namespace gravlin

@@ -1,0 +1,64 @@
+// The quick test of the wizard: a log-on and nothing else, on a socket of its own.
+#include "app/code.h"
+#include "engine/gravlin.h"
+#include "platform/desktop.h"
+#include "platform/text.h"
+
+namespace gravlin {
+
+void Gravlin::pbTest_Action() {
+  // The only way in which the connection of an earlier test is ended.
+  NewsTest.Close();
+  LoadServer();
+  if (TheServerURL.empty())
+    MsgBox("Please set up your news server.");
+  else
+    ConnectTest();
+}
+
+void Gravlin::ConnectTest() {
+  const bool secure = TheSSLSetting != 999;
+  NewsTest.SetSecure(secure);
+  if (secure) NewsTest.SetConnectionType(TheSSLSetting);
+  // Warnings only: the attempt is made all the same.
+  if (!secure && TheServerPort == 563)
+    MsgBox("Port 563 usually requires that SSL be turned on. Check with your provider.");
+  if (secure && TheServerPort == 119)
+    MsgBox("Port 119 usually requires that SSL be turned off. Check with your provider.");
+  WriteResponse("Connecting to " + TheServerURL + " on port " + Str(TheServerPort) + " " +
+                Code::SSLCodeToString(TheSSLSetting) + "...");
+  NewsTest.SetAddress(TheServerURL);
+  NewsTest.SetPort(TheServerPort);
+  StateTest = "connect";
+  NewsTest.Connect();
+}
+
+void Gravlin::NewsTest_DataAvailable() {
+  const std::string reply = NewsTest.ReadAll();
+  const std::string code = gravlin::Left(reply, 3);
+  WriteResponse(reply);
+  if (StateTest == "connect") {
+    // Any first data counts as the greeting.
+    if (TheServerUsername.empty()) {
+      WriteResponse("Connected to server.");
+      return;
+    }
+    WriteResponse("-->Sending username...");
+    StateTest = "sent username";
+    NewsTest.Write("AUTHINFO USER " + TheServerUsername + Code::CRLF);
+  } else if (StateTest == "sent username") {
+    if (code != "381") {
+      WriteResponse("Invalid Username");
+      return;
+    }
+    WriteResponse("-->Sending password...");
+    StateTest = "sent password";
+    NewsTest.Write("AUTHINFO PASS " + TheServerPassword + Code::CRLF);
+  } else if (StateTest == "sent password") {
+    WriteResponse(code == "281" ? "Connected to server." : "Invalid Username or Password");
+  }
+}
+
+void Gravlin::WriteResponse(std::string_view text) { stTest.SetText(text); }
+
+}  // namespace gravlin

@@ -1,0 +1,182 @@
+#include "ui/test_server.h"
+
+#include "app/code.h"
+#include "app/endpoints.h"
+#include "engine/gravlin.h"
+#include "platform/application.h"
+#include "platform/desktop.h"
+#include "platform/text.h"
+#include "platform/thread.h"
+
+namespace gravlin {
+namespace {
+
+constexpr int kViewLimit = 10'000;
+constexpr int kReturnKey = 13, kEnterKey = 3;
+
+WindowStyle Style() {
+  WindowStyle style;
+  style.title = "Test Server";
+  style.width = 443;
+  style.height = 380;
+  style.min_width = 456;
+  style.min_height = 250;
+  style.resizable = true;
+  return style;
+}
+
+}  // namespace
+
+TestServer::TestServer()
+    : Window(Style()),
+      stServer(*this, "stServer", {20, 17, 190, 16}, "Server: not found"),
+      pbConnect(*this, "pbConnect", {221, 14, 96, 22}, "Connect"),
+      pbDisconnect(*this, "pbDisconnect", {327, 14, 96, 22}, "Disconnect"),
+      efResponse(*this, "efResponse", {20, 48, 403, 250}),
+      efCommand(*this, "efCommand", {20, 310, 315, 20}),
+      pbSend(*this, "pbSend", {347, 310, 76, 22}, "Send"),
+      pbHelp(*this, "pbHelp", {20, 344, 76, 22}, "Help") {
+  stServer.SetAnchors({.left = true, .top = true, .right = true, .bottom = false});
+  for (PushButton* button : {&pbConnect, &pbDisconnect})
+    button->SetAnchors({.left = false, .top = true, .right = true, .bottom = false});
+  efResponse.SetAnchors({.left = true, .top = true, .right = true, .bottom = true});
+  efCommand.SetAnchors({.left = true, .top = false, .right = true, .bottom = true});
+  pbSend.SetAnchors({.left = false, .top = false, .right = true, .bottom = true});
+  pbHelp.SetAnchors({.left = true, .top = false, .right = false, .bottom = true});
+  efResponse.SetAccessibleName("Response of the server");
+  efCommand.SetAccessibleName("Command");
+  pbDisconnect.SetEnabled(false);
+
+  pbConnect.Action = [this] { pbConnect_Action(); };
+  pbDisconnect.Action = [this] { pbDisconnect_Action(); };
+  pbSend.Action = [this] { pbSend_Action(); };
+  pbHelp.Action = [this] { pbHelp_Action(); };
+  efCommand.KeyDown = [this](int key) { return efCommand_KeyDown(key); };
+  NewsTest.DataAvailable = [this] { NewsTest_DataAvailable(); };
+}
+
+void TestServer::Event_Open() {
+  constexpr int kBetweenAttempts = 100;  // milliseconds
+  DoneLoading = false;
+  db = std::make_unique<Database>(Code::fGlobalDB);
+  while (!db->Connect() && !Application::Quitting()) Thread::Sleep(kBetweenAttempts);
+  LoadTheServer();
+  efCommand.SetEnabled(false);
+  pbSend.SetEnabled(false);
+  WriteResponse(
+      "For commands that return more than one line of data, such as the Help command, make sure to "
+      "wait for the dot on a line by itself, which indicates that the server is done sending "
+      "data." +
+      Code::CRLF);
+  WriteResponse("Ready.");
+  DoneLoading = true;
+  efCommand.SetHeight(efCommand.Height() + 2);
+}
+
+void TestServer::LoadTheServer() {
+  const auto server = db->SQLSelect("Select * from Servers");
+  if (!server || server->EndOfFile()) {
+    MsgBox("No records in Servers table");
+    return;
+  }
+  TheServerSSL = Code::SSLStringToCode(server->Field("SSL").StringValue());
+  TheServerURL = server->Field("URL").StringValue();
+  TheServerUsername = server->Field("Username").StringValue();
+  TheServerPassword = server->Field("Password").StringValue();
+  TheServerPort = server->Field("Port").IntegerValue();
+  stServer.SetText(TheServerURL);
+}
+
+void TestServer::pbConnect_Action() {
+  if (TheServerURL.empty())
+    MsgBox("Please set up your news server.");
+  else
+    Connect();
+}
+
+void TestServer::Connect() {
+  const bool secure = TheServerSSL != 999;
+  NewsTest.SetSecure(secure);
+  if (secure) NewsTest.SetConnectionType(TheServerSSL);
+  WriteResponse("-->Connecting to " + TheServerURL + " " + Code::SSLCodeToString(TheServerSSL) +
+                "...");
+  NewsTest.SetAddress(TheServerURL);
+  NewsTest.SetPort(TheServerPort);
+  State = "connect";
+  NewsTest.Connect();
+}
+
+void TestServer::NewsTest_DataAvailable() {
+  WriteResponse(NewsTest.ReadAll());
+  if (State == "connect" && !TheServerUsername.empty()) {
+    WriteResponse("-->Sending username...");
+    State = "sent username";
+    NewsTest.Write("AUTHINFO USER " + TheServerUsername + Code::CRLF);
+  } else if (State == "sent username") {
+    WriteResponse("-->Sending password...");
+    State = "sent password";
+    NewsTest.Write("AUTHINFO PASS " + TheServerPassword + Code::CRLF);
+  } else if (State == "connect" || State == "sent password") {
+    Connected();
+    WriteResponse("Ready.");
+    SelectAndFocusCommand();
+  } else if (State == "sent command") {
+    SelectAndFocusCommand();
+  } else if (State == "sent quit") {
+    Disconnected();
+  }
+}
+
+void TestServer::pbSend_Action() { SendCommand(); }
+
+bool TestServer::efCommand_KeyDown(int key) {
+  if (key == kReturnKey || key == kEnterKey) SendCommand();
+  return false;
+}
+
+void TestServer::SendCommand() {
+  WriteResponse("-->Sending command " + efCommand.Text() + "...");
+  State = "sent command";
+  NewsTest.Write(efCommand.Text() + Code::CRLF);
+}
+
+// The reply brings the buttons back; the connection is the server's to close.
+void TestServer::pbDisconnect_Action() {
+  WriteResponse("-->Signing off...");
+  State = "sent quit";
+  NewsTest.Write("Quit" + Code::CRLF);
+}
+
+void TestServer::pbHelp_Action() {
+  ShowURL(endpoints::Vendor("/usenet/nzb/gravlin/test-server-2?source=Gravlin"));
+}
+
+void TestServer::Connected() {
+  pbConnect.SetEnabled(false);
+  pbDisconnect.SetEnabled(true);
+  efCommand.SetEnabled(true);
+  pbSend.SetEnabled(true);
+  SelectAndFocusCommand();
+}
+
+void TestServer::Disconnected() {
+  pbConnect.SetEnabled(true);
+  pbDisconnect.SetEnabled(false);
+  efCommand.SetEnabled(false);
+  pbSend.SetEnabled(false);
+}
+
+void TestServer::SelectAndFocusCommand() {
+  efCommand.SetSelection(0, Len(efCommand.Text()) + 1);
+  efCommand.SetFocus();
+}
+
+void TestServer::WriteResponse(std::string_view text) {
+  const std::string old_text = efResponse.Text();
+  // What is cut depends on the new text, not on the excess, so that the view stays near its limit.
+  if (Len(old_text) + Len(text) > kViewLimit) efResponse.SetText(Mid(old_text, Len(text) + 1));
+  efResponse.AppendText(std::string(text) + Code::CR);
+  efResponse.SetScrollPosition(efResponse.LineNumAtCharPos(Len(efResponse.Text())));
+}
+
+}  // namespace gravlin

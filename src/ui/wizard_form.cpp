@@ -1,0 +1,138 @@
+// The wizard as a form: what its buttons and fields do, and the steps of its opening and closing.
+#include "app/code.h"
+#include "app/endpoints.h"
+#include "engine/active_files.h"
+#include "engine/gravlin.h"
+#include "nzb/names.h"
+#include "platform/desktop.h"
+#include "store/writers.h"
+#include "ui/files_window.h"
+
+namespace gravlin {
+namespace {
+
+// What the user must put right before the form is saved.
+struct CheckedField {
+  TextField& field;
+  std::string_view name;
+};
+
+std::string SSLText(int menu_index) {
+  switch (menu_index) {
+    case 1:
+      return "v3";
+    case 2:
+      return "v2 or 3";
+    case 3:
+      return "v2";
+    case 4:
+      return "v1";
+    default:
+      return "off";
+  }
+}
+
+void OpenOnPush(PushButton& button, const std::string& address) {
+  button.Action = [address] { ShowURL(address); };
+}
+
+}  // namespace
+
+void Gravlin::WireControls() {
+  using endpoints::Vendor;
+  OpenOnPush(pbHelp1, Vendor("/usenet/nzb/gravlin/server-setup?Source=Gravlin"));
+  OpenOnPush(pbHelp2, Vendor("/usenet/nzb/gravlin/test-server"));
+  OpenOnPush(pbHelp3, Vendor("/usenet/nzb/gravlin/find-nzb-files?source=Gravlin"));
+  OpenOnPush(pbHelp4, Vendor("/usenet/nzb/gravlin/step-4-import-nzb-file?source=Gravlin"));
+  OpenOnPush(pbHelp5, Vendor("/usenet/nzb/gravlin/step-5-download?source=Gravlin"));
+  OpenOnPush(pbFAQ, Vendor("/usenet/faq/downloading-from-usenet?source=Gravlin"));
+  OpenOnPush(pbMaxlink, Vendor("/usenet/maxlink?source=Gravlin"));
+  OpenOnPush(pbTidewire, endpoints::Tidewire());
+  OpenOnPush(pbHushroute, endpoints::Hushroute());
+  pbParts.Action = [this] { fParts.Launch(); };
+  pbDownloads.Action = [this] { fDownloads.Launch(); };
+  pbShowFiles.Action = [] { Window::Shared<grvFiles>().Show(); };
+  pbSelect.Action = [this] { pbSelect_Action(); };
+  pbSelect.DropObject = [this](const DragItem& dropped) { pbSelect_DropObject(dropped); };
+  pbTest.Action = [this] { pbTest_Action(); };
+  pbStart.Action = [this] { pbStart_Action(); };
+
+  // The form is saved at every keystroke.
+  const auto changed = [this] {
+    if (!TextLoading) SaveServerSettings();
+  };
+  for (TextField* field : {&efURL, &efUserName, &efPassword, &efPort}) field->TextChange = changed;
+  pmSSL.Change = changed;
+  TabPanel1.Change = [this] {
+    // So that no server field is active by accident.
+    if (TabPanel1.Value() == 1) pbHelp1.SetFocus();
+  };
+}
+
+void Gravlin::SaveServerSettings() {
+  const CheckedField fields[] = {
+      {efURL, "URL"}, {efUserName, "Username"}, {efPassword, "Password"}, {efPort, "Port"}};
+  for (const auto& [field, name] : fields) {
+    const std::string bad = Code::BadSQLChar(field.Text());
+    if (bad.empty()) continue;
+    MsgBox("Sorry, the " + std::string(name) + " cannot contain a " + bad + ". Please remove it.");
+    field.SetFocus();
+    return;
+  }
+  // There is one server, hence no condition.
+  Code::SaveToDB({"Update Servers Set URL='" + efURL.Text() + "', " + "Username='" +
+                  efUserName.Text() + "', " + "Password='" + efPassword.Text() + "', " + "Port='" +
+                  efPort.Text() + "', " + "SSL='" + SSLText(pmSSL.ListIndex()) + "'"},
+                 "none");
+}
+
+void Gravlin::pbSelect_Action() {
+  fNZB = GetOpenFolderItem("nzb");
+  if (!fNZB.IsNil()) InitNZBFile();
+}
+
+// The file's type is not tested: the import tells what becomes of it.
+void Gravlin::pbSelect_DropObject(const DragItem& dropped) {
+  if (!dropped.FolderItemAvailable()) return;
+  fNZB = dropped.item;
+  InitNZBFile();
+}
+
+void Gravlin::Event_Open() {
+  db = std::make_unique<Database>(Code::fGlobalDB);
+  if (!db->Connect()) MsgBox("Gravlin.Open can't open Gravlin.rsd database file.");
+  const auto settings = db->SQLSelect("Select * from Settings_Gravlin");
+  const auto place = [&settings](std::string_view column) {
+    return settings && !settings->EndOfFile() ? settings->Field(column).IntegerValue() : 0;
+  };
+  constexpr int kFirstPlace = 82;
+  SetTop(place("Top") < 1 ? kFirstPlace : place("Top"));
+  SetLeft(place("Left") < 1 ? kFirstPlace : place("Left"));
+  // A stored size above the minimum is not applied: the window stays as it was designed.
+  if (place("Height") < MinHeight()) SetHeight(MinHeight());
+  if (place("Width") < MinWidth()) SetWidth(MinWidth());
+  BringIntoView();
+  FirstRun = settings && !settings->EndOfFile() && settings->Field("FirstRun").BooleanValue();
+  if (FirstRun) {
+    Code::SaveToDB({"Update Settings_Gravlin Set FirstRun='False'"}, "none");
+  } else if (!Code::GotMessage) {
+    Code::GotMessage = true;
+    CheckForMessage();
+  }
+  DoneLoading = false;
+  barParse.SetVisible(false);
+  LoadServer();
+  LoadSettings();
+  if (CheckFolders()) LoadFiles();
+  stStatus.SetText("Ready.");
+  DoneLoading = true;
+}
+
+void Gravlin::Event_Resized() { SaveSize(); }
+
+void Gravlin::Event_Close() {
+  Code::RemoveFromActiveFiles(PartFileName);
+  SaveSize();
+}
+
+}  // namespace gravlin
