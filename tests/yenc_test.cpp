@@ -17,7 +17,8 @@ namespace {
 using testing::TempFolder;
 using Kernel = YencDecoder::Kernel;
 
-constexpr Kernel kKernels[] = {Kernel::kPlain, Kernel::kSsse3, Kernel::kAvx2, Kernel::kNeon};
+constexpr Kernel kKernels[] = {Kernel::kPlain, Kernel::kSsse3, Kernel::kAvx2, Kernel::kAvx512,
+                               Kernel::kNeon};
 
 // The decoder as slow and plain as its description: one byte at a time over the whole text.
 std::string Reference(const std::string& text) {
@@ -169,7 +170,7 @@ std::string RandomText(std::mt19937& random) {
         for (std::size_t i = up_to(20); i > 0; --i) text += "=\r\nyY=beginend"[up_to(12)];
         break;
       case 2:  // a line as an encoder writes it, on the whole
-        for (std::size_t i = up_to(140); i > 0; --i) text += static_cast<char>(random());
+        for (std::size_t i = up_to(260); i > 0; --i) text += static_cast<char>(random());
         text += "\r\n";
         break;
       default:

@@ -16,9 +16,9 @@ constexpr std::uint8_t kCarriageReturn = 13;
 constexpr std::string_view kBegin = "=ybegin";
 constexpr std::string_view kEnd = "=yend";
 
-constexpr std::size_t kBlock = 256 * 1024;
+constexpr std::size_t kBlock = 512 * 1024;
 // Bytes that are decoded one by one before the fast way is tried again.
-constexpr std::ptrdiff_t kStretch = 32;
+constexpr std::ptrdiff_t kStretch = 64;
 
 constexpr std::uint8_t Lower(std::uint8_t c) {
   return c >= 'A' && c <= 'Z' ? static_cast<std::uint8_t>(c + 32) : c;

@@ -22,13 +22,13 @@ class YencDecoder {
     kControlLine = 2,  // in a line that begins with `=y`
   };
   // How runs of data are decoded.  All give the same bytes.
-  enum class Kernel { kPlain, kSsse3, kAvx2, kNeon };
+  enum class Kernel { kPlain, kSsse3, kAvx2, kAvx512, kNeon };
   static bool Available(Kernel kernel);
   // The fastest that this processor has.
   static Kernel BestKernel();
 
   // Bytes behind the decoded ones that Decode may overwrite.
-  static constexpr std::size_t kSlack = 32;
+  static constexpr std::size_t kSlack = 64;
 
   explicit YencDecoder(Kernel kernel = BestKernel());
 

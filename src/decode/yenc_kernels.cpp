@@ -18,9 +18,11 @@
 namespace gravlin {
 namespace {
 
-// For each set of dropped bytes of eight, the indices of the kept ones, one after the other.
+// For each set of dropped bytes of eight, the indices of the kept ones, one after the other; for
+// the lower and the upper half of a vector of sixteen.
 struct ShuffleTable {
-  alignas(64) std::uint64_t kept[256];
+  alignas(64) std::uint64_t low[256];
+  alignas(64) std::uint64_t high[256];
 };
 
 constexpr ShuffleTable MakeShuffles() {
@@ -29,7 +31,8 @@ constexpr ShuffleTable MakeShuffles() {
     int shift = 0;
     for (unsigned index = 0; index < 8; ++index) {
       if (dropped >> index & 1) continue;
-      table.kept[dropped] |= std::uint64_t{index} << shift;
+      table.low[dropped] |= std::uint64_t{index} << shift;
+      table.high[dropped] |= std::uint64_t{index + 8} << shift;
       shift += 8;
     }
   }
@@ -37,8 +40,6 @@ constexpr ShuffleTable MakeShuffles() {
 }
 
 constexpr ShuffleTable kShuffles = MakeShuffles();
-// For the upper half of a vector of sixteen.
-constexpr std::uint64_t kUpperHalf = 0x0808080808080808;
 
 #if defined(__x86_64__)
 
@@ -48,12 +49,13 @@ __attribute__((target("ssse3,popcnt"))) inline std::uint8_t* StoreKept(__m128i b
                                                                        std::uint8_t* out) {
   const unsigned low = dropped & 0xff;
   const unsigned high = dropped >> 8 & 0xff;
-  const __m128i shuffle = _mm_set_epi64x(static_cast<long long>(kShuffles.kept[high] + kUpperHalf),
-                                         static_cast<long long>(kShuffles.kept[low]));
-  const __m128i kept = _mm_shuffle_epi8(bytes, shuffle);
+  __m128 shuffle =
+      _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(&kShuffles.low[low])));
+  shuffle = _mm_loadh_pi(shuffle, reinterpret_cast<const __m64*>(&kShuffles.high[high]));
+  const __m128i kept = _mm_shuffle_epi8(bytes, _mm_castps_si128(shuffle));
   _mm_storel_epi64(reinterpret_cast<__m128i*>(out), kept);
   out += 8 - __builtin_popcount(low);
-  _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm_unpackhi_epi64(kept, kept));
+  _mm_storeh_pi(reinterpret_cast<__m64*>(out), _mm_castsi128_ps(kept));
   return out + 8 - __builtin_popcount(high);
 }
 
@@ -111,6 +113,30 @@ __attribute__((target("avx2,popcnt"))) const std::uint8_t* RunAvx2(const std::ui
   return at;
 }
 
+// The processor closes the gaps by itself.
+__attribute__((target("avx512bw,avx512vbmi2,popcnt"))) const std::uint8_t* RunAvx512(
+    const std::uint8_t* at, const std::uint8_t* end, std::uint8_t*& out, bool& escape) {
+  const __m512i equals = _mm512_set1_epi8('=');
+  std::uint8_t* to = out;
+  for (; end - at >= 64; at += 64) {
+    const __m512i bytes = _mm512_loadu_si512(at);
+    const __mmask64 mark = _mm512_cmpeq_epi8_mask(bytes, equals);
+    const __mmask64 escaped = _mm512_cmpeq_epi8_mask(_mm512_loadu_si512(at - 1), equals);
+    const __mmask64 line_end = _mm512_cmpeq_epi8_mask(bytes, _mm512_set1_epi8(13)) |
+                               _mm512_cmpeq_epi8_mask(bytes, _mm512_set1_epi8(10));
+    const __mmask64 small_y = _mm512_cmpeq_epi8_mask(bytes, _mm512_set1_epi8('y'));
+    if (escaped & (mark | small_y)) break;
+    __m512i decoded = _mm512_sub_epi8(bytes, _mm512_set1_epi8(42));
+    decoded = _mm512_mask_sub_epi8(decoded, escaped, decoded, _mm512_set1_epi8(64));
+    const __mmask64 kept = ~(mark | (line_end & ~escaped));
+    _mm512_storeu_si512(to, _mm512_maskz_compress_epi8(kept, decoded));
+    to += std::popcount(kept);
+  }
+  escape = at[-1] == '=';
+  out = to;
+  return at;
+}
+
 #elif defined(__aarch64__)
 
 const std::uint8_t* RunNeon(const std::uint8_t* at, const std::uint8_t* end, std::uint8_t*& out,
@@ -132,9 +158,9 @@ const std::uint8_t* RunNeon(const std::uint8_t* at, const std::uint8_t* end, std
     const uint8x16_t drop = vandq_u8(vorrq_u8(mark, vbicq_u8(line_end, escaped)), bits);
     const unsigned low = vaddv_u8(vget_low_u8(drop));
     const unsigned high = vaddv_u8(vget_high_u8(drop));
-    vst1_u8(to, vtbl1_u8(vget_low_u8(decoded), vcreate_u8(kShuffles.kept[low])));
+    vst1_u8(to, vtbl1_u8(vget_low_u8(decoded), vcreate_u8(kShuffles.low[low])));
     to += 8 - std::popcount(low);
-    vst1_u8(to, vtbl1_u8(vget_high_u8(decoded), vcreate_u8(kShuffles.kept[high])));
+    vst1_u8(to, vtbl1_u8(vget_high_u8(decoded), vcreate_u8(kShuffles.low[high])));
     to += 8 - std::popcount(high);
   }
   escape = at[-1] == '=';
@@ -155,6 +181,8 @@ bool YencDecoder::Available(Kernel kernel) {
       return __builtin_cpu_supports("ssse3") && __builtin_cpu_supports("popcnt");
     case Kernel::kAvx2:
       return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("popcnt");
+    case Kernel::kAvx512:
+      return __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi2");
 #elif defined(__aarch64__)
     case Kernel::kNeon:
       return true;
@@ -165,7 +193,7 @@ bool YencDecoder::Available(Kernel kernel) {
 }
 
 YencDecoder::Kernel YencDecoder::BestKernel() {
-  for (const Kernel kernel : {Kernel::kAvx2, Kernel::kNeon, Kernel::kSsse3}) {
+  for (const Kernel kernel : {Kernel::kAvx512, Kernel::kAvx2, Kernel::kNeon, Kernel::kSsse3}) {
     if (Available(kernel)) return kernel;
   }
   return Kernel::kPlain;
@@ -179,6 +207,8 @@ YencDecoder::Run YencDecoder::RunOf(Kernel kernel) {
       return RunSsse3;
     case Kernel::kAvx2:
       return RunAvx2;
+    case Kernel::kAvx512:
+      return RunAvx512;
 #elif defined(__aarch64__)
     case Kernel::kNeon:
       return RunNeon;

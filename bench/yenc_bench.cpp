@@ -1,0 +1,68 @@
+// How fast posted data is decoded, against the copying of the same bytes.
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "decode/yenc.h"
+
+namespace gravlin {
+namespace {
+
+// Lines of 128 random bytes as an encoder writes them, behind their head.
+std::string EncodedData(std::size_t bytes) {
+  std::string text = "=ybegin line=128 size=1 name=a\r\n";
+  std::mt19937 random(1);
+  while (text.size() < bytes) {
+    for (int i = 0; i < 128; ++i) {
+      const char c = static_cast<char>(random());
+      if (c == 0 || c == 10 || c == 13 || c == '=') {
+        text += {'=', static_cast<char>(c + 64)};
+      } else {
+        text += c;
+      }
+    }
+    text += "\r\n";
+  }
+  text.resize(bytes);
+  return text;
+}
+
+constexpr std::size_t kBytes = 256 * 1024;  // as one block of a file
+
+void DecodeYenc(benchmark::State& state, YencDecoder::Kernel kernel) {
+  if (!YencDecoder::Available(kernel)) {
+    state.SkipWithError("this processor does not have it");
+    return;
+  }
+  const std::string text = EncodedData(kBytes);
+  const std::vector<std::uint8_t> piece(text.begin(), text.end());
+  std::vector<std::uint8_t> out(piece.size() + YencDecoder::kSlack);
+  YencDecoder decoder(kernel);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(decoder.Decode(piece, out.data()));
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(kBytes));
+}
+BENCHMARK_CAPTURE(DecodeYenc, plain, YencDecoder::Kernel::kPlain);
+BENCHMARK_CAPTURE(DecodeYenc, ssse3, YencDecoder::Kernel::kSsse3);
+BENCHMARK_CAPTURE(DecodeYenc, avx2, YencDecoder::Kernel::kAvx2);
+BENCHMARK_CAPTURE(DecodeYenc, avx512, YencDecoder::Kernel::kAvx512);
+BENCHMARK_CAPTURE(DecodeYenc, neon, YencDecoder::Kernel::kNeon);
+
+void CopyTheSameBytes(benchmark::State& state) {
+  const std::string text = EncodedData(kBytes);
+  std::vector<char> out(text.size());
+  for (auto _ : state) {
+    std::memcpy(out.data(), text.data(), text.size());
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(kBytes));
+}
+BENCHMARK(CopyTheSameBytes);
+
+}  // namespace
+}  // namespace gravlin
