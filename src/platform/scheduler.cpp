@@ -80,6 +80,22 @@ void Report(const char* event, const char* what) {
   if (FailureReport()) FailureReport()(event, what);
 }
 
+// Event handlers that have not ended, bodies of threads not counted.
+int handlers_running = 0;
+
+std::vector<std::function<void()>>& WhenFree() {
+  static std::vector<std::function<void()>> actions;
+  return actions;
+}
+
+void Guard(const char* event, const std::function<void()>& handler) {
+  try {
+    handler();
+  } catch (const std::exception& failure) {
+    Report(event, failure.what());
+  }
+}
+
 }  // namespace
 
 // Runs due calls, posted calls and cooperative threads from the toolkit's event loop.  Each of its
@@ -331,7 +347,7 @@ class Scheduler : public QObject {
     coroutine.main = std::move(main);
     coroutine.started = true;
     try {
-      if (!ending_) Dispatch("thread", [&coroutine] { coroutine.body->Event_Run(); });
+      if (!ending_) Guard("thread", [&coroutine] { coroutine.body->Event_Run(); });
     } catch (const boost::context::detail::forced_unwind&) {
       coroutine.body.reset();
       StackSwitch::LeaveForEver(coroutine.main_bottom, coroutine.main_size);
@@ -375,12 +391,22 @@ void OnMainStack(const std::function<void()>& action) {
     action();
 }
 
+void CallWhenFree(std::function<void()> action) {
+  CallSoon([action = std::move(action)] {
+    // This call is itself one handler.
+    if (handlers_running > 1)
+      WhenFree().push_back(action);
+    else
+      action();
+  });
+}
+
 void Dispatch(const char* event, const std::function<void()>& handler) {
-  try {
-    handler();
-  } catch (const std::exception& failure) {
-    Report(event, failure.what());
-  }
+  ++handlers_running;
+  Guard(event, handler);
+  if (--handlers_running > 0 || WhenFree().empty()) return;
+  for (std::function<void()>& action : std::exchange(WhenFree(), {}))
+    CallWhenFree(std::move(action));
 }
 
 void SetFailureReport(std::function<void(const char*, const char*)> report) {

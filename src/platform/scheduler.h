@@ -13,6 +13,8 @@ std::uint64_t CallAt(std::int64_t due, std::function<void()> action);
 void CancelCall(std::uint64_t id);
 // Calls `action` from the event loop as soon as it is free.
 void CallSoon(std::function<void()> action);
+// The same, once no event handler is running any more: not inside a nested event loop.
+void CallWhenFree(std::function<void()> action);
 // Runs `action` on the main stack: in place on the main thread; inside a cooperative thread the
 // thread waits until the main stack has run it.  Whatever may open a nested event loop goes through
 // here.

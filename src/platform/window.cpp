@@ -214,7 +214,8 @@ void Window::Close() {
   if (std::exchange(native_->closed, true)) return;
   Dispatch("Close", [this] { Event_Close(); });
   native_->frame->hide();
-  if (!std::exchange(Windows().sweep_pending, true)) CallSoon(Sweep);
+  // A handler of the window, or of what belongs to it, may be waiting in a nested event loop.
+  if (!std::exchange(Windows().sweep_pending, true)) CallWhenFree(Sweep);
 }
 
 void DestroyClosedWindows() {
