@@ -1,0 +1,49 @@
+#include "postprocess/commands.h"
+
+#include "nzb/names.h"
+#include "platform/text.h"
+
+namespace gravlin {
+namespace {
+
+// The path in colon form behind the volume's name and its colon.
+std::string WithoutVolume(const FolderItem& item) {
+  const std::string path = item.AbsolutePath();
+  return Mid(path, InStr(path, ":") + 1, 999);
+}
+
+std::string InputPath(const FolderItem& input, int fix_path, const std::string& otherwise) {
+  if (fix_path == 1) return Code::GetFixedPath(input);
+  if (fix_path == 2) return Code::GetFixedPath2(input);
+  return otherwise;
+}
+
+std::string FromRoot(const std::string& path) { return path.starts_with(':') ? path : ":" + path; }
+
+bool HasQuote(const std::string& path) { return path.find('\'') != std::string::npos; }
+
+std::string Quoted(const std::string& path) { return "'" + path + "'"; }
+
+}  // namespace
+
+std::optional<std::string> Par2Command(const FolderItem& tool, const FolderItem& input,
+                                       int fix_path, const FolderItem& output) {
+  const std::string a = WithoutVolume(tool), b = InputPath(input, fix_path, ""),
+                    c = WithoutVolume(output);
+  if (HasQuote(a) || HasQuote(b) || HasQuote(c)) return std::nullopt;
+  return ReplaceAll(Quoted(a) + " repair " + Quoted(b) + " > " + Quoted(c), ":", "/");
+}
+
+std::optional<std::string> UnrarCommand(const FolderItem& tool, const FolderItem& input,
+                                        int fix_path, const FolderItem& target,
+                                        const FolderItem& output) {
+  const std::string a = FromRoot(WithoutVolume(tool)), b = FromRoot(InputPath(input, fix_path, a)),
+                    f = FromRoot(WithoutVolume(output));
+  std::string e = FromRoot(WithoutVolume(target));
+  if (!e.ends_with(':')) e += ':';  // a folder that could not be made
+  if (HasQuote(a) || HasQuote(b) || HasQuote(e) || HasQuote(f)) return std::nullopt;
+  return ReplaceAll(Quoted(a) + " e -o+ " + Quoted(b) + " " + Quoted(e) + " > " + Quoted(f), ":",
+                    "/");
+}
+
+}  // namespace gravlin

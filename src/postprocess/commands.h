@@ -1,0 +1,29 @@
+// The shell commands that start par2 and unrar.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "platform/folder_item.h"
+
+namespace gravlin {
+
+// `fix_path` chooses the helper for the input's path: 1 Code::GetFixedPath, 2 Code::GetFixedPath2.
+//
+// The paths stand in single quotes and nothing in them is escaped.  So nullopt, and no command at
+// all, when one of them holds a single quote: the rest of such a name would be run by the shell.  A
+// ":" inside a name comes out as "/", like the ":" between folders, and the tool then finds no such
+// file.
+
+// Paths are relative to the root of the volume, where the shell works.  Any other `fix_path` gives
+// an empty input.
+std::optional<std::string> Par2Command(const FolderItem& tool, const FolderItem& input,
+                                       int fix_path, const FolderItem& output);
+
+// Paths are absolute, and the target ends in "/", by which unrar knows it for a folder.  Any other
+// `fix_path` gives the tool itself as input.
+std::optional<std::string> UnrarCommand(const FolderItem& tool, const FolderItem& input,
+                                        int fix_path, const FolderItem& target,
+                                        const FolderItem& output);
+
+}  // namespace gravlin

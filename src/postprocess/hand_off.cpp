@@ -1,0 +1,40 @@
+// The ways into repair and extraction: the end of a download, a document, the menu.
+#include "engine/gravlin.h"
+#include "postprocess/documents.h"
+#include "postprocess/par.h"
+#include "postprocess/rar.h"
+
+namespace gravlin {
+
+// Without an archive in the set, fRAR is the folder itself; see Par::Finish.
+void Gravlin::StartPar() {
+  const std::string folder = fDownloads.AbsolutePath();
+  const FolderItem par = FolderItem::FromAbsolutePath(folder + ParFilename);
+  const FolderItem rar = FolderItem::FromAbsolutePath(folder + RarFilename);
+  WriteDebug("Gravlin.StartPar()", "fPAR = " + par.AbsolutePath());
+  WriteDebug("Gravlin.StartPar()", "fRAR = " + rar.AbsolutePath());
+  Par& window = Window::New<Par>();
+  window.Show();
+  window.fInput = par;
+  window.fRAR = rar;
+  window.FixPath = 2;
+  window.StartProcess();
+}
+
+void OpenParWindow() { Window::Shared<Par>().Show(); }
+
+void OpenRarWindow() { Window::Shared<Rar>().Show(); }
+
+void OpenParDocument(const FolderItem& document) {
+  Par& window = Window::Shared<Par>();
+  window.Show();
+  window.OpenDocumentEvent(document);
+}
+
+void OpenRarDocument(const FolderItem& document) {
+  Rar& window = Window::Shared<Rar>();
+  window.Show();
+  window.OpenDocumentEvent(document);
+}
+
+}  // namespace gravlin

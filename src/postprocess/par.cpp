@@ -1,0 +1,178 @@
+#include "postprocess/par.h"
+
+#include <cmath>
+
+#include "platform/desktop.h"
+#include "platform/text.h"
+#include "platform/thread.h"
+#include "postprocess/commands.h"
+#include "postprocess/outcome_windows.h"
+#include "postprocess/rar.h"
+
+namespace gravlin {
+namespace {
+
+ToolJob ParJob() {
+  return {.running = Code::ParJobRunning,
+          .lock = Code::csPar,
+          .app = Code::fParApp,
+          .tool = "par2",
+          .output = "unPar.txt",
+          .columns = "Par",
+          .help_page = "/usenet/nzb/gravlin/par-window?source=Gravlin",
+          .waiting = "Waiting for previous Par window to finish...",
+          .processing = ". PAR processing in progress...",
+          .stalled = "Process incomplete.",
+          .missing = "The par2 file is missing from your Gravlin folder.",
+          .undeletable = "Please go into your Gravlin folder and remove the unPar.txt file."};
+}
+
+ToolLayout ParLayout() {
+  ToolLayout layout;
+  layout.style.title = "PAR";
+  layout.style.width = 640;
+  layout.style.height = 233;
+  layout.style.min_width = 300;
+  layout.style.min_height = 140;
+  layout.style.resizable = true;
+  layout.help = {9, 9, 69, 22};
+  layout.select = {506, 9, 128, 22};
+  layout.bar = {5, 196, 627, 12};
+  layout.status = {6, 213, 549, 18};
+  layout.select_caption = "Select PAR File";
+  layout.select_help_tag = "You can also drop a PAR file here.";
+  return layout;
+}
+
+}  // namespace
+
+Par::Par()
+    : ToolWindow(ParJob(), ParLayout()),
+      List(*this, "List", {1, 40, 638, 145}, 2),
+      stTime(*this, "stTime", {581, 213, 49, 18}, "00:00:00") {
+  pbHelp.SetBold(true);
+  List.SetAnchors({.left = true, .top = true, .right = true, .bottom = true});
+  List.CellTextPaint = [this](int row, int column, CellPaint& paint) {
+    List_CellTextPaint(row, column, paint);
+  };
+  stTime.SetAnchors({.left = false, .top = false, .right = true, .bottom = true});
+  stTime.SetAlign(Align::kRight);
+  tPar.SetPeriod(1000);
+  tPar.Action = [this] { tPar_Action(); };
+  tPar.SetMode(2);
+}
+
+void Par::Event_Open() {
+  stTime.SetVisible(false);
+  ToolWindow::Event_Open();
+  stTime.SetLeft(stTime.Left() - 6);
+  List.SetHeading("Filename\tStatus");
+  List.SetColumnAlign(0, Align::kLeft);
+  List.SetColumnAlign(1, Align::kCentre);
+}
+
+void Par::ReadPlace(const RecordSet& settings) {
+  List.SetColumnWidths(settings.Field("ParCols").StringValue());
+}
+
+std::string Par::MorePlace() const { return ", ParCols='" + List.ColumnWidths() + "'"; }
+
+void Par::OpenDocumentEvent(const FolderItem& f) {
+  fInput = f;
+  fRAR = FolderItem();
+  FixPath = 2;
+  StartProcess();
+}
+
+void Par::ClearLists() {
+  List.DeleteAllRows();
+  List.Refresh();
+}
+
+void Par::PrepareParser() {
+  ParVersion = SameText(Right(fInput.Name(), 5), ".PAR2") ? 2 : 1;
+  ParseMode = "start";
+  Bar.SetValue(0);
+  stTime.SetText("00:00:00");
+}
+
+void Par::CallPar2Exe() {
+  Execute(Par2Command(Code::fParApp, fInput, FixPath, fOutput), "Par.CallPar2Exe");
+}
+
+void Par::ShowFailed() { Window::Shared<ParFailed>().Show(); }
+
+void Par::tPar_Action() { Follow(); }
+
+void Par::ParsePar2() {
+  LoadLines();  // may stop the run; the rest of this pass does no harm then
+  if (Lines.empty()) {
+    if (FileGrew) Crawl();
+    return;
+  }
+  while (LinesIndex + 1 < static_cast<std::int32_t>(Lines.size())) {
+    ++LinesIndex;
+    ReadPar2Line(Lines[static_cast<std::size_t>(LinesIndex)], ParseMode, *this);
+    Thread::Yield();
+  }
+  if (const auto ending = FindPar2Ending(Lines)) Finish(*ending);
+}
+
+void Par::Finish(const Par2Ending& ending) {
+  stStatus.SetText(ending.text);
+  EndFollowing();
+  // A set without an archive comes here with the folder of the downloads in fRAR, which exists: the
+  // extraction then ends by what unrar makes of a folder.
+  if (!fRAR.IsNil() && fRAR.Exists() && ending.repaired) {
+    Rar& rar = Window::New<Rar>();
+    rar.fInput = fRAR;
+    rar.FixPath = 2;
+    rar.Show();
+    rar.StartProcess();
+  } else {
+    Beep();
+  }
+  Code::ParJobRunning = false;
+}
+
+void Par::UpdateTime(double percent) {
+  const double ticks_per_percent = (Ticks() - StartTick) / percent;
+  const double seconds = ticks_per_percent * (100 - percent) / 60;
+  if (!std::isfinite(seconds) || seconds < 0) return;  // a percentage of 0 tells nothing
+  const std::int64_t whole = static_cast<std::int64_t>(seconds);
+  const auto padded = [](std::int64_t number) {
+    const std::string text = Str(number);
+    return Len(text) == 1 ? "0" + text : text;
+  };
+  if (!stTime.Visible()) stTime.SetVisible(true);
+  stTime.SetText(padded(whole / 3600) + ":" + padded(whole % 3600 / 60) + ":" + padded(whole % 60));
+  stTime.Refresh();
+}
+
+// By the status alone: a file with "missing" in its name is not red for that.
+void Par::List_CellTextPaint(int row, int, CellPaint& paint) const {
+  const std::string& status = List.Cell(row, 1);
+  const bool bad = InStr(status, "missing") > 0 || InStr(status, "damaged") > 0;
+  paint.text_color = bad ? Color{255, 0, 0} : Color{0, 0, 0};
+  paint.text_color_set = true;
+}
+
+void Par::ShowStatus(std::string_view text) {
+  stStatus.SetText(text);
+  stStatus.Refresh();
+}
+
+void Par::AddRow(std::string_view name) {
+  List.AddRow(name);
+  List.SetListIndex(List.LastIndex());
+}
+
+void Par::ClearTimeLeft() {
+  if (stTime.Text() != "00:00:00") stTime.SetText("00:00:00");
+}
+
+void Par::FoundArchive(std::string_view name) {
+  if (fRAR.IsNil()) fRAR = fInput.Parent().Child(name);
+}
+
+}  // namespace gravlin

@@ -1,0 +1,150 @@
+#include "postprocess/rar.h"
+
+#include "platform/desktop.h"
+#include "platform/text.h"
+#include "platform/thread.h"
+#include "postprocess/commands.h"
+#include "postprocess/outcome_windows.h"
+
+namespace gravlin {
+namespace {
+
+ToolJob RarJob() {
+  return {.running = Code::RarJobRunning,
+          .lock = Code::csRar,
+          .app = Code::fRarApp,
+          .tool = "unrar",
+          .output = "unRar.txt",
+          .columns = "Rar",
+          .help_page = "/usenet/nzb/gravlin/rar-window?source=Gravlin",
+          .waiting = "Waiting for previous Rar window to finish...",
+          .processing = ". RAR extraction in progress...",
+          .stalled = "Archive damaged or incomplete.",
+          .missing = "The unrar program is missing from your Applications Support Folder folder.",
+          .undeletable = "Please go into your Gravlin folder and remove the unRar.txt file."};
+}
+
+ToolLayout RarLayout() {
+  ToolLayout layout;
+  layout.style.title = "RAR";
+  layout.style.width = 640;
+  layout.style.height = 232;
+  layout.style.min_width = 450;
+  layout.style.min_height = 140;
+  layout.style.resizable = true;
+  layout.help = {6, 9, 69, 22};
+  layout.select = {513, 9, 121, 22};
+  layout.bar = {5, 196, 627, 12};
+  layout.status = {5, 212, 628, 18};
+  layout.select_caption = "Select RAR File";
+  layout.select_help_tag = "You can also drop a RAR file here.";
+  return layout;
+}
+
+}  // namespace
+
+Rar::Rar()
+    : ToolWindow(RarJob(), RarLayout()),
+      List(*this, "List", {2, 40, 315, 145}, 1),
+      List2(*this, "List2", {325, 40, 313, 145}, 1) {
+  List.SetAnchors({.left = true, .top = true, .right = false, .bottom = true});
+  List2.SetAnchors({.left = true, .top = true, .right = true, .bottom = true});
+  tRar.SetPeriod(1000);
+  tRar.Action = [this] { tRar_Action(); };
+  tRar.SetMode(2);
+}
+
+void Rar::Event_Open() {
+  ToolWindow::Event_Open();
+  List.SetHeading("RAR Archive Files");
+  List2.SetHeading("Files Extracted");
+  List.SetColumnAlign(0, Align::kLeft);
+  List2.SetColumnAlign(0, Align::kLeft);
+}
+
+void Rar::OpenDocumentEvent(const FolderItem& f) {
+  fInput = f;
+  FixPath = 2;
+  OpenDownloadsFolder = false;
+  StartProcess();
+}
+
+void Rar::ClearLists() {
+  List.DeleteAllRows();
+  List2.DeleteAllRows();
+  List.Refresh();
+  List2.Refresh();
+}
+
+// The bar is left where an earlier run of the window has brought it: it only shows that the file is
+// growing.
+void Rar::PrepareParser() {
+  Delimiter = "/";
+  RarComment.clear();
+  ParseMode = "start";
+}
+
+void Rar::CallUnRarMac() {
+  FolderItem target = ExtractedFiles();
+  if (!target.Exists()) target.CreateAsFolder();
+  Execute(UnrarCommand(Code::fRarApp, fInput, FixPath, target, fOutput), "Rar.CallUnRarMac");
+}
+
+void Rar::ShowFailed() { Window::Shared<RarFailed>().Show(); }
+
+void Rar::tRar_Action() { Follow(); }
+
+void Rar::ParseRar() {
+  LoadLines();  // may stop the run; the rest of this pass does no harm then
+  if (FileGrew) Crawl();
+  if (Lines.empty()) return;
+  while (LinesIndex + 1 < static_cast<std::int32_t>(Lines.size())) {
+    ++LinesIndex;
+    ReadUnrarLine(Lines[static_cast<std::size_t>(LinesIndex)], *this, *this);
+    Thread::Yield();
+  }
+  if (const auto ending = FindUnrarEnding(Lines)) Finish(*ending);
+}
+
+void Rar::Finish(UnrarEnding ending) {
+  switch (ending) {
+    case UnrarEnding::kComplete: {
+      stStatus.SetText("Extraction complete.");
+      const FolderItem extracted = ExtractedFiles();
+      if (!extracted.IsNil() && extracted.Exists()) extracted.Launch();
+      break;
+    }
+    case UnrarEnding::kErrors:
+      stStatus.SetText("Archive damaged or incomplete.");
+      break;
+    case UnrarEnding::kNoFiles:
+      stStatus.SetText("Something went wrong.");
+      break;
+  }
+  Code::RarJobRunning = false;
+  EndFollowing();
+  // After a failure, too: the page explains what an archive may be.
+  const auto settings = db->SQLSelect("Select Future2 From Settings");
+  if (settings && !settings->EndOfFile() &&
+      !SameText(settings->Field("Future2").StringValue(), "n"))
+    Window::Shared<AfterRAR>().Show();
+  Beep();
+}
+
+void Rar::AddVolume(std::string_view name) {
+  List.AddRow(name);
+  List.SetListIndex(List.LastIndex());
+}
+
+void Rar::AddFile(std::string_view name) {
+  List2.AddRow(name);
+  List2.SetListIndex(List2.LastIndex());
+}
+
+void Rar::ShowComment(std::string_view comment) {
+  RarNotes& notes = Window::New<RarNotes>();
+  notes.Show();
+  notes.efComment.SetText(comment);
+}
+
+}  // namespace gravlin

@@ -1,0 +1,49 @@
+// The extraction window: runs unrar on an archive, lists its volumes and its files, and opens the
+// folder.
+#pragma once
+
+#include "postprocess/rar_parser.h"
+#include "postprocess/tool_window.h"
+
+namespace gravlin {
+
+class Rar : public ToolWindow, public RarReading, private RarView {
+ public:
+  Rar();
+
+  // A document that was opened on the program.
+  void OpenDocumentEvent(const FolderItem& f);
+
+  void tRar_Action();
+  // Reads what the tool has written since the last tick.
+  void ParseRar();
+  void CallUnRarMac();
+
+  bool OpenDownloadsFolder = true;  // cleared by OpenDocumentEvent; nothing reads it
+
+  Listbox List;   // the volumes read
+  Listbox List2;  // the files written
+  Timer tRar;
+
+ protected:
+  void Event_Open() override;
+
+  Timer& Follower() override { return tRar; }
+  void ClearLists() override;
+  void PrepareParser() override;
+  void CallTool() override { CallUnRarMac(); }
+  void Parse() override { ParseRar(); }
+  void ShowFailed() override;
+  void Stalled() override { Bar.SetValue(100); }
+
+ private:
+  void ShowStatus(std::string_view text) override { stStatus.SetText(text); }
+  void AddVolume(std::string_view name) override;
+  bool HasFile(std::string_view name) const override { return List2.FindRow(name) >= 0; }
+  void AddFile(std::string_view name) override;
+  void ShowComment(std::string_view comment) override;
+  void Finish(UnrarEnding ending);
+  FolderItem ExtractedFiles() const { return fInput.Parent().Child("Extracted_Files"); }
+};
+
+}  // namespace gravlin

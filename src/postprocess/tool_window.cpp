@@ -1,0 +1,232 @@
+#include "postprocess/tool_window.h"
+
+#include <algorithm>
+
+#include "app/endpoints.h"
+#include "engine/gravlin.h"
+#include "platform/desktop.h"
+#include "platform/text.h"
+#include "postprocess/output_file.h"
+#include "store/writers.h"
+
+namespace gravlin {
+
+ToolWindow::ToolWindow(const ToolJob& job, const ToolLayout& layout)
+    : Window(layout.style),
+      pbHelp(*this, "pbHelp", layout.help, "Help"),
+      pbSelectFile(*this, "pbSelectFile", layout.select, layout.select_caption),
+      Bar(*this, "Bar", layout.bar, 100),
+      stStatus(*this, "stStatus", layout.status, "Ready."),
+      job_(job) {
+  pbSelectFile.SetHelpTag(layout.select_help_tag);
+  pbSelectFile.SetAnchors({.left = false, .top = true, .right = true, .bottom = false});
+  Bar.SetAnchors({.left = true, .top = false, .right = true, .bottom = true});
+  stStatus.SetAnchors({.left = true, .top = false, .right = true, .bottom = true});
+  pbHelp.Action = [this] { pbHelp_Action(); };
+  pbSelectFile.Action = [this] { pbSelectFile_Action(); };
+  pbSelectFile.DropObject = [this](const DragItem& dropped) { pbSelectFile_DropObject(dropped); };
+  tWait.SetPeriod(1000);
+  tWait.Action = [this] { tWait_Action(); };
+  tDeleteOutput.SetPeriod(1000);
+  tDeleteOutput.Action = [this] { tDeleteOutput_Action(); };
+  pbSelectFile_Open();
+}
+
+void ToolWindow::Event_Open() {
+  db = std::make_unique<Database>(Code::fGlobalDB);
+  if (!db->Connect()) MsgBox("Can't open Gravlin.rsd database file.");
+  const auto settings = db->SQLSelect("Select * from Settings");
+  if (settings && !settings->EndOfFile()) {
+    const auto stored = [&](const char* column) {
+      return settings->Field(std::string(job_.columns) + column).IntegerValue();
+    };
+    SetTop(stored("Top") < 1 ? 70 : stored("Top"));
+    SetLeft(stored("Left") < 0 ? 10 : stored("Left"));
+    SetHeight(std::max(stored("Height"), MinHeight()));
+    SetWidth(std::max(stored("Width"), MinWidth()));
+    ReadPlace(*settings);
+    BringIntoView();
+  }
+  sh = std::make_unique<Shell>();
+  opened_ = true;
+}
+
+// The job flag stays set when a window is closed in mid-run, as after every failure: only a closing
+// line of the tool clears it.  The output file is shared by all windows, and a flag cleared here
+// would let the next window read it.
+void ToolWindow::Event_Close() {
+  SaveSize();
+  for (Timer* timer : {&tWait, &tDeleteOutput, &Follower()}) timer->SetMode(0);
+  if (sh) sh->Close();
+}
+
+void ToolWindow::Event_Resized() { SaveSize(); }
+
+void ToolWindow::SaveSize() {
+  // The sizes that opening gives are not the user's, and writers keep no order among themselves.
+  if (!opened_ || Top() < 1) return;
+  const std::string name(job_.columns);
+  Code::SaveToDB({"Update Settings Set " + name + "Top=" + Str(Top()) + ", " + name +
+                  "Left=" + Str(Left()) + ", " + name + "Height=" + Str(Height()) + ", " + name +
+                  "Width=" + Str(Width()) + MorePlace()},
+                 "none");
+}
+
+void ToolWindow::pbHelp_Action() { ShowURL(endpoints::Vendor(job_.help_page)); }
+
+void ToolWindow::pbSelectFile_Open() { pbSelectFile.AcceptFileDrop("special/any"); }
+
+void ToolWindow::pbSelectFile_Action() {
+  fInput = GetOpenFolderItem("special/any");
+  if (fInput.IsNil()) return;
+  SelectionChanged();
+  FixPath = 1;
+  StartProcess();
+}
+
+void ToolWindow::pbSelectFile_DropObject(const DragItem& dropped) {
+  if (!dropped.FolderItemAvailable()) return;
+  fInput = dropped.item;
+  SelectionChanged();
+  FixPath = 1;
+  StartProcess();
+}
+
+void ToolWindow::StartProcess() {
+  {
+    const CriticalGuard guard(job_.lock);
+    if (job_.running) {
+      stStatus.SetText(job_.waiting);
+      tWait.SetMode(2);
+      return;
+    }
+    job_.running = true;
+  }
+  ClearLists();
+  stStatus.SetText(FileSelected());
+  stStatus.Refresh();
+  if (!job_.app.Exists()) {
+    MsgBox(job_.missing);
+    return;  // and the flag stays set
+  }
+  fOutput =
+      FolderItem::FromAbsolutePath(Code::AppDataFolder.AbsolutePath() + std::string(job_.output));
+  if (fOutput.Exists()) fOutput.Delete();
+  // A run begins with no output file at all, so that no line of an earlier run is read: the tool is
+  // started by the timer, once the file is seen to be gone.
+  tDeleteCount = 0;
+  tDeleteOutput.SetMode(2);
+}
+
+// The flag is read without its lock; StartProcess tests it again, and goes back to waiting if
+// another window was first.
+void ToolWindow::tWait_Action() {
+  if (job_.running) return;
+  tWait.SetMode(0);
+  StartProcess();
+}
+
+void ToolWindow::tDeleteOutput_Action() {
+  if (fOutput.Exists()) {
+    if (++tDeleteCount <= 60) return;
+    MsgBox(job_.undeletable);
+    tDeleteOutput.SetMode(0);
+    return;  // and the flag stays set
+  }
+  tDeleteOutput.SetMode(0);
+  FilePointer = 0;
+  FileLength = 0;
+  Lines.clear();
+  LinesIndex = -1;
+  TimerCallDone = true;
+  pbSelectFile.SetEnabled(false);
+  PrepareParser();
+  Deadline = InSeconds(15);
+  Follower().SetPeriod(250);
+  Follower().SetMode(2);
+  stStatus.SetText(FileSelected(". Starting..."));
+  stStatus.Refresh();
+  Attempts = 1;
+  CallTool();
+}
+
+void ToolWindow::Follow() {
+  const Date now;
+  if (!TimerCallDone) return;
+  if (now > Deadline && (!fOutput.Exists() || fOutput.Length() == 0)) {
+    Deadline = InSeconds(15);
+    sh->Close();
+    if (++Attempts > 3) ShowFailed();  // beside the run, which goes on trying
+    stStatus.SetText(FileSelected(". Trying to start " + std::string(job_.tool) +
+                                  ". Attempt: " + Str(Attempts)));
+    CallTool();
+    return;
+  }
+  // Parsing lets events run; no second tick may come in.  Set again also when a failure ends the
+  // tick, or the window would be deaf for good.
+  struct Busy {
+    bool& done;
+    explicit Busy(bool& flag) : done(flag) { done = false; }
+    ~Busy() { done = true; }
+  } const busy(TimerCallDone);
+  Parse();
+}
+
+void ToolWindow::LoadLines() {
+  FileGrew = false;
+  if (fOutput.IsNil()) return;
+  const double length = static_cast<double>(fOutput.Length());
+  if (length <= FileLength) {
+    if (Deadline.TotalSeconds() >= Date().TotalSeconds()) return;
+    stStatus.SetText(job_.stalled);
+    pbSelectFile.SetEnabled(true);
+    Follower().SetMode(0);
+    Beep();
+    Stalled();
+    return;  // and the flag stays set
+  }
+  Deadline = InSeconds(60);
+  FileGrew = true;
+  FileLength = length;
+  ReadNewLines(fOutput, FilePointer, Lines);
+}
+
+void ToolWindow::Execute(const std::optional<std::string>& command, std::string_view label) {
+  if (!command) {
+    if (Gravlin* main_window = Window::IfOpen<Gravlin>())
+      main_window->WriteDebug(label, std::string(job_.tool) +
+                                         " not started: a single quote in the path of " +
+                                         fInput.NativePath());
+    return;
+  }
+  sh->SetMode(1);
+  sh->Execute(*command);
+}
+
+void ToolWindow::Crawl() {
+  if (Bar.Value() >= 100) Bar.SetValue(0);
+  const int step = std::max(1, ToInt32((Bar.Maximum() - Bar.Value()) * 0.1));
+  Bar.SetValue(Bar.Value() + step);
+  Bar.Refresh();
+  if (!SameText(stStatus.Text(), FileSelected(". Starting..."))) return;
+  stStatus.SetText(FileSelected(job_.processing));
+  stStatus.Refresh();
+}
+
+void ToolWindow::EndFollowing() {
+  Bar.SetValue(100);
+  pbSelectFile.SetEnabled(true);
+  Follower().SetMode(0);
+}
+
+std::string ToolWindow::FileSelected(std::string_view what) const {
+  return "File selected: " + fInput.Name() + std::string(what);
+}
+
+Date ToolWindow::InSeconds(int seconds) {
+  Date date;
+  date.SetSecond(date.Second() + seconds);
+  return date;
+}
+
+}  // namespace gravlin

@@ -1,0 +1,100 @@
+// What the tests of the repair and the extraction window stand on: a store and a folder of their
+// own, a set clock, and tools that are the real ones or a fake that does what its input file says.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <functional>
+#include <string>
+
+#include "app/code.h"
+#include "platform/text.h"
+#include "platform/window.h"
+#include "store/schema.h"
+#include "store/writers.h"
+#include "support/temp_folder.h"
+#include "support/test_clock.h"
+#include "support/test_desktop.h"
+
+namespace gravlin::testing {
+
+class ToolTest : public ::testing::Test {
+ protected:
+  ToolTest() {
+    Code::AppDataFolder = folder.Item("Gravlin");
+    Code::AppDataFolder.CreateAsFolder();
+    Code::fGlobalDB = folder.Item("store.rsd");
+    store.SetDatabaseFile(Code::fGlobalDB);
+    EXPECT_TRUE(store.CreateDatabaseFile());
+    MakeSchema(store);
+    UseFakes();
+  }
+  ~ToolTest() override {
+    Window::CloseAll();
+    clock.RunUntil([] { return Code::PendingWrites() == 0; });
+    EndAllThreads();
+    Code::ParJobRunning = Code::RarJobRunning = false;
+    Code::DBFree = true;
+    Code::AppDataFolder = Code::fGlobalDB = Code::fParApp = Code::fRarApp = FolderItem();
+  }
+
+  void UseFakes() { Code::fParApp = Code::fRarApp = FolderItem::FromPath(GRAVLIN_FAKE_TOOL); }
+  static void UseRealTools() {
+    Code::fParApp = FolderItem::FromPath("/usr/bin/par2");
+    Code::fRarApp = FolderItem::FromPath("/usr/bin/unrar");
+  }
+  // The input of a fake tool.
+  FolderItem Script(const std::string& text, const std::string& name = "set.par2") {
+    return folder.Write(name, text);
+  }
+  void Shell(const std::string& command) {
+    ASSERT_EQ(std::system(("cd '" + folder.Path().string() + "' && " + command).c_str()), 0)
+        << command;
+  }
+  std::string Stored(const std::string& column) {
+    const auto rows = store.SQLSelect("Select " + column + " as v from Settings");
+    return rows ? rows->Field("v").StringValue() : store.ErrorMessage();
+  }
+
+  // True while this process has a child, and none that has ended.
+  static bool ToolRuns() {
+    siginfo_t child{};
+    return waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == 0 && child.si_pid == 0;
+  }
+  // Moves the clock until `done`.  While a tool runs, no faster than some times real time, so that
+  // a busy machine does not make it look silent.
+  bool RunTool(const std::function<bool()>& done, std::int64_t limit = 100'000) {
+    for (std::int64_t spent = 0, step = 0; !done(); spent += step) {
+      if (spent > limit) return false;
+      step = ToolRuns() ? 10 : 250;
+      PumpEvents(2);
+      clock.Advance(step);
+    }
+    return true;
+  }
+  // Waits in real time, the clock standing still, for what another process is about to do.
+  static bool WaitFor(const std::function<bool()>& done) {
+    for (int turns = 0; turns < 10'000 && !done(); ++turns) PumpEvents(1);
+    return done();
+  }
+  // The process number that a fake tool has noted, once it is there.
+  pid_t Noted(const std::string& name) {
+    WaitFor([&] { return !ReadFile(folder / name).empty(); });
+    return std::atoi(ReadFile(folder / name).c_str());
+  }
+  // A process that has ended and only waits to be reaped is gone, too.
+  static bool Gone(pid_t pid) {
+    const std::string about = ReadFile("/proc/" + std::to_string(pid) + "/stat");
+    return about.empty() || about.find(") Z ") != std::string::npos;
+  }
+
+  TempFolder folder;
+  TestClock clock;
+  Database store;
+};
+
+}  // namespace gravlin::testing
