@@ -181,7 +181,7 @@ void Listbox::SetHeading(std::string_view tab_separated) {
 
 std::string Listbox::ColumnWidths() const {
   std::string joined;
-  for (const int width : model_.widths) {
+  for (const int& width : model_.widths) {
     if (&width != model_.widths.data()) joined += ',';
     joined += Str(width);
   }

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/pidfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,6 +13,10 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+extern "C" {
+#include <sys/pidfd.h>  // which says nothing of C++ in Debian 12's C library
+}
 
 extern char** environ;
 
