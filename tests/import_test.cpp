@@ -13,6 +13,7 @@
 #include "support/temp_folder.h"
 #include "support/test_clock.h"
 #include "support/test_desktop.h"
+#include "ui/file_types_window.h"
 
 namespace gravlin {
 namespace {
@@ -29,7 +30,6 @@ class FakeWindow : public ImportWindow {
   void ImportDone(std::string_view nzb_name, double total_bytes) override {
     done += std::string(nzb_name) + "=" + Format(total_bytes, "0") + ";";
   }
-  void LoadFiles() override {}
 
   FolderItem nzb;
   std::vector<int> percents;
@@ -149,6 +149,8 @@ TEST_F(ImportTest, AnUnknownSubjectLosesTheWholeImport) {
       Asked().boxes[0].text,
       "Can't find filename in subject. Please look at this subject, spot the file extension, "
       "add it to the File Types window, and then re-import the NZB file.\r\n\r\nwhat \"this\" is");
+  EXPECT_TRUE(Code::FileTypesOpen) << "where the user can add the extension";
+  Window::Shared<FileTypesWin>().Close();
   EXPECT_EQ(Rows(), "");
   EXPECT_EQ(window.done, "");
   EXPECT_TRUE(Code::DBFree);

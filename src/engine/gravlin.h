@@ -71,7 +71,7 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   // --- Queue and run control (engine/queue.cpp, engine/launch.cpp) ---
   void pbStart_Action();
   void GetNextFile();
-  void LoadFiles() override;
+  void LoadFiles();
   void InitNZBFile();
   void Finish();
   void LoadSettings();

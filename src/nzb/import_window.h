@@ -19,7 +19,6 @@ class ImportWindow {
   // The import is committed: sets BytesLeft, hides the bar, loads the files, tells the user, and
   // turns to the tab of the download.
   virtual void ImportDone(std::string_view nzb_name, double total_bytes) = 0;
-  virtual void LoadFiles() = 0;
 };
 
 // Shows the window of the file types; defined with it, in ui/.
