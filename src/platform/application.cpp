@@ -105,10 +105,11 @@ struct Application::Native {
   static void Take(QLocalSocket& visitor, Application& application) {
     QObject::connect(&visitor, &QLocalSocket::disconnected, &visitor, [&visitor, &application] {
       QDataStream stream(visitor.readAll());
-      QStringList documents;
-      stream >> documents;
+      QStringList handed_over;
+      stream >> handed_over;
       visitor.deleteLater();
-      CallSoon([&application, documents] { application.native_->Open(documents, application); });
+      CallSoon(
+          [&application, handed_over] { application.native_->Open(handed_over, application); });
     });
   }
 
