@@ -1,0 +1,144 @@
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+#include "decode/base64_stream.h"
+#include "decode/uu_coder_stream.h"
+#include "platform/failures.h"
+#include "support/temp_folder.h"
+
+namespace gravlin {
+namespace {
+
+using testing::TempFolder;
+
+std::string DecodeUU(const std::string& text) {
+  const TempFolder folder;
+  UUCoderStream stream(folder.Write("in", text));
+  std::string decoded;
+  while (!stream.EndOfFile()) decoded += stream.Read();
+  EXPECT_TRUE(stream.Close());
+  return decoded;
+}
+
+std::string Codes(const std::string& bytes, char zero) {
+  const auto code = [zero](unsigned v) {
+    return (v & 63) ? static_cast<char>((v & 63) + 32) : zero;
+  };
+  std::string line(1, code(static_cast<unsigned>(bytes.size())));
+  for (std::size_t i = 0; i < bytes.size(); i += 3) {
+    unsigned bits = 0;
+    for (std::size_t k = i; k < i + 3; ++k) {
+      bits = bits << 8 | (k < bytes.size() ? static_cast<unsigned char>(bytes[k]) : 0u);
+    }
+    for (int shift = 18; shift >= 0; shift -= 6) line += code(bits >> shift);
+  }
+  return line;
+}
+
+TEST(UUCoderStreamTest, LinesBecomeBytes) {
+  struct Case {
+    const char* what;
+    std::string text;
+    std::string expected;
+  };
+  const std::string cat = "begin 644 a\r\n#0V%T\r\n`\r\nend\r\n";
+  const std::string begin = "begin 644 a\n";
+  const Case cases[] = {
+      {"one block", cat, "Cat"},
+      {"line feeds", "begin 644 a\n#0V%T\n \nend\n", "Cat"},
+      {"no line end at the end", "begin 644 a\n#0V%T", "Cat"},
+      {"two blocks and text around", "hello\r\n" + cat + "junk 1\r\n#0V%T\r\n" + cat + "bye",
+       "CatCat"},
+      {"a block without its end", begin + "#0V%T\n" + cat, "CatCat"},
+      {"no block", "#0V%T\r\n", ""},
+      {"a word is no mode", "begin with me\n#0V%T\n", ""},
+      {"back-quotes and blanks", begin + "#````\n#    \nend\n", std::string(6, '\0')},
+      {"one and two bytes", begin + "!0P``\n\"0V$`\nend\n", "CCa"},
+      {"no filling characters", begin + "!0P\n\"0V$\nend\n", "CCa"},
+      {"a check character", begin + "#0V%TZ\nend\n", "Cat"},
+      {"blanks lost at the end", begin + "&0V%T\n#0V%T\n#0\nend\n",
+       "Cat" + std::string(3, '\0') + "Cat@" + std::string(2, '\0')},
+      {"a count without data before the end", begin + "#\n`\nend\n", std::string(3, '\0')},
+      {"trailing blanks", begin + "#0V%T  \nend  \n", "Cat"},
+      {"text between the articles of a block",
+       begin + "#0V%T\n-- cut here --\nPart 2 of 3\nSECTION 2\n\n#0V%T\nend\n", "CatCat"},
+      {"the dot that closes an article", begin + "#0V%T\r\n.\r\n#0V%T\r\nend\r\n", "CatCat"},
+      {"characters that are no code", begin + "#0V{T\n#0V\x90T\n#0V%T\nend\n", "Cat"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(DecodeUU(c.text), c.expected) << c.what;
+}
+
+TEST(UUCoderStreamTest, ADoubledDotIsUndoneWhereTheCountTellsIt) {
+  // Fourteen bytes make a line that begins with a dot; the first six bits choose what follows it.
+  for (const char first : {'\x38', '\x39', '\x44'}) {
+    const std::string bytes = first + std::string("4567890abcdef");
+    const std::string line = Codes(bytes, '`');
+    ASSERT_EQ(line[0], '.');
+    const std::string full = Codes(std::string(45, 'q'), '`');
+    for (const char* check : {"", "X"}) {
+      const std::string text = "begin 644 a\r\n" + full + "\r\n." + line + check + "\r\nend\r\n";
+      EXPECT_EQ(DecodeUU(text), std::string(45, 'q') + bytes) << text;
+    }
+    EXPECT_EQ(DecodeUU("begin 644 a\r\n" + full + "\r\n" + line + "\r\nend\r\n"),
+              std::string(45, 'q') + bytes);
+  }
+}
+
+TEST(UUCoderStreamTest, AnyBytesComeBack) {
+  std::mt19937 random(3);
+  for (const char zero : {'`', ' '}) {
+    std::string bytes(200'000, '\0'), text = "begin 644 a\r\n";
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+      if (i / 500 % 7) bytes[i] = static_cast<char>(random());
+    }
+    for (std::size_t i = 0; i < bytes.size(); i += 45) {
+      std::string line = Codes(bytes.substr(i, 45), zero);
+      while (line.ends_with(' ')) line.pop_back();
+      text += (line.starts_with('.') ? "." : "") + line + "\r\n";
+    }
+    EXPECT_TRUE(DecodeUU(text + zero + "\r\nend\r\n") == bytes) << zero;
+  }
+}
+
+TEST(UUCoderStreamTest, AMissingFileIsNoStream) {
+  const TempFolder folder;
+  EXPECT_THROW(UUCoderStream(folder.Item("missing")), NilObjectException);
+}
+
+TEST(Base64StreamTest, GroupsBecomeBytesWhateverThePieces) {
+  struct Case {
+    const char* what;
+    std::string text;
+    std::string expected;
+  };
+  const Case cases[] = {
+      {"empty", "", ""},
+      {"whole groups", "TWFueSBoYW5kcw", "Many hands"},
+      {"one byte", "TQ==", "M"},
+      {"two bytes", "TWE=", "Ma"},
+      {"line ends within a group", "TW\r\nFu\neS\rBo", "Many h"},
+      {"what is no character", "T-W_F*u", "Man"},
+      {"text behind padding", "TWE=TWE=", "MaMa"},
+      {"too much padding", "TQ====TWE=", "MMa"},
+      {"a lone character", "TWFuT", "Man"},
+      {"padding behind a lone character", "T=TWFu", "Man"},
+      {"the highest values", "+/+/", "\xfb\xff\xbf"},
+  };
+  for (const Case& c : cases) {
+    for (std::size_t piece = 1; piece <= c.text.size() + 1; ++piece) {
+      Base64Stream stream;
+      std::string decoded;
+      for (std::size_t at = 0; at < c.text.size(); at += piece) {
+        decoded += stream.Decode(std::string_view(c.text).substr(at, piece));
+      }
+      decoded += stream.FinishDecoding();
+      EXPECT_EQ(decoded, c.expected) << c.what << ", pieces of " << piece;
+      EXPECT_EQ(stream.FinishDecoding(), "");
+    }
+  }
+}
+
+}  // namespace
+}  // namespace gravlin
