@@ -402,9 +402,15 @@ void CallWhenFree(std::function<void()> action) {
 }
 
 void Dispatch(const char* event, const std::function<void()>& handler) {
-  ++handlers_running;
-  Guard(event, handler);
-  if (--handlers_running > 0 || WhenFree().empty()) return;
+  {
+    // Also on the way out of a thread's stack that is being unwound.
+    struct Running {
+      Running() { ++handlers_running; }
+      ~Running() { --handlers_running; }
+    } running;
+    Guard(event, handler);
+  }
+  if (handlers_running > 0 || WhenFree().empty()) return;
   for (std::function<void()>& action : std::exchange(WhenFree(), {}))
     CallWhenFree(std::move(action));
 }

@@ -9,7 +9,7 @@
 #include <QCoreApplication>
 #include <QPointer>
 #include <QSocketNotifier>
-#include <QTimer>
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,6 +17,9 @@
 extern "C" {
 #include <sys/pidfd.h>  // which says nothing of C++ in Debian 12's C library
 }
+
+#include "platform/clock.h"
+#include "platform/scheduler.h"
 
 extern char** environ;
 
@@ -47,6 +50,7 @@ class Child : public QObject {
 
   ~Child() override {
     std::erase(Children(), this);
+    CancelCall(last_signal_);
     delete std::exchange(ended_, nullptr);
     if (pidfd_ >= 0) close(pidfd_);
   }
@@ -54,7 +58,7 @@ class Child : public QObject {
   void End() {
     if (std::exchange(ending_, true)) return;
     kill(-pid_, SIGTERM);
-    QTimer::singleShot(kGraceMilliseconds, this, [this] { Kill(); });
+    last_signal_ = CallAt(TheClock().Milliseconds() + kGraceMilliseconds, [this] { Kill(); });
   }
 
   // Not to be used after it: the child is reaped here or a moment later.
@@ -82,6 +86,7 @@ class Child : public QObject {
   const pid_t pid_;
   const int pidfd_;
   QSocketNotifier* ended_ = nullptr;
+  std::uint64_t last_signal_ = 0;
   bool ending_ = false, killed_ = false;
 };
 
