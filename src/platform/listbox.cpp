@@ -181,8 +181,8 @@ void Listbox::SetHeading(std::string_view tab_separated) {
 
 std::string Listbox::ColumnWidths() const {
   std::string joined;
-  for (const int& width : model_.widths) {
-    if (&width != model_.widths.data()) joined += ',';
+  for (const int width : model_.widths) {
+    if (!joined.empty()) joined += ',';
     joined += Str(width);
   }
   return joined;

@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QPalette>
 #include <algorithm>
+#include <iterator>
 #include <numeric>
 
 #include "platform/failures.h"
@@ -19,10 +20,11 @@ Listbox::Model::Model(const Listbox& owner, int columns)
       columns_(columns) {}
 
 std::size_t Listbox::Model::Slot(int row, int column) const {
-  if (column == kTagColumn) column = columns_;
-  if (row < 0 || row >= row_count || column < 0 || column > columns_) throw OutOfBoundsException();
+  const bool tag = column == kTagColumn;
+  if (row < 0 || row >= row_count || column < 0 || (column >= columns_ && !tag))
+    throw OutOfBoundsException();
   return static_cast<std::size_t>(row) * static_cast<std::size_t>(columns_ + 1) +
-         static_cast<std::size_t>(column);
+         static_cast<std::size_t>(tag ? columns_ : column);
 }
 
 void Listbox::Model::AddRow(std::string_view first_cell) {
@@ -120,9 +122,10 @@ void Listbox::Model::MoveRow(int from, int to) {
 void Listbox::Model::Reorder(const std::vector<int>& rows) {
   std::vector<std::string> sorted;
   sorted.reserve(cells.size());
-  for (const int row : rows)
-    for (int column = 0; column <= columns_; ++column)
-      sorted.push_back(std::move(cells[Slot(row, column)]));
+  for (const int row : rows) {
+    const auto begin = cells.begin() + static_cast<std::ptrdiff_t>(Slot(row, 0));
+    std::move(begin, begin + columns_ + 1, std::back_inserter(sorted));
+  }
   cells = std::move(sorted);
   const auto selected = std::find(rows.begin(), rows.end(), list_index);
   if (selected != rows.end()) list_index = static_cast<int>(selected - rows.begin());

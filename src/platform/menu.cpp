@@ -19,16 +19,22 @@ class Item : public MenuItem {
   explicit Item(QAction& action) : action_(action) {}
   std::string Text() const override { return FromQt(action_.text()); }
   void SetText(std::string_view text) override { action_.setText(ToQt(text)); }
-  bool Checked() const override { return action_.isChecked(); }
+  bool Checked() const override { return checked_; }
   void SetChecked(bool checked) override {
-    action_.setCheckable(true);
-    action_.setChecked(checked);
+    checked_ = checked;
+    ShowChecked();
+  }
+  // The toolkit turns the mark over at each click; it shall show what the program says.
+  void ShowChecked() {
+    action_.setCheckable(checked_ || action_.isCheckable());
+    action_.setChecked(checked_);
   }
   void Choose() override { action_.trigger(); }
   QAction& Action() { return action_; }
 
  private:
   QAction& action_;
+  bool checked_ = false;
 };
 
 // Qt's shortcuts name the Ctrl key where the design names Cmd.
@@ -91,7 +97,7 @@ void MenuBar::AddMenu(std::string_view name, std::string_view text) {
 void MenuBar::AddItem(std::string_view name, std::string_view text, std::string_view shortcut) {
   QAction& action = native_->Add(name, text, shortcut);
   QObject::connect(&action, &QAction::triggered, [this, key = std::string(name)] {
-    // A checkable item shows what the program says, not that it was clicked.
+    native_->items.find(key)->second->ShowChecked();
     native_->Chosen(key);
   });
 }

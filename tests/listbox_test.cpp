@@ -1,0 +1,246 @@
+// Tables: what the program sees of them, and that the screen is told rarely and rightly.
+#include "platform/listbox.h"
+
+#include <gtest/gtest.h>
+
+#include <QAbstractItemModel>
+#include <QHeaderView>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QTableView>
+#include <QTest>
+#include <random>
+
+#include "platform/failures.h"
+#include "platform/native.h"
+#include "platform/text.h"
+
+namespace gravlin::testing {
+namespace {
+
+class ListWindow : public Window {
+ public:
+  ListWindow()
+      : Window({.title = "List", .width = 300, .height = 200}),
+        List(*this, "List", {0, 0, 300, 200}, 3) {
+    List.SetHeading("Name\tSize\tNote\t");
+    List.SetColumnWidths("100,80,80");
+  }
+  Listbox List;
+};
+
+class ListboxTest : public ::testing::Test {
+ protected:
+  void TearDown() override {
+    Window::CloseAll();
+    PumpEvents(0);
+  }
+
+  void Fill(const std::vector<std::string>& names) {
+    for (const std::string& name : names) list.AddRow(name);
+  }
+  std::string Names() const {
+    std::string names;
+    for (int row = 0; row < list.ListCount(); ++row) names += list.Cell(row, 0) + " ";
+    return names;
+  }
+  void Show() {
+    window.Show();
+    Settle();
+  }
+  static void Settle() {
+    for (int turns = 0; turns < 5; ++turns) PumpEvents(0);
+  }
+  QString Shown(int row, int column) const {
+    return view.model()->index(row, column).data().toString();
+  }
+  void ClickHeading(int column) {
+    QHeaderView& header = *view.horizontalHeader();
+    const QPoint at(header.sectionViewportPosition(column) + 10, header.height() / 2);
+    QTest::mouseClick(header.viewport(), Qt::LeftButton, Qt::NoModifier, at);
+  }
+
+  ListWindow& window = Window::New<ListWindow>();
+  Listbox& list = window.List;
+  QTableView& view = *static_cast<QTableView*>(list.Native().widget.data());
+};
+
+TEST_F(ListboxTest, FindRowGivesTheFirstRowOfANameWhateverWasDoneToTheRows) {
+  std::mt19937 random(7);
+  const auto below = [&random](int limit) { return static_cast<int>(random() % limit); };
+  const auto name = [&below] { return std::string(1, static_cast<char>("aAbBcC"[below(6)])); };
+  for (int step = 0; step < 4000; ++step) {
+    const int count = list.ListCount();
+    switch (below(count > 40 ? 6 : 5)) {
+      case 0:
+      case 1:
+        list.AddRow(name());
+        break;
+      case 2:
+      case 3:
+        if (count > 0) list.SetCell(below(count), below(2), name());
+        break;
+      case 4:
+        if (count > 0 && below(4) == 0) list.RemoveRow(below(count));
+        break;
+      default:
+        list.DeleteAllRows();
+    }
+    const std::string wanted = name();
+    int first = -1;
+    for (int row = list.ListCount() - 1; row >= 0; --row)
+      if (SameText(list.Cell(row, 0), wanted)) first = row;
+    ASSERT_EQ(list.FindRow(wanted), first) << "step " << step;
+  }
+}
+
+TEST_F(ListboxTest, CellsOutsideTheTableThrowAndTheTagIsAColumn) {
+  list.AddRow("one");
+  list.SetCell(0, Listbox::kTagColumn, "41");
+  EXPECT_EQ(list.Cell(0, Listbox::kTagColumn), "41");
+  for (const auto& [row, column] : {std::pair(0, 3), {0, -1}, {1, 0}, {-1, 0}, {0, 100}}) {
+    EXPECT_THROW(list.Cell(row, column), OutOfBoundsException) << row << "," << column;
+    EXPECT_THROW(list.SetCell(row, column, "x"), OutOfBoundsException) << row << "," << column;
+  }
+  EXPECT_THROW(list.RemoveRow(1), OutOfBoundsException);
+}
+
+TEST_F(ListboxTest, ARebuiltRowKeepsNothingOfTheOneBefore) {
+  list.AddRow("old");
+  list.SetCell(0, 1, "12");
+  list.SetCell(0, Listbox::kTagColumn, "7");
+  list.DeleteAllRows();
+  list.AddRow("new");
+  EXPECT_EQ(list.Cell(0, 1), "");
+  EXPECT_EQ(list.Cell(0, Listbox::kTagColumn), "");
+}
+
+TEST_F(ListboxTest, TheSelectionFollowsItsRowAndChangesAreTold) {
+  std::string log;
+  list.Change = [&] { log += Str(list.ListIndex()) + " "; };
+  Fill({"a", "b", "c"});
+  list.SetListIndex(1);
+  list.SetListIndex(1);
+  list.RemoveRow(0);  // the same row, one place higher
+  EXPECT_EQ(list.ListIndex(), 0);
+  EXPECT_EQ(log, "1 ");
+  list.RemoveRow(0);
+  EXPECT_EQ(log, "1 -1 ");
+  list.SetListIndex(5);
+  EXPECT_EQ(list.ListIndex(), -1);
+  list.SetListIndex(0);
+  list.DeleteAllRows();
+  EXPECT_EQ(log, "1 -1 0 -1 ");
+}
+
+TEST_F(ListboxTest, AHiddenTableIsNotToldUntilItIsSeen) {
+  for (int row = 0; row < 100'000; ++row) {
+    list.AddRow("file " + Str(row));
+    list.SetCell(row, 1, "x");
+    list.SetListIndex(row);
+  }
+  Settle();
+  EXPECT_EQ(view.model()->rowCount(), 0);
+  Show();
+  EXPECT_EQ(view.model()->rowCount(), 100'000);
+  EXPECT_EQ(Shown(99'999, 0), "file 99999");
+  EXPECT_EQ(view.currentIndex().row(), 99'999);
+  EXPECT_GT(view.verticalScrollBar()->value(), 99'000);
+}
+
+TEST_F(ListboxTest, ARebuildIsToldOnceAndLeavesTheScrollBarAlone) {
+  const auto build = [this](const std::string& note) {
+    list.DeleteAllRows();
+    for (int row = 0; row < 500; ++row) {
+      list.AddRow("file " + Str(row));
+      list.SetCell(row, 2, note);
+    }
+    list.SetListIndex(3);
+  };
+  build("first");
+  Show();
+  view.verticalScrollBar()->setValue(200);
+  const QSignalSpy told(view.model(), &QAbstractItemModel::dataChanged);
+  build("second");
+  EXPECT_EQ(told.size(), 0);
+  Settle();
+  EXPECT_EQ(told.size(), 1);
+  EXPECT_EQ(Shown(250, 2), "second");
+  EXPECT_EQ(view.verticalScrollBar()->value(), 200);
+  EXPECT_EQ(view.currentIndex().row(), 3);
+  list.SetListIndex(400);
+  Settle();
+  EXPECT_NE(view.verticalScrollBar()->value(), 200);
+}
+
+TEST_F(ListboxTest, AHeldTableShowsItsOldRowsUntilItIsReleased) {
+  Fill({"a", "b"});
+  Show();
+  {
+    const Listbox::Held held(list);
+    list.DeleteAllRows();
+    list.AddRow("c");
+    Settle();
+    EXPECT_EQ(view.model()->rowCount(), 2);
+  }
+  Settle();
+  EXPECT_EQ(view.model()->rowCount(), 1);
+}
+
+TEST_F(ListboxTest, AHeadingSortsAsTheHandlerSaysEvenIfItKnowsNoTies) {
+  list.SetSortable(true);
+  list.CompareRows = [this](int row1, int row2, int column, int& result) {
+    if (column != 1) return false;
+    result = Val(list.Cell(row1, 1)) > Val(list.Cell(row2, 1)) ? 1 : -1;
+    return true;
+  };
+  for (const auto& [name, size] :
+       {std::pair("d", "10"), {"b", "9"}, {"A", "9"}, {"c", "none"}, {"e", "10"}}) {
+    list.AddRow(name);
+    list.SetCell(list.LastIndex(), 1, size);
+  }
+  list.SetListIndex(2);
+  Show();
+  ClickHeading(1);
+  EXPECT_EQ(Names(), "c b A d e ");
+  EXPECT_EQ(list.Cell(list.ListIndex(), 0), "A");
+  EXPECT_EQ(list.FindRow("a"), 2);
+  ClickHeading(1);
+  EXPECT_EQ(Names(), "d e b A c ");
+  ClickHeading(0);
+  EXPECT_EQ(Names(), "A b c d e ");
+  EXPECT_EQ(Shown(0, 0), "A");
+}
+
+TEST_F(ListboxTest, ColumnWidthsAreTakenAsTheyCome) {
+  const struct {
+    const char* given;
+    const char* widths;
+  } cases[] = {{"50,60,70", "50,60,70"}, {"50", "50,80,80"},        {"1,2,3,4,5", "1,2,3"},
+               {"x,60", "0,60,80"},      {" 70 ,-5,1e9", "70,0,1"}, {"", "100,80,80"}};
+  for (const auto& [given, widths] : cases) {
+    list.SetColumnWidths("100,80,80");
+    list.SetColumnWidths(given);
+    EXPECT_EQ(list.ColumnWidths(), widths) << given;
+  }
+  view.setColumnWidth(1, 33);  // as by the user's drag
+  EXPECT_EQ(list.ColumnWidths(), "100,33,80");
+}
+
+TEST_F(ListboxTest, ClicksAndKeysReachTheHandlers) {
+  std::string log;
+  list.Change = [&] { log += "change " + Str(list.ListIndex()) + " "; };
+  list.KeyDown = [&](int key) { return log += "key " + Str(key) + " ", key == 127; };
+  list.DoubleClick = [&] { log += "double "; };
+  Fill({"a", "b"});
+  Show();
+  const QPoint second = view.visualRect(view.model()->index(1, 0)).center();
+  QTest::mouseClick(view.viewport(), Qt::LeftButton, Qt::NoModifier, second);
+  QTest::keyClick(&view, Qt::Key_Delete);
+  QTest::mouseDClick(view.viewport(), Qt::LeftButton, Qt::NoModifier, second);
+  QTest::keyClick(&view, Qt::Key_Up);
+  EXPECT_EQ(log, "change 1 key 127 double key 30 change 0 ");
+}
+
+}  // namespace
+}  // namespace gravlin::testing
