@@ -64,6 +64,7 @@ void RarFailed::pbGo_Action() { ShowURL(endpoints::Vendor("/usenet/faq/winrar?So
 RarNotes::RarNotes()
     : Window(Style("Rar Archive Comments", 362, 317)),
       efComment(*this, "efComment", {16, 15, 329, 287}) {
+  efComment.SetAccessibleName("Comment of the archive");
   efComment.SetAnchors(kAllEdges);
 }
 

@@ -51,6 +51,7 @@ Par::Par()
       List(*this, "List", {1, 40, 638, 145}, 2),
       stTime(*this, "stTime", {581, 213, 49, 18}, "00:00:00") {
   pbHelp.SetBold(true);
+  List.SetAccessibleName("Files of the set");
   List.SetAnchors({.left = true, .top = true, .right = true, .bottom = true});
   List.CellTextPaint = [this](int row, int column, CellPaint& paint) {
     List_CellTextPaint(row, column, paint);

@@ -47,6 +47,8 @@ Rar::Rar()
     : ToolWindow(RarJob(), RarLayout()),
       List(*this, "List", {2, 40, 315, 145}, 1),
       List2(*this, "List2", {325, 40, 313, 145}, 1) {
+  List.SetAccessibleName("RAR archive files");
+  List2.SetAccessibleName("Files extracted");
   List.SetAnchors({.left = true, .top = true, .right = false, .bottom = true});
   List2.SetAnchors({.left = true, .top = true, .right = true, .bottom = true});
   tRar.SetPeriod(1000);

@@ -20,6 +20,7 @@ ToolWindow::ToolWindow(const ToolJob& job, const ToolLayout& layout)
       job_(job) {
   pbSelectFile.SetHelpTag(layout.select_help_tag);
   pbSelectFile.SetAnchors({.left = false, .top = true, .right = true, .bottom = false});
+  Bar.SetAccessibleName("Progress");
   Bar.SetAnchors({.left = true, .top = false, .right = true, .bottom = true});
   stStatus.SetAnchors({.left = true, .top = false, .right = true, .bottom = true});
   pbHelp.Action = [this] { pbHelp_Action(); };
