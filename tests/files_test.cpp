@@ -259,13 +259,23 @@ TEST(LongBinaryStream, ReadsWhatItWrote) {
 
 TEST(LongBinaryStream, TellsOfALostByteHoweverLateItIsNoticed) {
   const TempFolder temp;
-  const FileSizeLimit limit(100);
-  LongBinaryStream out(temp.Item("f"), true, 64);
-  EXPECT_TRUE(out.Write(std::string(60, 'x')));
-  EXPECT_TRUE(out.Write(std::string(30, 'y')));
-  EXPECT_TRUE(out.Write(std::string(20, 'z'))) << "still in the buffer";
+  {
+    const FileSizeLimit limit(100);
+    LongBinaryStream out(temp.Item("f"), true, 64);
+    EXPECT_TRUE(out.Write(std::string(60, 'x')));
+    EXPECT_TRUE(out.Write(std::string(30, 'y')));
+    EXPECT_TRUE(out.Write(std::string(20, 'z'))) << "still in the buffer";
+    EXPECT_FALSE(out.Close());
+    EXPECT_FALSE(out.Close());
+  }
+  LongBinaryStream out(temp.Item("g"), true, 64);
+  {
+    const FileSizeLimit limit(10);
+    EXPECT_FALSE(out.Write(std::string(64, 'x')));
+  }
+  EXPECT_FALSE(out.Write(std::string(64, 'y'))) << "there is room again, but bytes are missing";
   EXPECT_FALSE(out.Close());
-  EXPECT_FALSE(out.Close());
+  EXPECT_EQ(ReadFile(temp / "g"), std::string(10, 'x'));
 }
 
 TEST(SpecialFolder, FollowsTheEnvironmentUnlessATestChose) {

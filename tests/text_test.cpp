@@ -39,6 +39,10 @@ TEST(Text, FindsPositionsWithoutRegardToCase) {
     EXPECT_EQ(InStr(c.start, c.text, c.find), c.position) << c.text << " / " << c.find;
   }
   EXPECT_EQ(InStr(std::string_view("a\0b", 3), "B"), 3);
+  // Wherever the text is cut for the search.
+  for (std::size_t at = 200; at < 600; ++at) {
+    EXPECT_EQ(InStr(std::string(at, 'x') + "?b Ab", "aB"), static_cast<int>(at) + 4);
+  }
 }
 
 TEST(Text, FindsTheLastOccurrence) {

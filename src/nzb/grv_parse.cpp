@@ -44,8 +44,6 @@ void grvParse::Event_Run() {
     // A file that cannot be opened or that has no segments ends the import without a word.
     if (lock_taken_) Code::DBFree = true;
   }
-  // Without a commit the transaction goes with the connection, and with it the lock on the file.
-  db.reset();
 }
 
 void grvParse::Import() {

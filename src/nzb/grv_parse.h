@@ -33,7 +33,7 @@ class grvParse : public Thread {
   void BailOut();
 
   ImportWindow& w;
-  std::unique_ptr<Database> db;
+  std::unique_ptr<Database> db;  // without a commit its transaction goes when the thread goes
   std::unique_ptr<Database> committed_;  // sees the names of earlier imports, not of this one
   FolderItem nzb_;
   NzbReader reader_;
