@@ -35,7 +35,7 @@ TEST(EncodingsTest, TheBodyTellsItsEncoding) {
       {"a word is no mode", kHead + "begin with this\r\n", ""},
       {"neither is 0", kHead + "begin 000 x\r\n", ""},
       {"a line feed alone starts no line", kHead + "a\nbegin 644 x\r\n", ""},
-      {"UU at the end of the reach", kHead + Fill(5000) + "\r\nbegin 644 x", "UU"},
+      {"UU at the end of the reach", kHead + Fill(5000) + "\r\nbegin 006 x", "UU"},
       {"UU beyond the reach", kHead + Fill(5001) + "\r\nbegin 644 x", ""},
       {"Base64", kHead + kMime + "AAAA", "Base64"},
       {"Base64 far behind", kHead + Fill(9000) + "\r\n" + kMime, "Base64"},
@@ -64,7 +64,14 @@ TEST(EncodingsTest, Base64KeepsTheFirstEncodedPart) {
     std::string expected;
   };
   const std::string long_mime = "Content-Transfer-Encoding: base64\r\n" + Fill(5000) + "\r\n\r\n";
+  const std::string brink =
+      Fill(5000 - 2 - 35 - kHead.size());  // the LF of the empty line at 5,000
+  const std::string brink_mime = "Content-Transfer-Encoding: base64\r\n" + brink + "\r\n\r\n";
   const Case cases[] = {
+      {"a header part that ends at the last position", kHead + brink_mime + data + ".\r\n",
+       brink_mime + data},
+      {"a header part that ends before it",
+       kHead + brink_mime.substr(0, 35) + brink_mime.substr(36) + data + ".\r\n", data},
       {"one part", kHead + kMime + data + ".\r\n", data},
       {"up to the boundary", kHead + kMime + data + "--=_nextpart_1--\r\n.\r\n", data},
       {"a boundary in front", kHead + "--=_NextPart_1\r\n" + kMime + data + ".\r\n", data},

@@ -1,0 +1,22 @@
+// The parts of one file in the Parts folder.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/folder_item.h"
+
+namespace gravlin {
+
+// "a.rar-p00012.txt" for part 12 of "a.rar".
+std::string PartFileNameOf(std::string_view filename, std::int32_t number);
+
+// The numbers from 1 to `largest` of the parts that lie in the folder, in ascending order.  Reads
+// the folder once, since a broken NZB can have numbers of any size.  Blocks: call it through
+// Thread::Offload.
+std::vector<std::int32_t> PartNumbersIn(const FolderItem& folder, std::string_view filename,
+                                        std::int32_t largest);
+
+}  // namespace gravlin
