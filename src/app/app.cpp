@@ -7,13 +7,18 @@
 #include "platform/clock.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
+#include "postprocess/documents.h"
 #include "store/database.h"
 #include "store/schema.h"
 #include "store/writers.h"
+#include "ui/menu_main.h"
 
 namespace gravlin {
 
-App::App(int& argc, char** argv) : Application(argc, argv) {}
+App::App(int& argc, char** argv) : Application(argc, argv) {
+  MakeMenuMain(MenuMain);
+  BindMenu();
+}
 
 App::~App() = default;
 
@@ -118,6 +123,18 @@ void App::Init() {
   Gravlin& window = Window::Shared<Gravlin>();
   window.SetMenuBar(MenuMain);
   window.Show();
+}
+
+void App::Event_OpenDocument(const FolderItem& item) {
+  const std::string ending = Lowercase(Right(item.Name(), 4));
+  if (ending == ".par" || ending == "par2" || ending == ".p01")
+    OpenParDocument(item);
+  else if (ending == ".rar" || ending == ".r00" || ending == ".r01")
+    OpenRarDocument(item);
+  else
+    MsgBox(
+        "Sorry, can't figure out what to do with the file you dropped. You can drop files that end "
+        "with .rar, .r00, .r01, .par, .p01, and .par2.");
 }
 
 bool App::Event_CancelClose() {

@@ -16,15 +16,32 @@ class App : public Application {
   ~App() override;
 
   void Event_Open() override;
+  // Routes a document to the repair or the extraction window.
+  void Event_OpenDocument(const FolderItem& item) override;
   // Never refuses: what survives a quit is what the store and the part files hold at that moment.
   bool Event_CancelClose() override;
   bool WorkPending() override;
+  void Event_EnableMenuItems();
 
   // True when the store is usable; sets fGlobalDB.
   bool OpenDB();
   void CreateDatabase();
   void LoadSettings();
   void Init();
+
+  // Menu commands; true when the command counts as handled.
+  bool _mSetupFileTypes_Action();
+  bool _mToolzRAR_Action();
+  bool _mToolzPAR_Action();
+  bool _mExit_Action();
+  bool _mAbout_Action();
+  bool _mCompactDataba_Action();
+  bool _mGetMessage_Action();
+  bool _mDebugMode_Action();
+  bool _mProgramFolder_Action();
+  bool _mAppDataFolder_Action();
+  bool _mConvertExit_Action();
+  bool _mTestServer_Action();
 
   // The text of the program's version, as windows and the log show it.
   static std::string LongVersion();
@@ -34,6 +51,7 @@ class App : public Application {
 
  private:
   void OpenFoldersAndStore();
+  void BindMenu();
 };
 
 }  // namespace gravlin

@@ -172,7 +172,7 @@ void Gravlin::StartConcat() {
   if (!Code::AddToActiveFiles(TheFilename)) {
     WriteDebug("StartConcat", "Another Downloader is assembling and decoding " + TheFilename +
                                   ". Going to next file.");
-    GetNextArticle();
+    if (TheTimer.Mode() != 0) GetNextArticle();  // there is no next one outside a run
     return;
   }
   ThreadFlag = false;
@@ -195,7 +195,9 @@ void grvConcat::Event_Run() {
 void grvConcat::End() {
   window_.ConcatRunning = false;
   // The one that waits has cleared the flag before, and sets it in its turn.
-  if (live_ == 1) window_.ThreadFlag = true;
+  if (window_.Concats > 1) return;
+  window_.ThreadFlag = true;
+  window_.TheTimer.FireSoon();
 }
 
 void Gravlin::Assemble(const AssemblyJob& job) {

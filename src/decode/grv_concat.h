@@ -13,8 +13,8 @@ namespace gravlin {
 class grvConcat : public Thread {
  public:
   // `window` outlives the thread.
-  grvConcat(Gravlin& window, AssemblyJob job) : window_(window), job_(std::move(job)) { ++live_; }
-  ~grvConcat() override { --live_; }
+  grvConcat(Gravlin& window, AssemblyJob job) : window_(window), job_(std::move(job)) { ++window_.Concats; }
+  ~grvConcat() override { --window_.Concats; }
 
  protected:
   void Event_Run() override;
@@ -24,7 +24,6 @@ class grvConcat : public Thread {
 
   Gravlin& window_;
   AssemblyJob job_;
-  static inline int live_ = 0;
 };
 
 }  // namespace gravlin

@@ -165,7 +165,8 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   bool FileCreated = false;
   bool ThreadFlag = false;  // assembly and decoding of a file have ended; the next tick takes it
   bool Assembling = false, Decoding = false;
-  bool ConcatRunning = false;  // a grvConcat has not ended
+  bool ConcatRunning = false;  // a grvConcat is at work
+  int Concats = 0;             // grvConcat threads that have not ended
 
   // Opening.
   bool FirstRun = false;
