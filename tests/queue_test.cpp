@@ -1,0 +1,197 @@
+// The queue: launch, resume, finished files, the end of a run.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "platform/text.h"
+#include "support/engine_fixture.h"
+
+namespace gravlin::testing {
+namespace {
+
+class QueueTest : public EngineTest {
+ protected:
+  // A part file as an earlier run left it.
+  void LeavePart(int file, int part) {
+    const PostedFile& posted_file = posted.Files()[file];
+    std::string number = std::to_string(part);
+    number.insert(0, 5 - number.size(), '0');
+    std::ofstream(Parts() / (posted_file.name + "-p" + number + ".txt"), std::ios::binary)
+        << ArticleReply(posted_file.ids[part - 1], *posted.Article(posted_file.ids[part - 1]));
+  }
+  void PostThree() {
+    posted.Add("a.rar", 6000, 2000);
+    posted.Add("b.rar", 6000, 2000);
+    posted.Add("c.rar", 6000, 2000);
+  }
+};
+
+TEST_F(QueueTest, ALaunchCountsWhatLiesOnDisk) {
+  PostThree();
+  Serve();
+  Import();
+  LeavePart(0, 2);
+  LeavePart(1, 1);
+  std::ofstream(Parts() / "b.rar-p00002.txt");  // empty: a crash left it
+  std::ofstream(Parts() / "nzb_temp.txt") << "half";
+  std::ofstream(Downloads() / "c.rar") << "there";
+  Launch();
+  EXPECT_EQ(Cell(0, ListColumn::kPartsPresent), "1");
+  EXPECT_EQ(Cell(1, ListColumn::kPartsPresent), "1");
+  EXPECT_EQ(Cell(2, ListColumn::kDone), "Yes");
+  EXPECT_EQ(Cell(2, ListColumn::kPartsPresent), "3");
+  EXPECT_EQ(window->PartsDone, 5);
+  EXPECT_EQ(window->ExpectedParts, 9);
+  EXPECT_EQ(window->stStatus.Text(), "Ready.");
+
+  Start();
+  ASSERT_TRUE(RunToEnd());
+  EXPECT_EQ(server->ArticleCount(posted.Files()[0].ids[1]), 0);
+  EXPECT_EQ(server->ArticleCount(posted.Files()[1].ids[1]), 1);
+  EXPECT_EQ(server->ArticleCount(posted.Files()[2].ids[0]), 0);
+  EXPECT_EQ(Cell(2, ListColumn::kMessage), "File present in Downloads folder.");
+  EXPECT_TRUE(ReadFile(Downloads() / "b.rar") == posted.Files()[1].read(0, 6000));
+}
+
+// Whether the file that was complete at launch has been assembled before Start, or not yet: no file
+// is left out, and none is fetched.
+TEST_F(QueueTest, AFileCompleteAtLaunchIsAssembledOnce) {
+  PostThree();
+  Serve();
+  Import();
+  for (const bool wait : {true, false}) {
+    SCOPED_TRACE(wait);
+    std::filesystem::remove_all(Downloads());
+    std::filesystem::create_directory(Downloads());
+    for (int part = 1; part <= 3; ++part) LeavePart(1, part);
+    Launch();
+    if (wait) {
+      ASSERT_TRUE(clock.RunUntil([&] { return window->ThreadFlag; }));
+    }
+    Start();
+    ASSERT_TRUE(RunToEnd());
+    ExpectAllFiles();
+    for (const std::string& id : posted.Files()[1].ids) EXPECT_EQ(server->ArticleCount(id), 0);
+    EXPECT_TRUE(std::filesystem::is_empty(Parts()));
+  }
+}
+
+TEST_F(QueueTest, AHundredThousandFinishedFilesArePassedOver) {
+  posted.Add("zz.rar", 3000, 3000);
+  Serve();
+  Import();
+  {
+    Database db(Code::fGlobalDB);
+    ASSERT_TRUE(db.Connect());
+    db.SQLExecute(
+        "Insert into NZBFiles (PartsDone, Done, ServerErrors, Filename, TotalParts, TotalBytes, "
+        "Ext, "
+        "Parts, Groups) With Recursive n(i) as (Select 1 Union All Select i+1 from n where "
+        "i<100000) "
+        "Select 0, 'Yes', 0, 'a' || i || '.rar', 1, 1, 'rar', '1-1-x' || i, 'alt.test' from n");
+    ASSERT_FALSE(db.Error()) << db.ErrorMessage();
+    db.Commit();
+  }
+  Launch();
+  ASSERT_EQ(window->List.ListCount(), 100001);
+  Start();
+  ASSERT_TRUE(RunToEnd());
+  ExpectAllFiles();
+  EXPECT_EQ(Cell(0, ListColumn::kMessage), "File already done.");
+  // Files without a group and with a name that no file system takes lead through every step of the
+  // engine without an answer of the server between them.
+}
+
+TEST_F(QueueTest, NamesThatNoFileSystemTakesAreSkipped) {
+  posted.Add("zz.rar", 3000, 3000);
+  Serve();
+  Import();
+  {
+    Database db(Code::fGlobalDB);
+    ASSERT_TRUE(db.Connect());
+    db.SQLExecute(
+        "Insert into NZBFiles (PartsDone, Done, ServerErrors, Filename, TotalParts, TotalBytes, "
+        "Ext, "
+        "Parts, Groups) With Recursive n(i) as (Select 1 Union All Select i+1 from n where "
+        "i<20000) "
+        "Select 0, 'No', 0, '../' || i || '.rar', 1, 1, 'rar', '1-1-x' || i, '' from n");
+    db.Commit();
+  }
+  Launch();
+  Start();
+  ASSERT_TRUE(RunToEnd());
+  ExpectAllFiles();
+  EXPECT_EQ(server->ArticleCount("x1"), 0);
+}
+
+TEST_F(QueueTest, APartThatCannotBeSavedIsAnErrorAndNoPart) {
+  PostThree();
+  Serve();
+  Import();
+  std::filesystem::create_directory(Parts() / "nzb_temp.txt");
+  server->On("QUIT", Silence());
+  Start();
+  ASSERT_TRUE(RunToState("sent quit"));
+  EXPECT_EQ(window->TotalErrors, 9);
+  window->Stop();
+  server->ClearRules();
+  EXPECT_TRUE(Cell(0, ListColumn::kMessage).starts_with("Last error: Disk error: "));
+  std::filesystem::remove(Parts() / "nzb_temp.txt");
+  EXPECT_TRUE(std::filesystem::is_empty(Parts()));
+  Start();
+  ASSERT_TRUE(RunToEnd());
+  ExpectAllFiles();
+}
+
+TEST_F(QueueTest, TheFirstRepairFileAndTheFirstVolumeAreChosen) {
+  for (const char* name :
+       {"set.part2.rar", "set.part1.rar", "set.vol00+01.par2", "set.par2", "z.rar"})
+    posted.Add(name, 300, 300);
+  Serve();
+  Import();
+  window->ParFilename = "stale";
+  Asked().Clear();
+  server->On("QUIT", Silence());
+  Start();
+  ASSERT_TRUE(RunToState("sent quit"));
+  EXPECT_EQ(window->ParFilename, "set.par2");
+  EXPECT_EQ(window->RarFilename, "set.part1.rar");
+  ASSERT_FALSE(Asked().launched.empty());
+  EXPECT_EQ(Asked().launched[0].Name(), "Downloads");
+}
+
+TEST_F(QueueTest, AllFilesDoneIsSaidWithoutAConnection) {
+  posted.Add("a.rar", 300, 300);
+  Serve();
+  Import();
+  Start();
+  ASSERT_TRUE(RunToEnd());
+  const int connections = server->Connections();
+  Asked().Clear();
+  Start();
+  ASSERT_EQ(Asked().boxes.size(), 1u);
+  EXPECT_EQ(Asked().boxes[0].text, "All files have been downloaded.");
+  EXPECT_EQ(window->stStatus.Text(), "Done.");
+  EXPECT_EQ(server->Connections(), connections);
+}
+
+TEST_F(QueueTest, TheLogTellsARunAndNeverThePassword) {
+  posted.Add("a.rar", 300, 300);
+  NewsServer::Options options;
+  options.user = "lena";
+  options.password = "s3cret";
+  Serve(options);
+  Import();
+  Code::DebugOn = true;
+  Start();
+  ASSERT_TRUE(RunToEnd());
+  Code::DebugOn = false;
+  const std::string log = ReadFile(data / "Gravlin/Gravlin_Debug..txt");
+  EXPECT_EQ(InStr(log, " - StartDebugMode: " + Code::DebugName + "\r\n"), 9);
+  EXPECT_GT(InStr(log, " - GotArticle: Got " + posted.Files()[0].ids[0] + "\r\n"), 0);
+  EXPECT_GT(InStr(log, " - Finish: All done.\r\n"), 0);
+  EXPECT_EQ(InStr(log, "s3cret"), 0);
+}
+
+}  // namespace
+}  // namespace gravlin::testing

@@ -1,0 +1,264 @@
+// The exchange with the news server, through the socket.
+#include <gtest/gtest.h>
+
+#include "platform/text.h"
+#include "support/engine_fixture.h"
+
+namespace gravlin::testing {
+namespace {
+
+TEST(EndOfResponse, WorksOnTheLastDot) {
+  const std::pair<const char*, bool> cases[] = {
+      {"t\r\n.\r\n", true}, {"\n.\r\n", true}, {"\n.\n", true},     {"\r\n.\r", true},
+      {".\r\n", true},      {".\n", true},     {"..\r\n", false},   {"\n..\r\n", false},
+      {".\r\n\r", false},   {"a.\r\n", false}, {"\n.a\n", false},   {"\n.", false},
+      {"", false},          {"\r\n", false},   {"\n.\r\n\n", false}};
+  for (const auto& [tail, whole] : cases) {
+    const std::string_view all = tail;
+    EXPECT_EQ(Usenet::EndOfResponse(all.substr(all.size() - std::min<std::size_t>(5, all.size()))),
+              whole)
+        << ::testing::PrintToString(tail);
+  }
+}
+
+TEST(SSLCodes, FollowTheTextsOfTheStore) {
+  EXPECT_EQ(Code::SSLStringToCode("off"), 999);
+  EXPECT_EQ(Code::SSLStringToCode("v3"), 2);
+  EXPECT_EQ(Code::SSLStringToCode("v2 or 3"), 1);
+  EXPECT_EQ(Code::SSLStringToCode("v2"), 0);
+  EXPECT_EQ(Code::SSLStringToCode("v1"), 3);
+  EXPECT_EQ(Code::SSLStringToCode("tls"), 999);
+  EXPECT_EQ(Code::SSLCodeToString(1), "with SSL v2 or v3");
+  EXPECT_EQ(Code::SSLCodeToString(7), "without SSL");
+}
+
+class SessionTest : public EngineTest {
+ protected:
+  void Post() {
+    posted.Add("alpha.bin.rar", 5000, 2000);
+    posted.Add("beta.avi", 3000, 3000);
+  }
+  NewsServer::Options WithLogOn() {
+    NewsServer::Options options;
+    options.user = "lena";
+    options.password = "s3cret";
+    return options;
+  }
+};
+
+TEST_F(SessionTest, SendsTheFiveCommandsInOrder) {
+  Post();
+  Serve(WithLogOn());
+  Import();
+  Start();
+  ASSERT_TRUE(RunToEnd());
+  ExpectAllFiles();
+  std::vector<std::string> commands;
+  for (const std::string& request : server->Requests())
+    commands.push_back(request.substr(0, request.find_last_of(' ')));
+  EXPECT_EQ(commands,
+            (std::vector<std::string>{"AUTHINFO USER", "AUTHINFO PASS", "GROUP", "ARTICLE",
+                                      "ARTICLE", "ARTICLE", "GROUP", "ARTICLE", "Quit"}));
+  EXPECT_EQ(window->stStatus.Text(), "Done.");
+  EXPECT_EQ(window->pbStart.Caption(), "Start");
+  EXPECT_EQ(window->stPercent.Text(), "100.00%");
+}
+
+// Whatever the sizes of the pieces, no byte is lost and none is taken for another reply.
+TEST_F(SessionTest, RepliesMayComeInAnyPieces) {
+  Post();
+  Serve(WithLogOn());
+  Import();
+  for (const int size : {1, 2, 3, 4, 5, 7, 64}) {
+    SCOPED_TRACE(size);
+    server->ClearRules();
+    for (const char* request : {"AUTHINFO", "GROUP", "ARTICLE", "QUIT"})
+      server->On(request, SplitEvery(size));
+    server->On(NewsServer::kGreeting, SplitEvery(size));
+    std::filesystem::remove_all(Downloads());
+    window->CheckFolders();
+    Import();
+    Start();
+    ASSERT_TRUE(RunToEnd());
+    ExpectAllFiles();
+    EXPECT_EQ(window->TotalErrors, 0);
+  }
+}
+
+// A reply is acted on as soon as its code is there; the rest of the line must not be judged as the
+// next reply, even when it begins with a "4".
+TEST_F(SessionTest, TheRestOfALineIsNoReply) {
+  Post();
+  Serve();
+  Import();
+  server->On("GROUP", [](Reply reply) {
+    reply.bytes = "211 4 430 4 misc\r\n";
+    reply.borders = {3, 4, 6};
+    reply.held = true;
+    return reply;
+  });
+  server->On("ARTICLE", [](Reply reply) {
+    reply.borders = {reply.bytes.size() - 1};  // the article is whole at its last CR
+    reply.held = true;
+    return reply;
+  });
+  Start();
+  ASSERT_TRUE(clock.RunUntil([&] {
+    server->Release(1);
+    return window->State == "logged off";
+  }));
+  EXPECT_EQ(window->TotalErrors, 0);
+  ExpectAllFiles();
+}
+
+TEST_F(SessionTest, ARefusedLogOnIsShownAndTheSessionStays) {
+  struct Case {
+    const char* request;
+    const char* answer;
+    const char* state;
+  };
+  const Case cases[] = {{"AUTHINFO USER", "482 no such user", "sent username"},
+                        {"AUTHINFO USER", "281 come in", "sent username"},
+                        {"AUTHINFO PASS", "481 wrong password", "sent password"}};
+  Post();
+  Serve(WithLogOn());
+  Import();
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.answer);
+    server->ClearRules();
+    server->On(c.request, Answer(c.answer));
+    Start();
+    ASSERT_TRUE(clock.RunUntil([&] { return InStr(window->stStatus.Text(), c.answer) > 0; }));
+    EXPECT_EQ(window->State, c.state);
+    window->Stop();
+  }
+  server->ClearRules();
+  server->On(NewsServer::kGreeting, Answer("502 closed"));
+  Start();
+  ASSERT_TRUE(clock.RunUntil([&] { return InStr(window->stStatus.Text(), "502 closed") > 0; }));
+  EXPECT_EQ(window->State, "connect");
+}
+
+TEST_F(SessionTest, GroupsAreTriedInOrderAndThenDoneWithout) {
+  Post();
+  Serve();
+  Import();
+  server->On("GROUP", Answer("411 no such group"));
+  Start();
+  ASSERT_TRUE(RunToEnd());
+  ExpectAllFiles();
+}
+
+TEST_F(SessionTest, ARefusedArticleIsCountedAndNotAskedAgain) {
+  Post();
+  Serve();
+  Import();
+  const std::string id = posted.Files()[0].ids[1];
+  server->On("ARTICLE <" + id, Answer("423 no such number"));
+  server->On("QUIT", Silence());
+  Start();
+  ASSERT_TRUE(RunToState("sent quit"));
+  EXPECT_EQ(window->stStatus.Text(), "All done, but with errors on 1 posts.");
+  window->Stop();
+  EXPECT_EQ(server->ArticleCount(id), 1);
+  EXPECT_EQ(Cell(0, ListColumn::kErrors), "1");
+  EXPECT_EQ(Cell(0, ListColumn::kMessage),
+            "Last error: 423 - post probably expired or removed from server.");
+  EXPECT_EQ(Cell(0, ListColumn::kDone), "No");
+  EXPECT_EQ(Cell(1, ListColumn::kDone), "Yes");
+  EXPECT_FALSE(std::filesystem::exists(Downloads() / "alpha.bin.rar"));
+
+  // The next Start asks for the refused article alone.
+  server->ClearRules();
+  Start();
+  ASSERT_TRUE(RunToEnd());
+  ExpectAllFiles();
+  EXPECT_EQ(server->ArticleCount(id), 2);
+  EXPECT_EQ(server->ArticleCount(posted.Files()[0].ids[0]), 1);
+}
+
+TEST_F(SessionTest, AReplyCutInTheMiddleIsAskedForAgain) {
+  Post();
+  Serve();
+  Import();
+  const std::string id = posted.Files()[0].ids[1];
+  server->On("ARTICLE <" + id, CutAfter(700), 1);
+  Start();
+  ASSERT_TRUE(RunToEnd());
+  ExpectAllFiles();
+  EXPECT_EQ(server->ArticleCount(id), 2);
+  EXPECT_EQ(server->ArticleCount(posted.Files()[0].ids[0]), 1);
+}
+
+TEST_F(SessionTest, StopSignsOffAndStartGoesOn) {
+  posted.Add("long.bin.rar", 40000, 4000);
+  Serve();
+  Import();
+  server->On("ARTICLE <" + posted.Files()[0].ids[4], StallAfter(900), 1);
+  Start();
+  ASSERT_TRUE(RunToState("receiving article"));
+  EXPECT_EQ(window->pbStart.Caption(), "Stop");
+  window->pbStart.Push();
+  EXPECT_EQ(window->stStatus.Text(), "Signing off...");
+  EXPECT_FALSE(window->pbStart.Enabled());
+  ASSERT_TRUE(RunToEnd());
+  EXPECT_TRUE(window->pbStart.Enabled());
+  Start();
+  ASSERT_TRUE(RunToEnd());
+  ExpectAllFiles();
+  EXPECT_EQ(server->ArticleCount(posted.Files()[0].ids[0]), 1);
+}
+
+TEST_F(SessionTest, StartWithoutAnNZBKeepsItsOddEnd) {
+  Serve();
+  Start();
+  ASSERT_EQ(Asked().boxes.size(), 1u);
+  EXPECT_EQ(Asked().boxes[0].text, "You must import an NZB file first.");
+  EXPECT_EQ(window->pbStart.Caption(), "Stop");
+  window->pbStart.Push();
+  EXPECT_FALSE(window->pbStart.Enabled());
+}
+
+TEST_F(SessionTest, PortsThatDoNotFitGetAdvice) {
+  Post();
+  Serve();
+  Import();
+  window->TheServerPort = 563;
+  window->TheSSLSetting = 999;
+  window->News_Error();
+  window->TheServerPort = 119;
+  window->TheSSLSetting = 2;
+  window->News_Error();
+  window->TheSSLSetting = 999;
+  window->News_Error();
+  ASSERT_EQ(Asked().boxes.size(), 2u);
+  EXPECT_TRUE(Asked().boxes[0].text.starts_with(
+      "Connection error. Port 563 usually requires that SSL be turned on."));
+  EXPECT_TRUE(Asked().boxes[1].text.starts_with(
+      "Connection error. Port 119 usually requires that SSL be turned off."));
+}
+
+TEST_F(SessionTest, TLSIsCheckedAndNoPasswordLeavesBefore) {
+  Post();
+  NewsServer::Options options = WithLogOn();
+  options.tls = true;
+  Serve(options);
+  window->pmSSL.SetListIndex(1);
+  Settle();
+  Import();
+  Start();
+  // The authority is not trusted yet.
+  ASSERT_TRUE(clock.RunUntil([&] { return !window->News.ErrorText().empty(); }));
+  EXPECT_TRUE(server->Requests().empty());
+  window->Stop();
+  server->WriteAuthority(data / "ca.pem");
+  ASSERT_TRUE(SSLSocket::TrustCertificates(data.Item("ca.pem")));
+  window->efURL.SetText("localhost");
+  Settle();
+  Start();
+  ASSERT_TRUE(RunToEnd());
+  ExpectAllFiles();
+}
+
+}  // namespace
+}  // namespace gravlin::testing
