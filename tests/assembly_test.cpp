@@ -1,0 +1,325 @@
+// Joining and decoding with the real window, store and files.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <set>
+
+#include "app/code.h"
+#include "engine/active_files.h"
+#include "engine/gravlin.h"
+#include "platform/scheduler.h"
+#include "platform/text.h"
+#include "platform/thread.h"
+#include "store/schema.h"
+#include "store/writers.h"
+#include "support/full_disk.h"
+#include "support/temp_folder.h"
+#include "support/test_clock.h"
+
+namespace gravlin {
+namespace {
+
+using testing::FullDisk;
+using testing::ReadFile;
+using testing::TempFolder;
+using testing::TestClock;
+
+// An article as the server sends it.
+std::string Article(const std::string& body) {
+  return "222 0 <id@host>\r\nFrom: a\r\nSubject: b\r\n\r\n" + body + "\r\n.\r\n";
+}
+
+std::string Yenc(const std::string& bytes, const std::string& name) {
+  std::string data;
+  for (const char c : bytes) data += static_cast<char>(c + 42);
+  return Article("=ybegin part=1 line=128 size=9 name=" + name + "\r\n=ypart begin=1 end=9\r\n" +
+                 data + "\r\n=yend size=9");
+}
+
+using NameSet = std::set<std::string>;
+
+class AssemblyTest : public ::testing::Test {
+ protected:
+  AssemblyTest() {
+    Code::AppDataFolder = folder.Item();
+    Code::fGlobalDB = folder.Item("store.rsd");
+    Code::DBFree = true;
+    Code::ActiveFiles.clear();
+    store.SetDatabaseFile(Code::fGlobalDB);
+    EXPECT_TRUE(store.CreateDatabaseFile());
+    MakeSchema(store);
+    window = std::make_unique<Gravlin>();
+    window->db = std::make_unique<Database>(Code::fGlobalDB);
+    EXPECT_TRUE(window->db->Connect());
+    EXPECT_TRUE(window->CheckFolders());
+  }
+  ~AssemblyTest() override {
+    EndAllThreads();
+    window.reset();
+    Code::ActiveFiles.clear();
+    Code::fGlobalDB = FolderItem();
+    Code::AppDataFolder = FolderItem();
+  }
+
+  // A row of the store and of the list, which becomes the current file.
+  void Choose(const std::string& name, const std::string& ext = "bin", int largest = 3) {
+    DatabaseRecord record;
+    record.SetColumn("Filename", name);
+    store.InsertRecord("NZBFiles", record);
+    store.Commit();
+    window->List.AddRow(name);
+    window->List.SetCell(window->List.LastIndex(), ListColumn::kDone, "No");
+    window->TheFilename = name;
+    window->TheExt = ext;
+    window->LargestPartNo = largest;
+    window->DownloaderFilesID = static_cast<std::int32_t>(store.LastRowID());
+  }
+  void PutPart(const std::string& file, const std::string& number, const std::string& text) {
+    folder.Write("Parts/" + file + "-p" + number + ".txt", text);
+  }
+  void Run() {
+    window->StartConcat();
+    EXPECT_TRUE(clock.RunUntil([this] { return window->ThreadFlag && LiveThreads() == 0; }));
+  }
+  NameSet Names(const std::string& in) {
+    const auto names = folder.Item(in).ChildNames();
+    return {names.begin(), names.end()};
+  }
+  std::string Cell(int row, int column) { return window->List.Cell(row, column); }
+
+  std::unique_ptr<FullDisk> full;
+  TempFolder folder;
+  TestClock clock;
+  Database store;
+  std::unique_ptr<Gravlin> window;
+};
+
+TEST_F(AssemblyTest, PartsAreJoinedByNumberAndTheFileIsSaved) {
+  Choose("other.bin");
+  Choose("a.bin");
+  PutPart("a.bin", "00003", Yenc("three", "a.bin"));
+  PutPart("a.bin", "00001", Yenc("one", "a.bin"));
+  PutPart("a.bin", "00002", Yenc("two", "a.bin"));
+  PutPart("a.bin", "00004", "beyond the largest");
+  PutPart("a.bin", "2", "no part name");
+  PutPart("a.bin-p", "00001", "of another file");
+  folder.Write("Parts/nzb_temp.bin", "left by a crash, and longer than the file");
+  Run();
+  EXPECT_EQ(ReadFile(folder / "Downloads/a.bin"), "onetwothree");
+  EXPECT_EQ(Names("Parts"), (NameSet{"a.bin-p-p00001.txt", "a.bin-p00004.txt", "a.bin-p2.txt"}));
+  EXPECT_EQ(Cell(1, ListColumn::kDone), "Yes");
+  EXPECT_EQ(Cell(1, ListColumn::kMessage), "File saved OK.");
+  EXPECT_EQ(window->List.ListIndex(), 1);
+  EXPECT_EQ(Cell(0, ListColumn::kDone), "No");
+  EXPECT_TRUE(window->FileCreated);
+  EXPECT_FALSE(window->Assembling || window->Decoding || window->ConcatRunning);
+  EXPECT_TRUE(Code::ActiveFiles.empty());
+  EXPECT_EQ(window->TotalErrors, 0);
+  EXPECT_EQ(window->stStatus.Text(), "Decoding: a.bin");
+}
+
+TEST_F(AssemblyTest, EveryEncodingIsDecoded) {
+  struct Case {
+    const char* name;
+    std::string first, second;
+    std::string expected;
+  };
+  const Case cases[] = {
+      {"y.bin", Yenc("Many ", "y.bin"), Yenc("hands", "y.bin"), "Many hands"},
+      {"u.bin", Article("begin 644 u.bin\r\n%36%N>2``"), Article("%:&%N9',`\r\n`\r\nend"),
+       "Many hands"},
+      {"b.bin",
+       Article(
+           "Content-Transfer-Encoding: base64\r\nX: filename=\"b.bin\"\r\n\r\nTWFueSBoYW5kcw=="),
+       "", "Many hands"},
+  };
+  for (const Case& c : cases) {
+    Choose(c.name, "txt");
+    // The first part tells nothing: its empty line is too far away.
+    PutPart(c.name, "00001", std::string(6000, '-') + "\r\n");
+    PutPart(c.name, "00002", c.first);
+    PutPart(c.name, "00003", c.second);
+    folder.Write("Parts/nzb_temp.txt", "an article on its way");
+    Run();
+    EXPECT_EQ(ReadFile(folder / "Downloads" / c.name), c.expected) << c.name;
+    EXPECT_EQ(Names("Parts"), NameSet{"nzb_temp.txt"});
+    EXPECT_EQ(ReadFile(folder / "Parts/nzb_temp.txt"), "an article on its way");
+  }
+}
+
+TEST_F(AssemblyTest, AMissingPartLeavesAGap) {
+  Choose("a.bin", "bin", 2'000'000'000);
+  PutPart("a.bin", "00001", Yenc("one", "a.bin"));
+  PutPart("a.bin", "00002", "");
+  PutPart("a.bin", "00900", Yenc("late", "a.bin"));
+  PutPart("a.bin", "1999999999", Yenc("last", "a.bin"));
+  Run();
+  EXPECT_EQ(ReadFile(folder / "Downloads/a.bin"), "onelatelast");
+  EXPECT_EQ(Names("Parts"), NameSet{});
+}
+
+TEST_F(AssemblyTest, TheNameInTheBodyWins) {
+  Choose("taken.bin");
+  const std::string cases[][3] = {
+      // the name of the NZB, the name in the body, the name on disk
+      {"same.bin", "SAME.BIN", "same.bin"},        {"plain1.bin", "real one.bin", "real one.bin"},
+      {"plain2.bin", "../e'vil|.bin", "evil.bin"}, {"plain3.bin", "taken.bin", ""},
+      {"plain4.bin", "|", "plain4.bin"},
+  };
+  for (const auto& [name, in_body, on_disk] : cases) {
+    Choose(name);
+    const int row = window->List.LastIndex();
+    PutPart(name, "00001", Yenc("bytes", in_body));
+    Run();
+    std::string expected = on_disk;
+    if (expected.empty()) {  // with the marker of a name that is used twice
+      expected = Cell(row, ListColumn::kFilename);
+      EXPECT_NE(expected, "taken.bin");
+      EXPECT_TRUE(expected.starts_with("taken.bin")) << expected;
+    }
+    EXPECT_EQ(Names("Downloads").count(expected), 1u) << expected;
+    EXPECT_EQ(Cell(row, ListColumn::kFilename), expected);
+    const auto stored =
+        store.SQLSelect("Select Filename from NZBFiles where ID=" + Str(window->DownloaderFilesID));
+    EXPECT_EQ(stored->Field("Filename").StringValue(), expected);
+  }
+  EXPECT_EQ(Names("Downloads").size(), 5u);
+}
+
+TEST_F(AssemblyTest, ANameThatIsTakenOnDiskLeavesTheStoreAlone) {
+  Choose("a.bin");
+  folder.Write("Downloads/b.bin", "older");
+  PutPart("a.bin", "00001", Yenc("newer", "b.bin"));
+  Run();
+  EXPECT_EQ(ReadFile(folder / "Downloads/a.bin"), "newer");
+  EXPECT_EQ(ReadFile(folder / "Downloads/b.bin"), "older");
+  EXPECT_EQ(store.SQLSelect("Select Filename from NZBFiles")->Field("Filename").StringValue(),
+            "a.bin");
+  EXPECT_EQ(Cell(0, ListColumn::kFilename), "a.bin");
+}
+
+TEST_F(AssemblyTest, AnUnknownEncodingKeepsItsParts) {
+  Choose("a.bin");
+  PutPart("a.bin", "00001", Article("just text"));
+  folder.Write("Parts/nzb_temp.bin", "left by a crash");
+  Run();
+  EXPECT_EQ(Cell(0, ListColumn::kDone), "Yes");
+  EXPECT_EQ(Cell(0, ListColumn::kMessage), "File saved OK.");
+  EXPECT_EQ(Names("Parts"), NameSet{"a.bin-p00001.txt"});
+  EXPECT_EQ(Names("Downloads"), NameSet{});
+  EXPECT_FALSE(window->FileCreated);
+  EXPECT_TRUE(Code::ActiveFiles.empty());
+}
+
+TEST_F(AssemblyTest, AFailureLosesNoPartAndLeavesNoHalfFile) {
+  struct Case {
+    const char* what;
+    std::function<void()> prepare;
+    NameSet downloads;
+  };
+  const Case cases[] = {
+      {"a full disk", [this] { full = std::make_unique<FullDisk>(60'000); }, {}},
+      {"a target that is there", [this] { folder.Write("Downloads/a.bin", "mine"); }, {"a.bin"}},
+      {"no Downloads folder", [this] { std::filesystem::remove(folder / "Downloads"); }, {}},
+      {"a part that cannot be read",
+       [this] { std::filesystem::create_directories(folder / "Parts/a.bin-p00003.txt/x"); },
+       {}},
+      {"a joined file that cannot be made",
+       [this] { std::filesystem::create_directories(folder / "Parts/a.bin.txt/x"); },
+       {}},
+      {"a decoded file that cannot be made",
+       [this] { std::filesystem::create_directories(folder / "Parts/nzb_temp.bin/x"); },
+       {}},
+  };
+  Choose("a.bin");
+  int failures = 0;
+  for (const Case& c : cases) {
+    PutPart("a.bin", "00001", Yenc(std::string(40'000, '1'), "a.bin"));
+    PutPart("a.bin", "00002", Yenc(std::string(40'000, '2'), "a.bin"));
+    window->List.SetCell(0, ListColumn::kMessage, "");
+    window->stStatus.SetText("");
+    c.prepare();
+    NameSet parts = Names("Parts");
+    Run();
+    full.reset();
+    EXPECT_EQ(Names("Parts"), parts) << c.what;
+    EXPECT_EQ(Names("Downloads"), c.downloads) << c.what;
+    EXPECT_EQ(window->TotalErrors, ++failures) << c.what;
+    EXPECT_EQ(Cell(0, ListColumn::kDone), "No") << c.what;
+    EXPECT_TRUE(Cell(0, ListColumn::kMessage).starts_with("Last error: ")) << c.what;
+    EXPECT_TRUE(window->stStatus.Text().starts_with("Could not assemble a.bin")) << c.what;
+    EXPECT_TRUE(Code::ActiveFiles.empty()) << c.what;
+    EXPECT_FALSE(window->FileCreated) << c.what;
+    for (const auto& entry : std::filesystem::directory_iterator(folder / "Parts")) {
+      std::filesystem::remove_all(entry.path());
+    }
+    std::filesystem::remove_all(folder / "Downloads");
+    std::filesystem::create_directory(folder / "Downloads");
+  }
+  PutPart("a.bin", "00001", Yenc("again", "a.bin"));
+  Run();
+  EXPECT_EQ(ReadFile(folder / "Downloads/a.bin"), "again");
+}
+
+TEST_F(AssemblyTest, ASecondAssemblyWaitsAndBothKeepTheirOwnFile) {
+  SetSlice(0);
+  Choose("one.bin", "one");
+  for (int i = 1; i <= 50; ++i) {
+    PutPart("one.bin", Format(i, "00000"), Yenc(std::string(1000, 'a'), "one.bin"));
+  }
+  window->LargestPartNo = 50;
+  window->StartConcat();
+  Choose("two.bin", "two", 1);
+  PutPart("two.bin", "00001", Yenc("two", "2.bin"));
+  window->StartConcat();
+  // What the run goes on to meanwhile.
+  Choose("three.bin", "three", 0);
+  bool overlapped = false, early = false;
+  ASSERT_TRUE(clock.RunUntil([&] {
+    const bool one_done = folder.Item("Downloads/one.bin").Exists();
+    overlapped = overlapped || (!one_done && folder.Item("Parts/two.bin.txt").Exists());
+    early = early || (window->ThreadFlag && LiveThreads() > 0 && Code::InActiveFiles("two.bin"));
+    return LiveThreads() == 0;
+  }));
+  SetSlice(8);
+  EXPECT_FALSE(overlapped);
+  EXPECT_FALSE(early) << "the run would go on while the second file is still in work";
+  EXPECT_TRUE(window->ThreadFlag);
+  EXPECT_EQ(Names("Downloads"), (NameSet{"one.bin", "2.bin"}));
+  EXPECT_EQ(ReadFile(folder / "Downloads/one.bin").size(), 50'000u);
+  EXPECT_EQ(Names("Parts"), NameSet{});
+  const auto names = store.SQLSelect(
+      "Select group_concat(Filename) as v from (Select * from NZBFiles order by ID)");
+  EXPECT_EQ(names->Field("v").StringValue(), "one.bin,2.bin,three.bin");
+}
+
+TEST_F(AssemblyTest, AFileInWorkIsNotTakenTwice) {
+  Choose("a.bin");
+  PutPart("a.bin", "00001", Yenc("x", "a.bin"));
+  ASSERT_TRUE(Code::AddToActiveFiles("A.bin"));
+  window->StartConcat();
+  EXPECT_EQ(window->State, "") << "outside a run there is no next file";
+  window->TheTimer.SetMode(2);
+  window->StartConcat();
+  EXPECT_EQ(window->State, "sent quit") << "the queue is empty, so the next file is the end";
+  EXPECT_EQ(LiveThreads(), 0);
+  EXPECT_TRUE(Code::InActiveFiles("a.BIN"));
+}
+
+TEST(ActiveFilesTest, NamesAreComparedIgnoringCase) {
+  Code::ActiveFiles.clear();
+  EXPECT_TRUE(Code::AddToActiveFiles("One"));
+  EXPECT_TRUE(Code::AddToActiveFiles("two"));
+  EXPECT_FALSE(Code::AddToActiveFiles("ONE"));
+  Code::RemoveFromActiveFiles("three");
+  Code::RemoveFromActiveFiles("oNE");
+  EXPECT_FALSE(Code::InActiveFiles("One"));
+  EXPECT_TRUE(Code::InActiveFiles("TWO"));
+  Code::RemoveFromActiveFiles("two");
+  EXPECT_TRUE(Code::ActiveFiles.empty());
+}
+
+}  // namespace
+}  // namespace gravlin
