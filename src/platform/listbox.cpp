@@ -41,7 +41,9 @@ struct Listbox::View : QTableView {
     horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     connect(horizontalHeader(), &QHeaderView::sectionResized, this,
             [this](int column, int, int width) {
-              if (!placing_) model_.widths[static_cast<std::size_t>(column)] = width;
+              if (placing_) return;
+              shared = false;
+              model_.widths[static_cast<std::size_t>(column)] = width;
             });
     connect(horizontalHeader(), &QHeaderView::sectionClicked, this, &View::HeadingClicked);
     connect(this, &QTableView::doubleClicked, this,
@@ -50,6 +52,14 @@ struct Listbox::View : QTableView {
   }
 
   void SetFont() { verticalHeader()->setDefaultSectionSize(fontMetrics().height() + kRowPadding); }
+
+  // Columns without widths of their own share the table's.
+  void ShareColumns() {
+    const int columns = model_.columnCount();
+    const int share = std::max(viewport()->width() / columns, 1);
+    if (shared) model_.widths.assign(static_cast<std::size_t>(columns), share);
+    PlaceColumns();
+  }
 
   void PlaceColumns() {
     placing_ = true;
@@ -77,6 +87,7 @@ struct Listbox::View : QTableView {
   }
 
   bool scroll_to_position = false;
+  bool shared = true;
 
   void ForgetSorting() {
     if (sorted_column_ < 0) return;
@@ -88,6 +99,11 @@ struct Listbox::View : QTableView {
   void showEvent(QShowEvent* event) override {
     Show();
     QTableView::showEvent(event);
+  }
+
+  void resizeEvent(QResizeEvent* event) override {
+    QTableView::resizeEvent(event);
+    if (shared) ShareColumns();
   }
 
   void changeEvent(QEvent* event) override {
@@ -165,7 +181,7 @@ Listbox::Listbox(Window& window, std::string_view name, const Rect& bounds, int 
     : Control(std::make_unique<TableNative>(ParentFor(window), *this, columns), window, name,
               bounds),
       model_(Table().rows) {
-  Table().Table().PlaceColumns();
+  Table().Table().ShareColumns();
   native_->key_down = [this](int key) { return Ask("KeyDown", KeyDown, false, key); };
 }
 
@@ -190,6 +206,7 @@ std::string Listbox::ColumnWidths() const {
 
 void Listbox::SetColumnWidths(std::string_view widths) {
   const std::vector<std::string> given = Split(widths, ",");
+  Table().Table().shared = false;
   const std::size_t count = std::min(given.size(), model_.widths.size());
   for (std::size_t column = 0; column < count; ++column)
     model_.widths[column] = std::clamp(ToInt32(Val(Trim(given[column]))), 0, 10000);

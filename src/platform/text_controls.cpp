@@ -31,8 +31,11 @@ class Label : public QLabel {
  protected:
   void paintEvent(QPaintEvent*) override {
     QPainter painter(this);
-    const QColor wanted = colour ? *colour : palette().color(QPalette::WindowText);
-    painter.setPen(Readable(wanted, Background()));
+    const RectangleWidget* ground = Ground();
+    // A rectangle is filled with the same colour in every theme.
+    const QColor plain = ground ? QColor(Qt::black) : palette().color(QPalette::WindowText);
+    const QColor wanted = colour.value_or(plain);
+    painter.setPen(Readable(wanted, ground ? ground->fill : palette().color(QPalette::Window)));
     QString shown = text();
     if (!wordWrap() && fontMetrics().horizontalAdvance(shown) > width()) {
       QFont narrow = font();
@@ -40,18 +43,21 @@ class Label : public QLabel {
       painter.setFont(narrow);
       shown = painter.fontMetrics().elidedText(shown, Qt::ElideRight, width());
     }
-    painter.drawText(rect(), Flags(), shown);
+    // The readouts hang a little high in their rectangles.
+    const int low = ground ? (Flags() & ~Qt::AlignVertical_Mask) | Qt::AlignBottom : Flags();
+    painter.drawText(rect(), low, shown);
   }
 
  private:
-  QColor Background() const {
-    const QColor* fill = nullptr;
+  // The rectangle that the text stands on.
+  const RectangleWidget* Ground() const {
+    const RectangleWidget* ground = nullptr;
     for (const QObject* sibling : parentWidget()->children()) {
       if (sibling == this) break;
       const auto* rectangle = dynamic_cast<const RectangleWidget*>(sibling);
-      if (rectangle && rectangle->geometry().contains(geometry().center())) fill = &rectangle->fill;
+      if (rectangle && rectangle->geometry().contains(geometry().center())) ground = rectangle;
     }
-    return fill ? *fill : palette().color(QPalette::Window);
+    return ground;
   }
 };
 

@@ -1,0 +1,114 @@
+// The quick test of the wizard and the console, against a real news server.
+#include <gtest/gtest.h>
+
+#include "engine/gravlin.h"
+#include "support/news_server.h"
+#include "support/window_fixture.h"
+#include "ui/test_server.h"
+
+namespace gravlin::testing {
+namespace {
+
+constexpr int kReturn = 13;
+
+class ServerTest : public WindowTest {
+ protected:
+  void UseServer(int port, const std::string& user, const std::string& password,
+                 const std::string& ssl = "off") {
+    Store("Update Servers Set URL='127.0.0.1', Port='" + Str(port) + "', Username='" + user +
+          "', Password='" + password + "', SSL='" + ssl + "'");
+  }
+  static bool Comes(const TextArea& view, const std::string& text) {
+    return TestClock::PumpUntil([&] { return InStr(view.Text(), text) > 0; });
+  }
+};
+
+TEST_F(ServerTest, TheQuickTestTellsHowTheLogOnWent) {
+  const struct {
+    const char* user;
+    const char* password;
+    const char* refused;  // a command that the server refuses
+    const char* outcome;
+  } cases[] = {{"", "", "", "Connected to server."},
+               {"me", "right", "", "Connected to server."},
+               {"me", "wrong", "", "Invalid Username or Password"},
+               {"me", "right", "AUTHINFO USER", "Invalid Username"}};
+  auto& window = Window::New<Gravlin>();
+  for (const auto& [user, password, refused, outcome] : cases) {
+    NewsServer server({.user = user, .password = "right"});
+    if (*refused) server.On(refused, Answer("482 refused"));
+    UseServer(server.Port(), user, password);
+    window.pbTest.Push();
+    EXPECT_EQ(window.stTest.Text(),
+              "Connecting to 127.0.0.1 on port " + Str(server.Port()) + " without SSL...");
+    EXPECT_TRUE(TestClock::PumpUntil([&] { return window.stTest.Text() == outcome; }))
+        << outcome << ", not " << window.stTest.Text();
+    EXPECT_TRUE(window.State.empty());
+  }
+}
+
+TEST_F(ServerTest, TheQuickTestWarnsOfAnOddPortAndTriesAllTheSame) {
+  auto& window = Window::New<Gravlin>();
+  UseServer(563, "", "");
+  window.pbTest.Push();
+  EXPECT_EQ(LastBox(),
+            "Port 563 usually requires that SSL be turned on. Check with your provider.");
+  UseServer(119, "", "", "v2 or 3");
+  window.pbTest.Push();
+  EXPECT_EQ(LastBox(),
+            "Port 119 usually requires that SSL be turned off. Check with your provider.");
+  EXPECT_EQ(window.stTest.Text(), "Connecting to 127.0.0.1 on port 119 with SSL v2 or v3...");
+  Store("Update Servers Set URL=''");
+  window.pbTest.Push();
+  EXPECT_EQ(LastBox(), "Please set up your news server.");
+}
+
+TEST_F(ServerTest, TheConsoleLogsOnSendsWhatIsTypedAndSignsOff) {
+  NewsServer server({.user = "me", .password = "right"});
+  UseServer(server.Port(), "me", "right");
+  auto& console = Window::New<TestServer>();
+  EXPECT_EQ(console.stServer.Text(), "127.0.0.1");
+  EXPECT_FALSE(console.efCommand.Enabled() || console.pbSend.Enabled() ||
+               console.pbDisconnect.Enabled());
+  console.pbConnect.Push();
+  ASSERT_TRUE(TestClock::PumpUntil([&] { return console.pbSend.Enabled(); }));
+  EXPECT_FALSE(console.pbConnect.Enabled());
+  EXPECT_TRUE(InStr(console.efResponse.Text(), "-->Sending password...\r281"));
+  console.efCommand.SetText("HELP ME");
+  EXPECT_FALSE(console.efCommand.KeyDown(kReturn));
+  EXPECT_TRUE(Comes(console.efResponse, "-->Sending command HELP ME...\r500"));
+  EXPECT_TRUE(TestClock::PumpUntil([&] { return console.efCommand.SelLength() == 7; }));
+  console.pbDisconnect.Push();
+  EXPECT_TRUE(TestClock::PumpUntil([&] { return console.pbConnect.Enabled(); }));
+  EXPECT_FALSE(console.efCommand.Enabled());
+  EXPECT_TRUE(InStr(console.efResponse.Text(), "-->Signing off...\r205"));
+}
+
+TEST_F(ServerTest, TheConsoleJudgesNoReply) {
+  NewsServer server({.user = "me", .password = "right"});
+  UseServer(server.Port(), "me", "wrong");
+  auto& console = Window::New<TestServer>();
+  console.pbConnect.Push();
+  EXPECT_TRUE(Comes(console.efResponse, "481"));
+  EXPECT_TRUE(TestClock::PumpUntil([&] { return console.pbDisconnect.Enabled(); }));
+  console.efCommand.SetText("Quit");
+  console.pbSend.Push();
+  EXPECT_TRUE(Comes(console.efResponse, "205"));
+  EXPECT_EQ(console.State, "sent command");
+  EXPECT_TRUE(console.pbDisconnect.Enabled());
+}
+
+TEST_F(ServerTest, TheConsoleKeepsAboutTenThousandCharacters) {
+  auto& console = Window::New<TestServer>();
+  console.efResponse.SetText(std::string(9'990, 'a'));
+  console.WriteResponse("bbbb");
+  EXPECT_EQ(console.efResponse.Text(), std::string(9'990, 'a') + "bbbb\r");
+  console.WriteResponse("cccccccccc");
+  EXPECT_EQ(console.efResponse.Text(), std::string(9'980, 'a') + "bbbb\rcccccccccc\r");
+  const std::string long_reply(20'000, 'd');
+  console.WriteResponse(long_reply);
+  EXPECT_EQ(console.efResponse.Text(), long_reply + "\r");
+}
+
+}  // namespace
+}  // namespace gravlin::testing
