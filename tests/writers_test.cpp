@@ -51,6 +51,18 @@ TEST_F(WritersTest, ABadStatementLeavesTheOthers) {
   EXPECT_TRUE(Code::DBFree);
 }
 
+// The writers poll at their own moments; the younger one's comes first when the right is free.
+TEST_F(WritersTest, AnOlderWriteIsNeverTheLast) {
+  Code::DBFree = false;
+  Code::SaveToDB({"Update Servers Set URL='old'"}, "none");
+  clock.Advance(60);
+  Code::SaveToDB({"Update Servers Set URL='new'"}, "none");
+  clock.Advance(50);
+  Code::DBFree = true;
+  ASSERT_TRUE(AllDone());
+  EXPECT_EQ(Value("Select URL from Servers"), "new");
+}
+
 TEST_F(WritersTest, AnEmptyListGivesTheRightBack) {
   Code::SaveToDB({}, "none");
   Code::AddRecToDB("FileTypes", {}, "none");

@@ -11,10 +11,11 @@ namespace {
 constexpr int kPause = 100;  // milliseconds between two looks at what a writer waits for
 
 // Returns with a connection and the right to write, however long that takes.
-std::unique_ptr<Database> WaitForStore() {
+std::unique_ptr<Database> WaitForStore(WriterTurn& turn) {
   auto db = std::make_unique<Database>(Code::fGlobalDB);
   while (!db->Connect()) Thread::Sleep(kPause);
-  while (!Code::LockDB()) Thread::Sleep(kPause);
+  while (!turn.HasCome() || !Code::LockDB()) Thread::Sleep(kPause);
+  turn.Leave();
   return db;
 }
 
@@ -37,7 +38,7 @@ class WriteRight {
 
 void SaveData::Event_Run() {
   try {
-    db = WaitForStore();
+    db = WaitForStore(turn_);
     WriteRight right;
     for (const std::string& statement : sql) {
       db->SQLExecute(statement);
@@ -55,7 +56,7 @@ void SaveData::DoReturnCall() {}
 
 void InsertRecord::Event_Run() {
   try {
-    db = WaitForStore();
+    db = WaitForStore(turn_);
     WriteRight right;
     for (const DatabaseRecord& record : pRec) {
       db->InsertRecord(pTable, record);
@@ -95,7 +96,7 @@ void AddRecToDB(std::string_view pTable, std::vector<DatabaseRecord> pRec,
   Thread::Run(std::move(writer));
 }
 
-int PendingWrites() { return LiveWriter::Count(); }
+int PendingWrites() { return WriterTurn::Count(); }
 
 }  // namespace Code
 }  // namespace gravlin

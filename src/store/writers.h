@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <list>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -13,17 +14,35 @@
 
 namespace gravlin {
 
-// Counts the writers that live.
-class LiveWriter {
+// A writer's place among those that live.  The right to write goes to the oldest that waits: the
+// form saves itself at every keystroke, and a newer row must not be overtaken by an older one that
+// polls at a better moment.
+class WriterTurn {
  public:
-  LiveWriter() { ++count_; }
-  ~LiveWriter() { --count_; }
-  LiveWriter(const LiveWriter&) = delete;
-  LiveWriter& operator=(const LiveWriter&) = delete;
+  WriterTurn() : number_(++last_), waiting_place_(waiting_.insert(waiting_.end(), number_)) {
+    ++count_;
+  }
+  ~WriterTurn() {
+    Leave();
+    --count_;
+  }
+  WriterTurn(const WriterTurn&) = delete;
+  WriterTurn& operator=(const WriterTurn&) = delete;
+  bool HasCome() const { return !waiting_.empty() && waiting_.front() == number_; }
+  // The right was taken, or is not wanted any more.
+  void Leave() {
+    if (waits_) waiting_.erase(waiting_place_);
+    waits_ = false;
+  }
   static int Count() { return count_; }
 
  private:
+  static inline std::uint64_t last_ = 0;
   static inline int count_ = 0;
+  static inline std::list<std::uint64_t> waiting_;
+  const std::uint64_t number_;
+  const std::list<std::uint64_t>::iterator waiting_place_;
+  bool waits_ = true;
 };
 
 // Runs a list of statements and commits once.  A statement that fails is passed over.
@@ -39,7 +58,7 @@ class SaveData : public Thread {
   virtual void DoReturnCall();
 
  private:
-  LiveWriter live_;
+  WriterTurn turn_;
 };
 
 // Inserts a list of records and commits once.
@@ -57,7 +76,7 @@ class InsertRecord : public Thread {
   virtual void DoReturnCall();
 
  private:
-  LiveWriter live_;
+  WriterTurn turn_;
 };
 
 namespace Code {
