@@ -13,7 +13,9 @@ namespace gravlin {
 class grvConcat : public Thread {
  public:
   // `window` outlives the thread.
-  grvConcat(Gravlin& window, AssemblyJob job) : window_(window), job_(std::move(job)) { ++window_.Concats; }
+  grvConcat(Gravlin& window, AssemblyJob job) : window_(window), job_(std::move(job)) {
+    ++window_.Concats;
+  }
   ~grvConcat() override { --window_.Concats; }
 
  protected:

@@ -1,7 +1,6 @@
 #include "decode/uu_coder_stream.h"
 
 #include <algorithm>
-#include <cctype>
 
 #include "platform/failures.h"
 #include "platform/text.h"
@@ -42,13 +41,12 @@ UUCoderStream::UUCoderStream(const FolderItem& source)
 bool UUCoderStream::EndOfFile() { return source_->EndOfFile(); }
 
 std::string UUCoderStream::Read() {
-  std::string line;
-  decoded_.clear();
-  while (decoded_.size() < kPiece && !source_->EndOfFile()) {
+  std::string line, decoded;
+  while (decoded.size() < kPiece && !source_->EndOfFile()) {
     source_->ReadLine(line);
-    ReadLine(line);
+    decoder_.ReadLine(line, decoded);
   }
-  return std::move(decoded_);
+  return decoded;
 }
 
 bool UUCoderStream::Close() {
@@ -57,7 +55,7 @@ bool UUCoderStream::Close() {
   return whole;
 }
 
-void UUCoderStream::ReadLine(std::string_view line) {
+void UUDecoder::ReadLine(std::string_view line, std::string& to) {
   if (IsBegin(line)) {
     in_block_ = true;
     full_count_ = 0;
@@ -67,17 +65,17 @@ void UUCoderStream::ReadLine(std::string_view line) {
         line.size() != 1 + Demanded(Value('.'))) {
       line.remove_prefix(1);
     }
-    ReadData(line);
+    ReadData(line, to);
   }
 }
 
-void UUCoderStream::ReadData(std::string_view line) {
+void UUDecoder::ReadData(std::string_view line, std::string& to) {
   const std::string_view text = line.substr(0, line.find_last_not_of(" \t") + 1);
   if (text.empty()) return;
   const std::size_t count = Value(text[0]);
   const bool end = text == "end";
   if (end || (count == 0 && text.size() == 1)) {
-    decoded_ += doubtful_;
+    to += doubtful_;
     if (end) in_block_ = false;
   }
   doubtful_.clear();
@@ -93,7 +91,7 @@ void UUCoderStream::ReadData(std::string_view line) {
   const bool exact = given == demanded || given == demanded + 1 || given == (count * 4 + 2) / 3 ||
                      text.size() == 1 + demanded;
   if (exact || count == full_count_) {
-    AppendBytes(codes, count, decoded_);
+    AppendBytes(codes, count, to);
   } else if (given < demanded) {
     AppendBytes(codes, count, doubtful_);
   }

@@ -12,34 +12,42 @@
 
 namespace gravlin {
 
-// Gives the bytes of all blocks, from a line `begin <mode> <name>` to a line `end`, one after the
-// other, and passes over what is no data: text between blocks, and between the articles that share
-// a block.
+// Takes the lines of a text, without their ends, and gives the bytes of all blocks, from a line
+// `begin <mode> <name>` to a line `end`, one after the other.  Passes over what is no data: text
+// between blocks, and between the articles that share a block.
 //
 // A data line is its count of bytes, as a character from blank (0) to `_`, back-quote being another
 // 0, and four characters for each three bytes.  Lines may lack blanks at their end, which mail
 // programs cut, or have a check character more.  The lines of an article have a dot before a
 // leading dot (RFC 3977, section 3.1.1), which is undone here, since joining leaves it.
+class UUDecoder {
+ public:
+  // Adds what the line decodes to.
+  void ReadLine(std::string_view line, std::string& to);
+
+ private:
+  void ReadData(std::string_view line, std::string& to);
+
+  bool in_block_ = false;
+  std::size_t full_count_ = 0;  // of the block's first line; 0 before it
+  std::string doubtful_;        // of a line that counts only if the block ends behind it
+};
+
+// Reads a uuencoded file.
 class UUCoderStream {
  public:
   // A file that cannot be opened throws NilObjectException.
   explicit UUCoderStream(const FolderItem& source);
   bool EndOfFile();
-  // The next decoded bytes; empty at the end.
+  // The next decoded bytes; empty where there are none, which need not be the end.
   std::string Read();
   // False if the source was not read to its end.
   bool Close();
 
  private:
-  void ReadLine(std::string_view line);
-  void ReadData(std::string_view line);
-
   std::int64_t source_bytes_;
   std::unique_ptr<TextInputStream> source_;
-  bool in_block_ = false;
-  std::size_t full_count_ = 0;  // of the block's first line; 0 before it
-  std::string decoded_;
-  std::string doubtful_;  // of a line that counts only if the block ends behind it
+  UUDecoder decoder_;
 };
 
 }  // namespace gravlin
