@@ -218,6 +218,11 @@ void Listbox::SetColumnAlign(int column, Align align) {
   Table().Changed();
 }
 
+void Listbox::SetHorizontalScrollBar(bool wanted) {
+  Table().Table().setHorizontalScrollBarPolicy(wanted ? Qt::ScrollBarAsNeeded
+                                                      : Qt::ScrollBarAlwaysOff);
+}
+
 void Listbox::SetSortable(bool sortable) {
   model_.sortable = sortable;
   Table().Table().horizontalHeader()->setSectionsClickable(sortable);

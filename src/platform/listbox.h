@@ -35,6 +35,8 @@ class Listbox : public Control {
   // The user may sort by a heading, and drag rows to another place.
   void SetSortable(bool sortable);
   void SetDragReorder(bool reorder);
+  // Without it, what is wider than the list is reached by narrowing a column.  On at the start.
+  void SetHorizontalScrollBar(bool wanted);
 
   int ListCount() const;
   // The row last added; -1 before the first.

@@ -53,6 +53,7 @@ Par::Par()
   pbHelp.SetBold(true);
   List.SetAccessibleName("Files of the set");
   List.SetAnchors({.left = true, .top = true, .right = true, .bottom = true});
+  List.SetHorizontalScrollBar(false);
   List.CellTextPaint = [this](int row, int column, CellPaint& paint) {
     List_CellTextPaint(row, column, paint);
   };

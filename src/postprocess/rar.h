@@ -27,6 +27,7 @@ class Rar : public ToolWindow, public RarReading, private RarView {
 
  protected:
   void Event_Open() override;
+  void Event_Resized() override;
 
   Timer& Follower() override { return tRar; }
   void ClearLists() override;
@@ -43,6 +44,7 @@ class Rar : public ToolWindow, public RarReading, private RarView {
   void AddFile(std::string_view name) override;
   void ShowComment(std::string_view comment) override;
   void Finish(UnrarEnding ending);
+  void FillLists();
   FolderItem ExtractedFiles() const { return fInput.Parent().Child("Extracted_Files"); }
 };
 
