@@ -175,6 +175,24 @@ TEST_F(QueueTest, AllFilesDoneIsSaidWithoutAConnection) {
   EXPECT_EQ(server->Connections(), connections);
 }
 
+// Windows outlive the threads that work for them, and what was under way is taken up again.
+TEST_F(QueueTest, AQuitInTheMiddleOfAnAssemblyLosesNothing) {
+  PostThree();
+  Serve();
+  Import();
+  Start();
+  ASSERT_TRUE(clock.RunUntil([&] { return window->Concats > 0; }));
+  window->SetTop(123);
+  Application::Quit();
+  ASSERT_TRUE(clock.RunUntil([] { return Code::PendingWrites() == 0; }));
+  clock.Advance(100);
+  Launch();
+  EXPECT_EQ(window->Top(), 123);
+  Start();
+  ASSERT_TRUE(RunToEnd());
+  ExpectAllFiles();
+}
+
 TEST_F(QueueTest, TheLogTellsARunAndNeverThePassword) {
   posted.Add("a.rar", 300, 300);
   NewsServer::Options options;

@@ -106,8 +106,10 @@ void Gravlin::LoggedOn(std::string_view log_label) {
   // A file that was complete at launch is being assembled, or was and no tick has taken it yet. The
   // tick that does so goes to the next file; going there twice would leave out a file and mix the
   // replies of two commands.
-  if (ThreadFlag || Concats > 0) return;
-  GetNextFile();
+  if (ThreadFlag || Concats > 0)
+    TheTimer.FireSoon();
+  else
+    GetNextFile();
 }
 
 void Gravlin::RefuseLogOn(std::string_view log_label, std::string_view log_prefix) {

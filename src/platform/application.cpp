@@ -20,6 +20,7 @@
 #include <utility>
 
 #include "platform/clock.h"
+#include "platform/native.h"
 #include "platform/scheduler.h"
 #include "platform/streams.h"
 #include "platform/window.h"
@@ -157,7 +158,7 @@ Application::Application(int& argc, char** argv) : native_(std::make_unique<Nati
 Application::~Application() {
   EndAllThreads();
   Window::CloseAll();
-  PumpEvents(0);
+  DestroyClosedWindows();
   the_application = nullptr;
 }
 

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <tuple>
 
+#include "platform/application.h"
 #include "platform/clock.h"
 #include "platform/look.h"
 #include "platform/menu.h"
@@ -33,7 +34,9 @@ Registry& Windows() {
 
 void Sweep() {
   Windows().sweep_pending = false;
-  DestroyClosedWindows();
+  // Threads that work for a window go on while a quit waits for background writes; the application
+  // destroys the windows when it has ended the threads.
+  if (!Application::Quitting()) DestroyClosedWindows();
 }
 
 class Content : public QWidget {
