@@ -223,6 +223,10 @@ void Listbox::SetHorizontalScrollBar(bool wanted) {
                                                       : Qt::ScrollBarAlwaysOff);
 }
 
+void Listbox::SetStretchLastColumn(bool stretch) {
+  Table().Table().horizontalHeader()->setStretchLastSection(stretch);
+}
+
 void Listbox::SetSortable(bool sortable) {
   model_.sortable = sortable;
   Table().Table().horizontalHeader()->setSectionsClickable(sortable);

@@ -37,6 +37,8 @@ class Listbox : public Control {
   void SetDragReorder(bool reorder);
   // Without it, what is wider than the list is reached by narrowing a column.  On at the start.
   void SetHorizontalScrollBar(bool wanted);
+  // The last column takes the room that is left beside the others.
+  void SetStretchLastColumn(bool stretch);
 
   int ListCount() const;
   // The row last added; -1 before the first.

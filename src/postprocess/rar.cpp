@@ -51,9 +51,10 @@ Rar::Rar()
   List2.SetAccessibleName("Files extracted");
   List.SetAnchors({.left = true, .top = true, .right = false, .bottom = true});
   List2.SetAnchors({.left = true, .top = true, .right = true, .bottom = true});
-  List.SetHorizontalScrollBar(false);
-  List2.SetHorizontalScrollBar(false);
-  FillLists();
+  for (Listbox* list : {&List, &List2}) {
+    list->SetHorizontalScrollBar(false);
+    list->SetStretchLastColumn(true);
+  }
   tRar.SetPeriod(1000);
   tRar.Action = [this] { tRar_Action(); };
   tRar.SetMode(2);
@@ -65,16 +66,6 @@ void Rar::Event_Open() {
   List2.SetHeading("Files Extracted");
   List.SetColumnAlign(0, Align::kLeft);
   List2.SetColumnAlign(0, Align::kLeft);
-}
-
-void Rar::Event_Resized() {
-  FillLists();
-  ToolWindow::Event_Resized();
-}
-
-// The one column of each list takes the room that the list has.
-void Rar::FillLists() {
-  for (Listbox* list : {&List, &List2}) list->SetColumnWidths(Str(list->Width()));
 }
 
 void Rar::OpenDocumentEvent(const FolderItem& f) {

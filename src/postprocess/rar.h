@@ -27,7 +27,6 @@ class Rar : public ToolWindow, public RarReading, private RarView {
 
  protected:
   void Event_Open() override;
-  void Event_Resized() override;
 
   Timer& Follower() override { return tRar; }
   void ClearLists() override;
@@ -44,7 +43,6 @@ class Rar : public ToolWindow, public RarReading, private RarView {
   void AddFile(std::string_view name) override;
   void ShowComment(std::string_view comment) override;
   void Finish(UnrarEnding ending);
-  void FillLists();
   FolderItem ExtractedFiles() const { return fInput.Parent().Child("Extracted_Files"); }
 };
 
