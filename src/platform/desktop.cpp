@@ -22,7 +22,7 @@ class RealDesktop : public Desktop {
     QMessageBox box(QApplication::activeWindow());
     box.setTextFormat(Qt::PlainText);
     box.setText(ToLines(text));
-    box.setWindowTitle(title.empty() ? QApplication::applicationDisplayName() : ToQt(title));
+    box.setWindowTitle(title.empty() ? QString("Gravlin") : ToQt(title));
     box.setIcon(icon == 0x10   ? QMessageBox::Critical
                 : icon == 0x30 ? QMessageBox::Warning
                 : icon == 0x40 ? QMessageBox::Information

@@ -236,6 +236,8 @@ void Listbox::SetDragReorder(bool reorder) {
   model_.drag_reorder = reorder;
   Table().Table().setDragDropMode(reorder ? QAbstractItemView::InternalMove
                                           : QAbstractItemView::NoDragDrop);
+  // The mark of the drop is a line between two rows.
+  Table().Table().setDragDropOverwriteMode(false);
 }
 
 int Listbox::ListCount() const { return model_.row_count; }

@@ -24,6 +24,7 @@ namespace {
 class Label : public QLabel {
  public:
   using QLabel::QLabel;
+  static constexpr int kInset = 3;
   std::optional<QColor> colour;
 
   int Flags() const { return static_cast<int>(alignment()) | (wordWrap() ? Qt::TextWordWrap : 0); }
@@ -45,7 +46,10 @@ class Label : public QLabel {
     }
     // The readouts hang a little high in their rectangles.
     const int low = ground ? (Flags() & ~Qt::AlignVertical_Mask) | Qt::AlignBottom : Flags();
-    painter.drawText(rect(), low, shown);
+    // A label may stand right behind a field.
+    const bool inset = alignment() & Qt::AlignLeft && !wordWrap() &&
+                       painter.fontMetrics().horizontalAdvance(shown) + kInset <= width();
+    painter.drawText(rect().adjusted(inset ? kInset : 0, 0, 0, 0), low, shown);
   }
 
  private:
