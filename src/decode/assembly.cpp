@@ -25,6 +25,9 @@ namespace gravlin {
 namespace {
 
 constexpr int kPause = 100;  // milliseconds between two looks whether the other assembly has ended
+constexpr int kStorePause =
+    10;  // milliseconds between two looks whether the store has the new name
+constexpr int kStoreWait = 2000;  // and for how long at most
 constexpr std::size_t kWorkBlock = 4096;
 
 // A step that went wrong; the text tells the user which.
@@ -145,7 +148,8 @@ void DeleteParts(Gravlin& window, const AssemblyJob& job) {
 }
 
 // The file gets the name that its poster gave it.  The store follows, so that a later run finds the
-// file.
+// file; the queue goes on only then, or a power cut during the next file would bring this one down
+// again under its other name.
 void RenameToNameInBody(Gravlin& window, const AssemblyJob& job) {
   const std::string& name = window.RealFilename;
   if (name.empty() || SameText(name, job.TheFilename)) return;
@@ -163,6 +167,8 @@ void RenameToNameInBody(Gravlin& window, const AssemblyJob& job) {
     window.List.SetCell(row, ListColumn::kFilename, name);
   }
   window.List.Refresh();
+  for (int waited = 0; Code::PendingWrites() > 0 && waited < kStoreWait; waited += kStorePause)
+    Thread::Sleep(kStorePause);
 }
 
 }  // namespace
