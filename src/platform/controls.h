@@ -104,7 +104,9 @@ class StaticText : public Control {
  public:
   StaticText(Window& window, std::string_view name, const Rect& bounds, std::string_view text = {});
   std::string Text() const;
+  // Raises TextChange when it changes the text.
   void SetText(std::string_view text);
+  std::function<void()> TextChange;
   void SetAlign(Align align);
   void SetTextColor(Color color);
   // Several lines with word wrap; off by default for texts lower than two lines.

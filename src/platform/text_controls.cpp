@@ -147,6 +147,7 @@ void StaticText::SetText(std::string_view text) {
   if (label.text == text) return;
   label.text = text;
   label.ShowSoon();
+  Raise("TextChange", TextChange);
 }
 
 void StaticText::SetAlign(Align align) {
