@@ -1,0 +1,91 @@
+// The unattended user: runs the program's own windows and does with them what a user would do.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/desktop.h"
+#include "platform/timer.h"
+
+namespace gravlin {
+
+class Gravlin;
+
+// How far a run goes.
+enum class Goal { kDownloaded, kRepaired, kExtracted };
+
+struct DriveOptions {
+  FolderItem data;  // application data of this run
+  // The server form; without a host it stays as it is stored.
+  std::string host, user, password;
+  int port = 119;
+  int ssl = 0;           // row of the SSL menu
+  FolderItem authority;  // certificates to trust besides the system's; nil for none
+  FolderItem nzb;        // to import first; nil goes on with the stored queue
+  Goal goal = Goal::kDownloaded;
+  double timeout = 0;      // seconds; 0 for none
+  FolderItem screenshots;  // folder for pictures of the windows; nil for none
+};
+
+// Reads the command line.  Nothing, with a reason in `fault`, if it is wrong.
+std::optional<DriveOptions> ParseDriveOptions(const std::vector<std::string>& words,
+                                              std::string& fault);
+extern const char* const kDriveUsage;
+
+// Answers boxes and dialogs, prints them, and opens nothing.
+class DriveDesktop : public Desktop {
+ public:
+  FolderItem chosen;  // what the next open dialog gives
+  int MsgBox(std::string_view text, int code, std::string_view title) override;
+  FolderItem GetOpenFolderItem(std::string_view file_type) override;
+  void ShowURL(std::string_view url) override;
+  void Launch(const FolderItem& item) override;
+  void Beep() override {}
+};
+
+class Driver {
+ public:
+  // Made before the application's event loop runs; acts from a timer of that loop, and ends the
+  // program with status 0 if the goal was reached without errors, 1 otherwise.
+  explicit Driver(DriveOptions options);
+  ~Driver();
+
+ private:
+  using Step = void (Driver::*)();
+  void Tick();
+  // The steps of a run.  Each is called again and again until it names the next one.
+  void FillServerForm();
+  void ChooseNzb();
+  void AwaitImport();
+  void PressStart();
+  void AwaitEndOfDownload();
+
+  void Go(Step next) { step_ = next; }
+  void ShowStatus();
+  void NoteConnection();
+  void NoteWindows();
+  void TakePictures(std::string_view moment);
+  void Summarise();
+  // Ends the run; an empty reason means that it reached its goal.
+  void End(std::string_view reason);
+  double Elapsed() const;
+
+  DriveOptions options_;
+  DriveDesktop desktop_;
+  Timer timer_;
+  Step step_ = &Driver::FillServerForm;
+  Gravlin* window_ = nullptr;  // the main window, once it is open
+  std::int64_t began_ =
+      0;  // Clock milliseconds of the start of the program, and of the press on Start
+  std::int64_t started_ = 0;
+  int fields_filled_ = 0;
+  std::string connection_fault_;
+  std::vector<std::string> titles_;  // windows that have been told of
+  int pictures_ = 0;
+  bool pictured_running_ = false;
+};
+
+}  // namespace gravlin
