@@ -242,13 +242,22 @@ TEST_F(ParTest, ThreeWindowsRunOneAfterTheOther) {
 }
 
 TEST_F(ParTest, ClosingAWindowInMidRunEndsTheToolAndItsChildren) {
-  Par& par = Start(Script("write Loading \"a\".\\n\npid tool\nchild child\nhang\n"));
-  clock.Advance(2000);
-  const pid_t tool = Noted("tool"), child = Noted("child");
-  EXPECT_FALSE(Gone(tool) || Gone(child));
-  par.Close();
-  EXPECT_TRUE(WaitFor([&] { return Gone(tool) && Gone(child); }));
-  EXPECT_TRUE(Code::ParJobRunning);
+  for (const char* manners : {"", "deaf\n"}) {  // a deaf one is killed in the end
+    Par& par = Start(
+        Script(std::string(manners) + "write Loading \"a\".\\n\npid tool\nchild child\nhang\n"));
+    clock.Advance(2000);
+    const pid_t tool = Noted("tool"), child = Noted("child");
+    EXPECT_FALSE(Gone(tool) || Gone(child));
+    par.Close();
+    if (*manners) {
+      EXPECT_FALSE(WaitFor([&] { return Gone(tool) || Gone(child); }, 50));
+      clock.Advance(3'000);
+    }
+    EXPECT_TRUE(WaitFor([&] { return Gone(tool) && Gone(child); })) << manners;
+    EXPECT_TRUE(std::exchange(Code::ParJobRunning, false));
+    Shell("rm tool child");
+  }
+  Code::ParJobRunning = true;
   Par& next = Start(Script("write Repair complete.\\n\n"));
   clock.Advance(100'000);
   EXPECT_EQ(next.stStatus.Text(), "Waiting for previous Par window to finish...");

@@ -77,8 +77,8 @@ class ToolTest : public ::testing::Test {
     return true;
   }
   // Waits in real time, the clock standing still, for what another process is about to do.
-  static bool WaitFor(const std::function<bool()>& done) {
-    for (int turns = 0; turns < 10'000 && !done(); ++turns) PumpEvents(1);
+  static bool WaitFor(const std::function<bool()>& done, int most_turns = 10'000) {
+    for (int turns = 0; turns < most_turns && !done(); ++turns) PumpEvents(1);
     return done();
   }
   // The process number that a fake tool has noted, once it is there.
