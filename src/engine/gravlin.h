@@ -47,6 +47,7 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   void LogOn();
   // Reads the one server row into the fields below and into the form.
   void LoadServer();
+  void AwaitFormSaved();
   // Tries the group at iGroups for the current file; without one left, goes on without a group.
   void InitGroup();
   void GroupSelected();

@@ -6,6 +6,8 @@
 #include "engine/gravlin.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
+#include "platform/thread.h"
+#include "store/writers.h"
 
 namespace gravlin {
 namespace {
@@ -61,6 +63,13 @@ void Gravlin::LoadServer() {
   TheSSLSetting = Code::SSLStringToCode(ssl);
 }
 
+// The form is saved in the background at every keystroke.  Reading the row before the last save has
+// reached it would put the older text back into the form, and into the store.
+void Gravlin::AwaitFormSaved() {
+  constexpr int kPause = 10, kTries = 200;  // milliseconds
+  for (int i = 0; i < kTries && Code::PendingWrites() > 0; ++i) Thread::Sleep(kPause);
+}
+
 void Gravlin::LogOn() {
   if (List.ListCount() == 0) {
     MsgBox("You must import an NZB file first.");
@@ -72,6 +81,7 @@ void Gravlin::LogOn() {
   stMB.SetText("mb: 0.0");
   stTime.SetText("00:00:00");
   stTime.SetHelpTag("Time left");
+  AwaitFormSaved();
   LoadServer();
   if (Code::DebugOn) StartDebugMode();
   stStatus.SetText("Connecting to " + TheServerURL + "...");

@@ -9,6 +9,7 @@ namespace gravlin {
 void Gravlin::pbTest_Action() {
   // The only way in which the connection of an earlier test is ended.
   NewsTest.Close();
+  AwaitFormSaved();
   LoadServer();
   if (TheServerURL.empty())
     MsgBox("Please set up your news server.");
