@@ -176,7 +176,13 @@ void Driver::Summarise() {
       "summary: files %d of %d, bytes %lld, received %.1f MB, seconds %.2f, MB/s %.1f, errors %d\n",
       done, list.ListCount(), static_cast<long long>(bytes), received, seconds,
       seconds > 0 ? received / seconds : 0.0, window_->TotalErrors + missing);
-  End(missing + window_->TotalErrors == 0 ? "" : "not everything was downloaded");
+  if (options_.goal == Goal::kDownloaded) {
+    End(missing + window_->TotalErrors == 0 ? "" : "not everything was downloaded");
+    return;
+  }
+  // What is missing is for the recovery files to bring back.
+  phase_began_ = TheClock().Milliseconds();
+  Go(&Driver::AwaitRepair);
 }
 
 void Driver::End(std::string_view reason) {

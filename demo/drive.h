@@ -62,6 +62,8 @@ class Driver {
   void AwaitImport();
   void PressStart();
   void AwaitEndOfDownload();
+  void AwaitRepair();
+  void AwaitExtraction();
 
   void Go(Step next) { step_ = next; }
   void ShowStatus();
@@ -69,6 +71,10 @@ class Driver {
   void NoteWindows();
   void TakePictures(std::string_view moment);
   void Summarise();
+  // Tells a tool's status when it has changed.
+  void NoteTool(const std::string& status);
+  // Since the end of the step before this one.
+  double PhaseSeconds();
   // Ends the run; an empty reason means that it reached its goal.
   void End(std::string_view reason);
   double Elapsed() const;
@@ -85,7 +91,10 @@ class Driver {
   std::string connection_fault_;
   std::vector<std::string> titles_;  // windows that have been told of
   int pictures_ = 0;
-  bool pictured_running_ = false;
+  bool pictured_running_ = false, pictured_repair_ = false;
+  std::int64_t phase_began_ = 0;
+  std::string tool_status_;
+  int worst_rows_ = 0;  // most rows of damaged or missing files at a time
 };
 
 }  // namespace gravlin

@@ -17,7 +17,7 @@ Runs Gravlin's own windows unattended: fills in the server form, imports the NZB
   --user NAME               with --pass WORD, --pass-file FILE or the variable GRAVLIN_PASSWORD
   --ca FILE                 also trusts the certificates of this PEM file
   --nzb FILE                imports it first; without it, the stored queue goes on
-  --until downloaded|repaired|extracted
+  --until downloaded|repaired|extracted   goes on into repair and extraction, which start by themselves
   --timeout SECONDS         gives up
   --screenshots FOLDER      receives pictures of the windows
 Ends with 0 only if all was done without errors, 1 if not, 2 if it was called wrongly.
@@ -68,7 +68,7 @@ std::string ReadGoal(const std::string& text, Goal& goal) {
   }
   goal = text == "downloaded" ? Goal::kDownloaded
                               : (text == "repaired" ? Goal::kRepaired : Goal::kExtracted);
-  return goal == Goal::kDownloaded ? "" : "--until " + text + " is not available yet";
+  return "";
 }
 
 std::string ReadSsl(const std::string& text, int& row) {
