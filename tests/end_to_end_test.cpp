@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <map>
 #include <set>
 #include <string>
@@ -14,6 +15,7 @@
 
 #include "support/news_server.h"
 #include "support/posted_set.h"
+#include "support/rar_writer.h"
 #include "support/temp_folder.h"
 
 extern char** environ;
@@ -110,7 +112,7 @@ class EndToEnd : public ::testing::Test {
   }
 
   const TempFolder folder_;
-  const PostedSet set_ = SmallSet();
+  PostedSet set_ = SmallSet();
   std::unique_ptr<NewsServer> server_;
 };
 
@@ -161,6 +163,44 @@ TEST_F(EndToEnd, ACertificateThatCannotBeTrustedKeepsThePasswordAtHome) {
                                  (folder_ / "ca.pem").string()}));
     EXPECT_TRUE(server_->WaitFor([&] { return server_->Ended() > 0; }));
     EXPECT_TRUE(server_->Requests().empty()) << "identity " << static_cast<int>(identity);
+  }
+}
+
+// The run goes on by itself; a set that cannot be repaired is left, and the run ends with 1.
+TEST_F(EndToEnd, ADamagedArchiveIsRepairedAndExtractedOrLeft) {
+  const std::string bytes = RandomBytes(3, 0, 300'000);
+  for (const int damaged : {1, 6}) {
+    SCOPED_TRACE(damaged);
+    const fs::path post = folder_ / "post";
+    for (const char* old : {"post", "data"}) fs::remove_all(folder_ / old);
+    fs::create_directory(post);
+    WriteRar(post, "set", {{"film.mkv", bytes}},
+             {.volume_size = 120'000, .comment = "", .password = ""});
+    const std::string create =
+        "cd '" + post.string() + "' && par2 create -q -q -s4000 -c12 s.par2 *.rar";
+    ASSERT_EQ(std::system(create.c_str()), 0);
+    set_ = PostedSet(9);
+    for (const auto& entry : fs::directory_iterator(post)) set_.AddFile(entry.path(), 15'000);
+    set_.WriteNzb(folder_ / "set.nzb");
+    Serve();
+    for (const PostedFile& file : set_.Files()) {
+      for (int part = 0; file.name == "set.part2.rar" && part < damaged; ++part) {
+        // A byte in each of the blocks of the part, or in one of them.
+        server_->On("ARTICLE <" + file.ids[static_cast<std::size_t>(part)] + ">",
+                    [damaged](Reply reply) {
+                      for (std::size_t at = 1000; at < reply.bytes.size(); at += 3900) {
+                        reply = FlipByteAt(at)(std::move(reply));
+                        if (damaged == 1) break;
+                      }
+                      return reply;
+                    });
+      }
+    }
+    EXPECT_EQ(Run(FirstRun({"--until", "extracted"})), damaged == 1 ? 0 : 1) << ReadFile(Log());
+    const char* const said =
+        damaged == 1 ? "extraction: Extraction complete." : "repair: You need ";
+    EXPECT_NE(ReadFile(Log()).find(said), std::string::npos) << ReadFile(Log());
+    EXPECT_EQ(ReadFile(Downloads() / "Extracted_Files" / "film.mkv") == bytes, damaged == 1);
   }
 }
 
