@@ -2,6 +2,8 @@
 #include <benchmark/benchmark.h>
 
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
@@ -63,6 +65,45 @@ void CopyTheSameBytes(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(kBytes));
 }
 BENCHMARK(CopyTheSameBytes);
+
+// File to file, against the system's own copying.  Both files stay in the system's cache.
+class Files {
+ public:
+  Files() : folder_(std::filesystem::temp_directory_path() / "gravlin-yenc-bench") {
+    std::filesystem::create_directory(folder_);
+    std::ofstream out(source(), std::ios::binary);
+    const std::string block = EncodedData(1 << 20);
+    for (int i = 0; i < kMegabytes; ++i) out << block << "\r\n=yend size=1\r\n";
+  }
+  ~Files() { std::filesystem::remove_all(folder_); }
+  std::filesystem::path source() const { return folder_ / "in"; }
+  std::filesystem::path target() const { return folder_ / "out"; }
+  static constexpr int kMegabytes = 256;
+
+ private:
+  std::filesystem::path folder_;
+};
+
+void DecodeYencFile(benchmark::State& state) {
+  const Files files;
+  for (auto _ : state) {
+    std::filesystem::remove(files.target());
+    benchmark::DoNotOptimize(Code::DecodeYencFile(FolderItem::FromPath(files.source().string()),
+                                                  FolderItem::FromPath(files.target().string())));
+  }
+  state.SetBytesProcessed(state.iterations() * std::int64_t{Files::kMegabytes} << 20);
+}
+BENCHMARK(DecodeYencFile)->Unit(benchmark::kMillisecond);
+
+void CopyTheSameFile(benchmark::State& state) {
+  const Files files;
+  for (auto _ : state) {
+    std::filesystem::remove(files.target());
+    std::filesystem::copy_file(files.source(), files.target());
+  }
+  state.SetBytesProcessed(state.iterations() * std::int64_t{Files::kMegabytes} << 20);
+}
+BENCHMARK(CopyTheSameFile)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace gravlin

@@ -5,14 +5,19 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <functional>
+
 #include "platform/failures.h"
+#include "platform/scheduler.h"
 #include "store/schema.h"
 #include "support/temp_folder.h"
+#include "support/test_clock.h"
 
 namespace gravlin {
 namespace {
 
 using testing::TempFolder;
+using testing::TestClock;
 
 class DatabaseTest : public ::testing::Test {
  protected:
@@ -155,6 +160,37 @@ TEST_F(DatabaseTest, AReaderNeitherWaitsForAWriterNorHoldsOneUp) {
   EXPECT_FALSE(db.Error());
   EXPECT_EQ(rows->RecordCount(), 27);
   EXPECT_EQ(reader.SQLSelect("Select * from FileTypes")->RecordCount(), 0);
+}
+
+TEST_F(DatabaseTest, OnTheMainThreadAWriterWaitsWhileEventsGoOn) {
+  MakeStore();
+  const TestClock clock;
+  Database other(file);
+  ASSERT_TRUE(other.Connect());
+  other.SQLExecute("Update Servers Set Port=1");
+  CallSoon([&other] { other.Commit(); });
+  db.SQLExecute("Update Servers Set SSL='v1'");
+  EXPECT_EQ(db.ErrorMessage(), "");
+  db.Commit();
+  EXPECT_EQ(SeenByOthers("Select Port||SSL as v from Servers"), "1v1");
+}
+
+TEST_F(DatabaseTest, OnTheMainThreadAWriterGivesUpAfterFiveSeconds) {
+  MakeStore();
+  const TestClock clock;
+  Database other(file);
+  ASSERT_TRUE(other.Connect());
+  other.SQLExecute("Update Servers Set Port=1");
+  int events = 0;
+  std::function<void()> go_on = [&] {
+    if (++events < 1000) CallSoon(go_on);
+  };
+  CallSoon(go_on);
+  db.SQLExecute("Update Servers Set SSL='v1'");
+  EXPECT_TRUE(db.Error());
+  EXPECT_GE(events, 250) << "twenty milliseconds between two tries";
+  EXPECT_LT(events, 1000);
+  while (events < 1000) PumpEvents(0);
 }
 
 TEST_F(DatabaseTest, TheCurrentRowIsEditedByItsID) {

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
@@ -222,6 +224,15 @@ TEST(YencTest, AFileOfManyBlocksDecodesWhole) {
   const FolderItem target = folder.Write("out", "older and longer" + joined);
   EXPECT_EQ(Code::DecodeYencFile(folder.Write("in", joined), target), 1e6);
   EXPECT_TRUE(testing::ReadFile(folder / "out") == expected);
+}
+
+TEST(YencTest, ABlockBeyondTwoGibibytesIsDecoded) {
+  const TempFolder folder;
+  const FolderItem source = folder.Write("in", "222 0 <p@x>");
+  std::filesystem::resize_file(folder / "in", (std::uintmax_t{1} << 31) + 1000);  // takes no room
+  std::ofstream(folder / "in", std::ios::binary | std::ios::app) << "\r\n" << kHead << "\x8b";
+  EXPECT_EQ(Code::DecodeYencFile(source, folder.Item("out")), 1);
+  EXPECT_EQ(testing::ReadFile(folder / "out"), "a");
 }
 
 TEST(YencTest, FilesThatCannotBeReadOrWrittenAreReported) {
