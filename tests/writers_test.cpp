@@ -128,7 +128,7 @@ TEST_F(WritersTest, AMissingStoreIsWaitedFor) {
 
 // What a call back sees.
 struct Seen {
-  std::int64_t id = 0;
+  std::int64_t id = -1;
   bool free = false;
   bool committed = false;
 };
@@ -136,61 +136,41 @@ struct Seen {
 template <class Writer>
 class Noting : public Writer {
  public:
-  Seen* seen = nullptr;
-  bool fail = false;
+  Noting(Seen& seen, const std::string& return_to) : seen_(seen) {
+    this->ReturnTo = return_to;
+    if constexpr (requires { this->sql; }) {
+      this->sql = {"Insert into FileTypes (Name) values ('new')"};
+    } else {
+      this->pTable = "FileTypes";
+      this->pRec.resize(2);
+      for (DatabaseRecord& record : this->pRec) record.SetColumn("Name", "new");
+    }
+  }
 
  private:
   void DoReturnCall() override {
     Database other(Code::fGlobalDB);
     other.Connect();
     const auto rows = other.SQLSelect("Select ID from FileTypes where Name='new'");
-    *seen = {this->db->LastRowID(), Code::DBFree, rows && !rows->EndOfFile()};
-    if (fail) throw NilObjectException();
+    seen_ = {this->db->LastRowID(), Code::DBFree, rows && !rows->EndOfFile()};
+    if (this->ReturnTo == "fail") throw NilObjectException();
   }
+  Seen& seen_;
 };
 
 TEST_F(WritersTest, TheRightIsGivenBackBeforeOneCallBackAndAfterTheOther) {
-  for (const bool fail : {false, true}) {
+  for (const char* return_to : {"none", "call", "fail"}) {
     Seen saved, inserted;
-    auto save = std::make_unique<Noting<SaveData>>();
-    save->sql = {"Insert into FileTypes (Name) values ('new')"};
-    save->seen = &saved;
-    save->fail = fail;
-    Thread::Run(std::move(save));
+    Thread::Run(std::make_unique<Noting<SaveData>>(saved, return_to));
     ASSERT_TRUE(AllDone());
-    auto insert = std::make_unique<Noting<InsertRecord>>();
-    insert->pTable = "FileTypes";
-    insert->pRec.resize(2);
-    for (DatabaseRecord& record : insert->pRec) record.SetColumn("Name", "new");
-    insert->seen = &inserted;
-    insert->fail = fail;
-    Thread::Run(std::move(insert));
+    Thread::Run(std::make_unique<Noting<InsertRecord>>(inserted, return_to));
     ASSERT_TRUE(AllDone());
-    EXPECT_TRUE(saved.free);
-    EXPECT_TRUE(saved.committed);
-    EXPECT_FALSE(inserted.free);
-    EXPECT_TRUE(inserted.committed);
-    EXPECT_EQ(std::to_string(inserted.id), Value("Select max(ID) from FileTypes"));
     EXPECT_TRUE(Code::DBFree);
-  }
-}
-
-TEST_F(WritersTest, NoneRunsNoCallBack) {
-  for (const bool insert : {false, true}) {
-    Seen seen{-1, false, false};
-    if (insert) {
-      auto writer = std::make_unique<Noting<InsertRecord>>();
-      writer->seen = &seen;
-      writer->ReturnTo = "none";
-      Thread::Run(std::move(writer));
-    } else {
-      auto writer = std::make_unique<Noting<SaveData>>();
-      writer->seen = &seen;
-      writer->ReturnTo = "none";
-      Thread::Run(std::move(writer));
-    }
-    ASSERT_TRUE(AllDone());
-    EXPECT_EQ(seen.id, -1);
+    const bool called = return_to != std::string("none");
+    EXPECT_EQ(saved.free && saved.committed, called);
+    EXPECT_EQ(inserted.committed, called);
+    EXPECT_FALSE(inserted.free);
+    EXPECT_EQ(inserted.id, called ? std::stoll(Value("Select max(ID) from FileTypes")) : -1);
   }
 }
 

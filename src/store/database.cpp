@@ -72,6 +72,7 @@ bool Database::Connect() {
 bool Database::CreateDatabaseFile() {
   // sqlite would make a file that others can read, and the journals take its mode.
   if (!file_.CreatePrivateFile()) return Fail("the file cannot be made");
+  file_.Parent().Flush();
   return Open(SQLITE_OPEN_READWRITE);
 }
 

@@ -93,6 +93,8 @@ DatabaseRecord ProgramSettings() {
 }  // namespace
 
 void MakeSchema(Database& db) {
+  // A power cut must not leave a file without tables: it would not connect at any later start.
+  db.SetDurableCommits(true);
   db.SQLExecute("BEGIN");
   for (const std::string_view sql : kTables) db.SQLExecute(sql);
   db.Commit();
@@ -109,6 +111,7 @@ void MakeSchema(Database& db) {
   db.InsertRecord("Settings_Gravlin", GravlinSettings());
   db.InsertRecord("Settings", ProgramSettings());
   db.Commit();
+  db.SetDurableCommits(false);
 }
 
 }  // namespace gravlin
