@@ -230,18 +230,5 @@ TEST_F(RarTest, TheAdviceIsShownUntilTheUserTicksItAway) {
   EXPECT_EQ(Outcome(rar), "Something went wrong.");
 }
 
-TEST_F(RarTest, EachButtonOpensItsPage) {
-  Window::Shared<Par>().pbHelp.Action();
-  Window::Shared<Rar>().pbHelp.Action();
-  Window::Shared<ParFailed>().pbGo.Action();
-  Window::Shared<RarFailed>().pbGo.Action();
-  const char* const pages[] = {"/usenet/nzb/gravlin/par-window?source=Gravlin",
-                               "/usenet/nzb/gravlin/rar-window?source=Gravlin",
-                               "/usenet/faq/quickpar?Source=Gravlin",
-                               "/usenet/faq/winrar?Source=Gravlin"};
-  ASSERT_EQ(Asked().urls.size(), 4u);
-  for (std::size_t i = 0; i < 4; ++i) EXPECT_TRUE(Asked().urls[i].ends_with(pages[i]));
-}
-
 }  // namespace
 }  // namespace gravlin::testing
