@@ -104,14 +104,19 @@ struct Application::Native {
   // A second start sends its documents and closes; then the window comes up and each document is
   // opened.
   static void Take(QLocalSocket& visitor, Application& application) {
-    QObject::connect(&visitor, &QLocalSocket::disconnected, &visitor, [&visitor, &application] {
+    const auto read = [&visitor, &application] {
       QDataStream stream(visitor.readAll());
       QStringList handed_over;
       stream >> handed_over;
       visitor.deleteLater();
       CallSoon(
           [&application, handed_over] { application.native_->Open(handed_over, application); });
-    });
+    };
+    // A quick visitor is gone again before it is received.
+    if (visitor.state() == QLocalSocket::UnconnectedState)
+      read();
+    else
+      QObject::connect(&visitor, &QLocalSocket::disconnected, &visitor, read);
   }
 
   void Open(const QStringList& list, Application& application) const {
