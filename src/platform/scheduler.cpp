@@ -449,10 +449,14 @@ void Thread::Sleep(int milliseconds) {
   bool over = false;
   const std::uint64_t id =
       CallAt(TheClock().Milliseconds() + milliseconds, [&over] { over = true; });
+  // A clock that is set by hand does not go on while this waits; one turn for what is ready must
+  // do.
+  const bool wait = TheClock().RunsByItself();
+  QEventLoop::ProcessEventsFlags flags = QEventLoop::ExcludeUserInputEvents;
+  flags.setFlag(QEventLoop::WaitForMoreEvents, wait);
   do {
-    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents |
-                                    QEventLoop::WaitForMoreEvents);
-  } while (!over && TheClock().RunsByItself());
+    QCoreApplication::processEvents(flags);
+  } while (!over && wait);
   CancelCall(id);
 }
 
