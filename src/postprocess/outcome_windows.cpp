@@ -9,12 +9,13 @@
 namespace gravlin {
 namespace {
 
-WindowStyle Style(std::string_view title, int width, int height) {
+WindowStyle Style(std::string_view title, int width, int height, bool centred = true) {
   WindowStyle style;
   style.title = title;
   style.width = width;
   style.height = height;
   style.resizable = true;
+  style.centred = centred;
   return style;
 }
 
@@ -61,8 +62,9 @@ void RarFailed::Event_Open() { pbGo.SetTextSize(0); }
 
 void RarFailed::pbGo_Action() { ShowURL(endpoints::Vendor("/usenet/faq/winrar?Source=Gravlin")); }
 
+// Not in the middle of the screen, where the advice at the end of the run would cover it.
 RarNotes::RarNotes()
-    : Window(Style("Rar Archive Comments", 362, 317)),
+    : Window(Style("Rar Archive Comments", 362, 317, /*centred=*/false)),
       efComment(*this, "efComment", {16, 15, 329, 287}) {
   efComment.SetAccessibleName("Comment of the archive");
   efComment.SetAnchors(kAllEdges);
