@@ -1,6 +1,7 @@
 #include "platform/look.h"
 
 #include <QApplication>
+#include <QIcon>
 #include <QPalette>
 #include <QStyleFactory>
 #include <algorithm>
@@ -44,6 +45,8 @@ void SetUpLook() {
   if (done) return;
   done = true;
   QApplication::setQuitOnLastWindowClosed(false);
+  QGuiApplication::setDesktopFileName("gravlin");
+  QApplication::setWindowIcon(QIcon::fromTheme("gravlin"));
   // Sizes of the controls are the design's, so they are drawn by the one style that is the same
   // everywhere.
   const QPalette palette = QApplication::palette();

@@ -21,8 +21,6 @@ class QPushButton;
 
 namespace gravlin {
 
-class MenuBar;
-
 inline QString ToQt(std::string_view text) {
   return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }

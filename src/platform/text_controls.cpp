@@ -38,6 +38,8 @@ class Label : public QLabel {
     const QColor wanted = colour.value_or(plain);
     painter.setPen(Readable(wanted, ground ? ground->fill : palette().color(QPalette::Window)));
     QString shown = text();
+    // A server's line comes with its end.
+    if (!wordWrap()) shown = shown.trimmed().replace('\n', ' ');
     if (!wordWrap() && fontMetrics().horizontalAdvance(shown) > width()) {
       QFont narrow = font();
       narrow.setStretch(narrow.stretch() * 85 / 100);
