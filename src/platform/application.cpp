@@ -163,6 +163,8 @@ Application::Application(int& argc, char** argv) : native_(std::make_unique<Nati
 Application::~Application() {
   EndAllThreads();
   Window::CloseAll();
+  // What the windows wanted to be written when they closed.
+  EndAllThreads();
   DestroyClosedWindows();
   the_application = nullptr;
 }
