@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <map>
+#include <ostream>
 #include <set>
 #include <string>
 #include <vector>
@@ -210,6 +211,7 @@ struct KillPoint {
   int request;           // counted from 1: the group of the first file is the first one
   std::size_t answered;  // bytes of its answer that have been sent; 0 for none
 };
+void PrintTo(const KillPoint& point, std::ostream* out) { *out << point.name; }
 
 class KilledRun : public EndToEnd, public ::testing::WithParamInterface<KillPoint> {};
 
