@@ -47,7 +47,9 @@ class WindowTest : public ::testing::Test {
     const auto rows = store.SQLSelect("Select " + column + " as v from " + table);
     return rows ? rows->Field("v").StringValue() : store.ErrorMessage();
   }
+  // Writes to the store itself, once the program's own writes have ended.
   void Store(const std::string& sql) {
+    Save();
     store.SQLExecute(sql);
     store.Commit();
     EXPECT_EQ(store.ErrorMessage(), "") << sql;
