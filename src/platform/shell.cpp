@@ -9,8 +9,10 @@
 #include <QCoreApplication>
 #include <QPointer>
 #include <QSocketNotifier>
+#include <clocale>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -20,6 +22,7 @@ extern "C" {
 
 #include "platform/clock.h"
 #include "platform/scheduler.h"
+#include "platform/text.h"
 
 extern char** environ;
 
@@ -100,6 +103,21 @@ void EndChildren() {
   }
 }
 
+// Where the user's locale does not write names in UTF-8, as the program does, the tools get one
+// that does, or they make files whose names nobody posted.
+std::vector<std::string> Environment() {
+  std::vector<std::string> variables;
+  for (char** variable = environ; *variable; ++variable) {
+    const std::string_view text = *variable;
+    if (!text.starts_with("LC_ALL=") && !text.starts_with("LC_CTYPE="))
+      variables.emplace_back(text);
+  }
+  const std::string locale = setlocale(LC_CTYPE, nullptr);
+  const bool utf8 = InStr(locale, "utf-8") > 0 || InStr(locale, "utf8") > 0;
+  variables.push_back("LC_CTYPE=" + (utf8 ? locale : "C.UTF-8"));
+  return variables;
+}
+
 // The process's number, or 0.
 pid_t Spawn(const std::string& command) {
   posix_spawn_file_actions_t files;
@@ -122,8 +140,12 @@ pid_t Spawn(const std::string& command) {
                            POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   std::string shell = "sh", option = "-c", text = command;
   char* arguments[] = {shell.data(), option.data(), text.data(), nullptr};
+  std::vector<std::string> environment = Environment();
+  std::vector<char*> variables;
+  for (std::string& variable : environment) variables.push_back(variable.data());
+  variables.push_back(nullptr);
   pid_t pid = 0;
-  if (posix_spawn(&pid, "/bin/sh", &files, &attributes, arguments, environ) != 0) pid = 0;
+  if (posix_spawn(&pid, "/bin/sh", &files, &attributes, arguments, variables.data()) != 0) pid = 0;
   posix_spawn_file_actions_destroy(&files);
   posix_spawnattr_destroy(&attributes);
   return pid;
