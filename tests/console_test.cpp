@@ -25,10 +25,7 @@ class ServerTest : public WindowTest {
 
 TEST_F(ServerTest, TheQuickTestTellsHowTheLogOnWent) {
   const struct {
-    const char* user;
-    const char* password;
-    const char* refused;  // a command that the server refuses
-    const char* outcome;
+    const char *user, *password, *refused, *outcome;  // `refused`: a command
   } cases[] = {{"", "", "", "Connected to server."},
                {"me", "right", "", "Connected to server."},
                {"me", "wrong", "", "Invalid Username or Password"},
@@ -49,15 +46,18 @@ TEST_F(ServerTest, TheQuickTestTellsHowTheLogOnWent) {
 
 TEST_F(ServerTest, TheQuickTestWarnsOfAnOddPortAndTriesAllTheSame) {
   auto& window = Window::New<Gravlin>();
-  UseServer(563, "", "");
-  window.pbTest.Push();
-  EXPECT_EQ(LastBox(),
-            "Port 563 usually requires that SSL be turned on. Check with your provider.");
-  UseServer(119, "", "", "v2 or 3");
-  window.pbTest.Push();
-  EXPECT_EQ(LastBox(),
-            "Port 119 usually requires that SSL be turned off. Check with your provider.");
-  EXPECT_EQ(window.stTest.Text(), "Connecting to 127.0.0.1 on port 119 with SSL v2 or v3...");
+  const struct {
+    int port;
+    const char *ssl, *turned, *with;
+  } cases[] = {{563, "off", "on", "without SSL"}, {119, "v2 or 3", "off", "with SSL v2 or v3"}};
+  for (const auto& [port, ssl, turned, with] : cases) {
+    UseServer(port, "", "", ssl);
+    window.pbTest.Push();
+    EXPECT_EQ(LastBox(), "Port " + Str(port) + " usually requires that SSL be turned " + turned +
+                             ". Check with your provider.");
+    EXPECT_EQ(window.stTest.Text(),
+              "Connecting to 127.0.0.1 on port " + Str(port) + " " + with + "...");
+  }
   Store("Update Servers Set URL=''");
   window.pbTest.Push();
   EXPECT_EQ(LastBox(), "Please set up your news server.");
@@ -100,14 +100,16 @@ TEST_F(ServerTest, TheConsoleJudgesNoReply) {
 
 TEST_F(ServerTest, TheConsoleKeepsAboutTenThousandCharacters) {
   auto& console = Window::New<TestServer>();
-  console.efResponse.SetText(std::string(9'990, 'a'));
-  console.WriteResponse("bbbb");
-  EXPECT_EQ(console.efResponse.Text(), std::string(9'990, 'a') + "bbbb\r");
-  console.WriteResponse("cccccccccc");
-  EXPECT_EQ(console.efResponse.Text(), std::string(9'980, 'a') + "bbbb\rcccccccccc\r");
-  const std::string long_reply(20'000, 'd');
-  console.WriteResponse(long_reply);
-  EXPECT_EQ(console.efResponse.Text(), long_reply + "\r");
+  const std::string filled(9'980, 'a'), long_reply(20'000, 'd');
+  console.efResponse.SetText("0123456789" + filled);
+  const std::pair<std::string, std::string> cases[] = {
+      {"bbbb", "0123456789" + filled + "bbbb\r"},
+      {"cccccccccc", filled + "bbbb\rcccccccccc\r"},
+      {long_reply, long_reply + "\r"}};
+  for (const auto& [reply, kept] : cases) {
+    console.WriteResponse(reply);
+    EXPECT_EQ(console.efResponse.Text(), kept);
+  }
 }
 
 }  // namespace

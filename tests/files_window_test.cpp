@@ -1,6 +1,8 @@
 // The Files window: a copy of the main window's table, once a second.
 #include "ui/files_window.h"
 
+#include <QRect>
+
 #include "engine/gravlin.h"
 #include "support/window_fixture.h"
 
@@ -29,22 +31,20 @@ TEST_F(FilesWindowTest, TheTableIsCopiedAtEverySecondWhileTheBoxIsOn) {
   clock.Advance(1000);
   EXPECT_EQ(window.List.ListCount(), 2);
   EXPECT_EQ(window.List.ListIndex(), 1);
-  // Off gives one refresh more.
-  window.boxRefresh.SetValue(false);
-  AddFile("c.rar", "4");
-  clock.Advance(1000);
-  EXPECT_EQ(window.List.ListCount(), 3);
-  AddFile("d.rar", "5");
-  clock.Advance(5000);
-  EXPECT_EQ(window.List.ListCount(), 3);
-  window.boxRefresh.SetValue(true);
-  clock.Advance(1000);
-  EXPECT_EQ(window.List.ListCount(), 4);
+  const struct {
+    bool on;
+    int milliseconds, count;
+  } cases[] = {{false, 1000, 3}, {false, 5000, 3}, {true, 1000, 5}};  // off gives one refresh more
+  for (const auto& [on, milliseconds, count] : cases) {
+    window.boxRefresh.SetValue(on);
+    AddFile("c.rar", "4");
+    clock.Advance(milliseconds);
+    EXPECT_EQ(window.List.ListCount(), count);
+  }
 }
 
 TEST_F(FilesWindowTest, NumbersCompareAsNumbersWithoutTies) {
-  const char* parts[] = {"9", "10", "10", "none"};
-  for (const char* part : parts) AddFile("file", part);
+  for (const char* parts : {"9", "10", "10", "none"}) AddFile("file", parts);
   const auto& window = Window::New<grvFiles>();
   const struct {
     int row1, row2, result;
@@ -61,21 +61,17 @@ TEST_F(FilesWindowTest, NumbersCompareAsNumbersWithoutTies) {
 
 TEST_F(FilesWindowTest, PlaceAndWidthsAreKeptUnlessTheyCannotBe) {
   const std::string usual = "135,45,62,63,43,200,200";
-  const struct {
-    const char* stored;
-    std::string used;
-  } cases[] = {
+  const std::pair<std::string, std::string> cases[] = {
       {"", usual}, {"50,*,60", usual}, {"50,60,70,80,90,100,110", "50,60,70,80,90,100,110"}};
   for (const auto& [stored, used] : cases) {
-    Store(std::string("Update Settings_Gravlin Set FilesTop=0, FilesLeft=-1, FilesHeight=100, "
-                      "FilesWidth=500, Cols='") +
-          stored + "'");
+    Store(
+        "Update Settings_Gravlin Set FilesTop=0, FilesLeft=-1, FilesHeight=100, FilesWidth=500, "
+        "Cols='" +
+        stored + "'");
     auto& window = Window::New<grvFiles>();
     EXPECT_EQ(window.List.ColumnWidths(), used);
-    EXPECT_EQ(window.Top(), 70);
-    EXPECT_EQ(window.Left(), 10);
-    EXPECT_EQ(window.Height(), 320);
-    EXPECT_EQ(window.Width(), 500);
+    const QRect place(window.Left(), window.Top(), window.Width(), window.Height());
+    EXPECT_EQ(place, QRect(10, 70, 500, 320));
     window.SetTop(90);
     window.Close();
     Save();

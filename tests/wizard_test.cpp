@@ -1,4 +1,6 @@
 // The wizard as a form: opening, the server settings, the buttons, closing.
+#include <QRect>
+
 #include "engine/active_files.h"
 #include "engine/gravlin.h"
 #include "support/window_fixture.h"
@@ -10,104 +12,87 @@ namespace {
 
 class WizardTest : public WindowTest {
  protected:
-  Gravlin& Open() { return Window::New<Gravlin>(); }
+  Gravlin& window = Window::New<Gravlin>();
 };
+using WizardStart = WindowTest;
 
-TEST_F(WizardTest, TheFirstStartShowsTheSampleServerAndAsksForNoMessage) {
-  Gravlin& window = Open();
-  EXPECT_EQ(window.Top(), 82);
-  EXPECT_EQ(window.Left(), 82);
-  EXPECT_EQ(window.efPort.Text(), "119");
-  EXPECT_EQ(window.pmSSL.Text(), "Off");
-  EXPECT_EQ(window.stStatus.Text(), "Ready.");
-  EXPECT_FALSE(window.barParse.Visible());
+TEST_F(WizardStart, TheFirstShowsTheSampleServerAndALaterOneLooksForAMessageOnce) {
+  auto& first = Window::New<Gravlin>();
+  EXPECT_EQ(first.efPort.Text() + first.pmSSL.Text() + first.stStatus.Text(), "119OffReady.");
+  EXPECT_FALSE(first.barParse.Visible());
   EXPECT_FALSE(Window::IfOpen<GetMessage>());
   EXPECT_TRUE(Save());
   EXPECT_EQ(Stored("Settings_Gravlin", "FirstRun"), "False");
   EXPECT_TRUE(Asked().boxes.empty());
-}
+  first.Close();
+  Save();
 
-TEST_F(WizardTest, ALaterStartTakesItsPlaceAgainAndLooksForAMessageOnce) {
   Store("Update Settings_Gravlin Set FirstRun='False', Top=150, Left=0, Width=900, Height=700");
-  Gravlin& window = Open();
-  EXPECT_EQ(window.Top(), 150);
-  EXPECT_EQ(window.Left(), 82);
-  EXPECT_EQ(window.Width(), 640);
-  EXPECT_EQ(window.Height(), 340);
+  auto& window = Window::New<Gravlin>();
+  const QRect place(window.Left(), window.Top(), window.Width(), window.Height());
+  EXPECT_EQ(place, QRect(82, 150, 640, 340));
   ASSERT_TRUE(Window::IfOpen<GetMessage>());
   EXPECT_FALSE(Window::IfOpen<GetMessage>()->Visible());
   Window::IfOpen<GetMessage>()->Close();
-  Open();
+  Window::New<Gravlin>();
   EXPECT_FALSE(Window::IfOpen<GetMessage>());
 }
 
-TEST_F(WizardTest, AStoreThatCannotBeReadIsTold) {
+TEST_F(WizardStart, AStoreThatCannotBeReadIsTold) {
   Code::fGlobalDB = folder.Item("missing.rsd");
-  Open();
+  Window::New<Gravlin>();
   ASSERT_FALSE(Asked().boxes.empty());
   EXPECT_EQ(Asked().boxes[0].text, "Gravlin.Open can't open Gravlin.rsd database file.");
   Code::fGlobalDB = folder.Item("store.rsd");
 }
 
-TEST_F(WizardTest, WhatIsTypedIsStored) {
-  Gravlin& window = Open();
-  Save();
-  window.efURL.SetText("news.test.example");
-  window.efUserName.SetText("me");
-  window.efPassword.SetText("pass word");
-  window.efPort.SetText("none");
-  Save();
-  EXPECT_EQ(Stored("Servers", "URL||'/'||Username||'/'||Password||'/'||Port"),
-            "news.test.example/me/pass word/none");
-  const char* texts[] = {"v1", "v2", "v2 or 3", "v3", "off"};
-  for (int index = 4; index >= 0; --index) {
-    window.pmSSL.SetListIndex(index);
-    Save();
-    EXPECT_EQ(Stored("Servers", "SSL"), texts[4 - index]);
-  }
-}
-
-TEST_F(WizardTest, ACharacterThatTheStoreCannotTakeIsRefused) {
-  Gravlin& window = Open();
+TEST_F(WizardTest, WhatIsTypedIsStoredUnlessTheStoreCannotTakeIt) {
   const struct {
     TextField& field;
-    const char* name;
+    const char* column;
+    const char* good;
     const char* bad;
-  } cases[] = {{window.efURL, "URL", "|"},
-               {window.efUserName, "Username", "["},
-               {window.efPassword, "Password", "'"},
-               {window.efPort, "Port", "\""}};
-  Save();
-  const std::string before = Stored("Servers", "URL||Username||Password||Port");
-  for (const auto& [field, name, bad] : cases) {
-    const std::string good = field.Text();
+  } cases[] = {{window.efURL, "URL", "news.test.example", "|"},
+               {window.efUserName, "Username", "me", "["},
+               {window.efPassword, "Password", "pass word", "'"},
+               {window.efPort, "Port", "none", "\""}};
+  for (const auto& [field, column, good, bad] : cases) {
+    field.SetText(good);
+    Save();
+    EXPECT_EQ(Stored("Servers", column), good);
     const std::size_t boxes = Asked().boxes.size();
     field.SetText(std::string("x") + bad);
     EXPECT_EQ(Asked().boxes.size(), boxes + 1);
-    EXPECT_EQ(LastBox(), std::string("Sorry, the ") + name + " cannot contain a " + bad +
+    EXPECT_EQ(LastBox(), std::string("Sorry, the ") + column + " cannot contain a " + bad +
                              ". Please remove it.");
     EXPECT_TRUE(field.HasFocus());
     Save();
-    EXPECT_EQ(Stored("Servers", "URL||Username||Password||Port"), before);
+    EXPECT_EQ(Stored("Servers", column), good);
     field.SetText(good);
+  }
+  Save();
+  EXPECT_EQ(Stored("Servers", "URL||Username||Password||Port"), "news.test.examplemepass wordnone");
+  const char* texts[] = {"off", "v3", "v2 or 3", "v2", "v1"};
+  for (int index = 4; index >= 0; --index) {
+    window.pmSSL.SetListIndex(index);
+    Save();
+    EXPECT_EQ(Stored("Servers", "SSL"), texts[index]);
   }
 }
 
 TEST_F(WizardTest, ButtonsOpenTheirPagesAndFolders) {
-  Gravlin& window = Open();
-  const std::string site = "https://www.ardentis.example";
   const std::pair<PushButton*, std::string> pages[] = {
-      {&window.pbHelp1, site + "/usenet/nzb/gravlin/server-setup?Source=Gravlin"},
-      {&window.pbHelp2, site + "/usenet/nzb/gravlin/test-server"},
-      {&window.pbHelp3, site + "/usenet/nzb/gravlin/find-nzb-files?source=Gravlin"},
-      {&window.pbHelp4, site + "/usenet/nzb/gravlin/step-4-import-nzb-file?source=Gravlin"},
-      {&window.pbHelp5, site + "/usenet/nzb/gravlin/step-5-download?source=Gravlin"},
-      {&window.pbFAQ, site + "/usenet/faq/downloading-from-usenet?source=Gravlin"},
-      {&window.pbMaxlink, site + "/usenet/maxlink?source=Gravlin"},
+      {&window.pbHelp1, "nzb/gravlin/server-setup?Source=Gravlin"},
+      {&window.pbHelp2, "nzb/gravlin/test-server"},
+      {&window.pbHelp3, "nzb/gravlin/find-nzb-files?source=Gravlin"},
+      {&window.pbHelp4, "nzb/gravlin/step-4-import-nzb-file?source=Gravlin"},
+      {&window.pbHelp5, "nzb/gravlin/step-5-download?source=Gravlin"},
+      {&window.pbFAQ, "faq/downloading-from-usenet?source=Gravlin"},
+      {&window.pbMaxlink, "maxlink?source=Gravlin"},
   };
   for (const auto& [button, page] : pages) {
     button->Push();
-    EXPECT_EQ(Asked().urls.back(), page);
+    EXPECT_EQ(Asked().urls.back(), "https://www.ardentis.example/usenet/" + page);
   }
   for (PushButton* button : {&window.pbTidewire, &window.pbHushroute}) {
     button->Push();
@@ -126,34 +111,27 @@ TEST_F(WizardTest, ButtonsOpenTheirPagesAndFolders) {
 }
 
 TEST_F(WizardTest, AnImportBeginsWithADialogOrADropWhateverTheFile) {
-  Gravlin& window = Open();
   Save();
   window.pbSelect.Push();  // cancelled
   EXPECT_TRUE(window.fNZB.IsNil());
-  EXPECT_EQ(LiveThreads(), 0);
-  Asked().chosen = {folder.Write("a.nzb", "<nzb></nzb>")};
-  window.pbSelect.Push();
-  EXPECT_EQ(LiveThreads(), 1);
-  EXPECT_TRUE(clock.RunUntil([] { return LiveThreads() == 0; }));
   window.pbSelect.DropObject({});
   EXPECT_EQ(LiveThreads(), 0);
-  window.pbSelect.DropObject({folder.Write("notes.txt", "no NZB")});
-  EXPECT_EQ(window.fNZB.Name(), "notes.txt");
-  EXPECT_EQ(LiveThreads(), 1);
-  EXPECT_TRUE(clock.RunUntil([] { return LiveThreads() == 0; }));
+  Asked().chosen = {folder.Write("a.nzb", "<nzb></nzb>")};
+  const DragItem dropped{folder.Write("notes.txt", "no NZB")};
+  for (const bool drop : {false, true}) {
+    drop ? window.pbSelect.DropObject(dropped) : window.pbSelect.Push();
+    EXPECT_EQ(window.fNZB.Name(), drop ? "notes.txt" : "a.nzb");
+    EXPECT_EQ(LiveThreads(), 1);
+    EXPECT_TRUE(clock.RunUntil([] { return LiveThreads() == 0; }));
+  }
 }
 
-TEST_F(WizardTest, TheServerTabFocusesNoField) {
-  Gravlin& window = Open();
+TEST_F(WizardTest, TheServerTabFocusesNoFieldAndClosingKeepsThePlaceAndFreesThePartFile) {
   window.Show();
-  window.TabPanel1.SetValue(3);
-  EXPECT_FALSE(window.pbHelp1.HasFocus());
-  window.TabPanel1.SetValue(1);
-  EXPECT_TRUE(window.pbHelp1.HasFocus());
-}
-
-TEST_F(WizardTest, ClosingKeepsThePlaceAndFreesThePartFile) {
-  Gravlin& window = Open();
+  for (const int tab : {3, 1}) {
+    window.TabPanel1.SetValue(tab);
+    EXPECT_EQ(window.pbHelp1.HasFocus(), tab == 1);
+  }
   window.SetTop(120);
   window.SetLeft(130);
   window.PartFileName = "a.rar-p00001.txt";
