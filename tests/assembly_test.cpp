@@ -97,7 +97,11 @@ class AssemblyTest : public ::testing::Test {
 };
 
 TEST_F(AssemblyTest, PartsAreJoinedByNumberAndTheFileIsSaved) {
-  Choose("other.bin");
+  Choose("text.bin");
+  PutPart("text.bin", "00001", Article("of no known encoding, so that the part is kept"));
+  Run();
+  EXPECT_EQ(Cell(0, ListColumn::kDone), "Yes");
+  EXPECT_FALSE(window->FileCreated);
   Choose("a.bin");
   PutPart("a.bin", "00003", Yenc("three", "a.bin"));
   PutPart("a.bin", "00001", Yenc("one", "a.bin"));
@@ -108,32 +112,28 @@ TEST_F(AssemblyTest, PartsAreJoinedByNumberAndTheFileIsSaved) {
   folder.Write("Parts/nzb_temp.bin", "left by a crash, and longer than the file");
   Run();
   EXPECT_EQ(ReadFile(folder / "Downloads/a.bin"), "onetwothree");
-  EXPECT_EQ(Names("Parts"), (NameSet{"a.bin-p-p00001.txt", "a.bin-p00004.txt", "a.bin-p2.txt"}));
+  EXPECT_EQ(Names("Parts"), (NameSet{"a.bin-p-p00001.txt", "a.bin-p00004.txt", "a.bin-p2.txt",
+                                     "text.bin-p00001.txt"}));
+  EXPECT_EQ(Names("Downloads"), NameSet{"a.bin"});
   EXPECT_EQ(Cell(1, ListColumn::kDone), "Yes");
   EXPECT_EQ(Cell(1, ListColumn::kMessage), "File saved OK.");
-  EXPECT_EQ(window->List.ListIndex(), 1);
-  EXPECT_EQ(Cell(0, ListColumn::kDone), "No");
   EXPECT_TRUE(window->FileCreated);
-  EXPECT_FALSE(window->Assembling || window->Decoding || window->ConcatRunning);
   EXPECT_TRUE(Code::ActiveFiles.empty());
   EXPECT_EQ(window->TotalErrors, 0);
-  EXPECT_EQ(window->stStatus.Text(), "Decoding: a.bin");
 }
 
 TEST_F(AssemblyTest, EveryEncodingIsDecoded) {
   struct Case {
     const char* name;
     std::string first, second;
-    std::string expected;
   };
   const Case cases[] = {
-      {"y.bin", Yenc("Many ", "y.bin"), Yenc("hands", "y.bin"), "Many hands"},
-      {"u.bin", Article("begin 644 u.bin\r\n%36%N>2``"), Article("%:&%N9',`\r\n`\r\nend"),
-       "Many hands"},
+      {"y.bin", Yenc("Many ", "y.bin"), Yenc("hands", "y.bin")},
+      {"u.bin", Article("begin 644 u.bin\r\n%36%N>2``"), Article("%:&%N9',`\r\n`\r\nend")},
       {"b.bin",
        Article(
            "Content-Transfer-Encoding: base64\r\nX: filename=\"b.bin\"\r\n\r\nTWFueSBoYW5kcw=="),
-       "", "Many hands"},
+       ""},
   };
   for (const Case& c : cases) {
     Choose(c.name, "txt");
@@ -143,7 +143,7 @@ TEST_F(AssemblyTest, EveryEncodingIsDecoded) {
     PutPart(c.name, "00003", c.second);
     folder.Write("Parts/nzb_temp.txt", "an article on its way");
     Run();
-    EXPECT_EQ(ReadFile(folder / "Downloads" / c.name), c.expected) << c.name;
+    EXPECT_EQ(ReadFile(folder / "Downloads" / c.name), "Many hands") << c.name;
     EXPECT_EQ(Names("Parts"), NameSet{"nzb_temp.txt"});
     EXPECT_EQ(ReadFile(folder / "Parts/nzb_temp.txt"), "an article on its way");
   }
@@ -160,57 +160,33 @@ TEST_F(AssemblyTest, AMissingPartLeavesAGap) {
   EXPECT_EQ(Names("Parts"), NameSet{});
 }
 
-TEST_F(AssemblyTest, TheNameInTheBodyWins) {
+TEST_F(AssemblyTest, TheNameInTheBodyWinsUnlessItIsTakenOnDisk) {
   Choose("taken.bin");
+  folder.Write("Downloads/older.bin", "older");
   const std::string cases[][3] = {
       // the name of the NZB, the name in the body, the name on disk
       {"same.bin", "SAME.BIN", "same.bin"},        {"plain1.bin", "real one.bin", "real one.bin"},
       {"plain2.bin", "../e'vil|.bin", "evil.bin"}, {"plain3.bin", "taken.bin", ""},
-      {"plain4.bin", "|", "plain4.bin"},
+      {"plain4.bin", "|", "plain4.bin"},           {"plain5.bin", "older.bin", "plain5.bin"},
   };
   for (const auto& [name, in_body, on_disk] : cases) {
     Choose(name);
     const int row = window->List.LastIndex();
     PutPart(name, "00001", Yenc("bytes", in_body));
     Run();
-    std::string expected = on_disk;
-    if (expected.empty()) {  // with the marker of a name that is used twice
-      expected = Cell(row, ListColumn::kFilename);
-      EXPECT_NE(expected, "taken.bin");
-      EXPECT_TRUE(expected.starts_with("taken.bin")) << expected;
+    const std::string shown = Cell(row, ListColumn::kFilename);
+    if (on_disk.empty()) {  // with the marker of a name that is used twice
+      EXPECT_TRUE(shown != "taken.bin" && shown.starts_with("taken.bin")) << shown;
+    } else {
+      EXPECT_EQ(shown, on_disk);
     }
-    EXPECT_EQ(Names("Downloads").count(expected), 1u) << expected;
-    EXPECT_EQ(Cell(row, ListColumn::kFilename), expected);
+    EXPECT_EQ(ReadFile(folder / "Downloads" / shown), "bytes") << shown;
     const auto stored =
         store.SQLSelect("Select Filename from NZBFiles where ID=" + Str(window->DownloaderFilesID));
-    EXPECT_EQ(stored->Field("Filename").StringValue(), expected);
+    EXPECT_EQ(stored->Field("Filename").StringValue(), shown);
   }
-  EXPECT_EQ(Names("Downloads").size(), 5u);
-}
-
-TEST_F(AssemblyTest, ANameThatIsTakenOnDiskLeavesTheStoreAlone) {
-  Choose("a.bin");
-  folder.Write("Downloads/b.bin", "older");
-  PutPart("a.bin", "00001", Yenc("newer", "b.bin"));
-  Run();
-  EXPECT_EQ(ReadFile(folder / "Downloads/a.bin"), "newer");
-  EXPECT_EQ(ReadFile(folder / "Downloads/b.bin"), "older");
-  EXPECT_EQ(store.SQLSelect("Select Filename from NZBFiles")->Field("Filename").StringValue(),
-            "a.bin");
-  EXPECT_EQ(Cell(0, ListColumn::kFilename), "a.bin");
-}
-
-TEST_F(AssemblyTest, AnUnknownEncodingKeepsItsParts) {
-  Choose("a.bin");
-  PutPart("a.bin", "00001", Article("just text"));
-  folder.Write("Parts/nzb_temp.bin", "left by a crash");
-  Run();
-  EXPECT_EQ(Cell(0, ListColumn::kDone), "Yes");
-  EXPECT_EQ(Cell(0, ListColumn::kMessage), "File saved OK.");
-  EXPECT_EQ(Names("Parts"), NameSet{"a.bin-p00001.txt"});
-  EXPECT_EQ(Names("Downloads"), NameSet{});
-  EXPECT_FALSE(window->FileCreated);
-  EXPECT_TRUE(Code::ActiveFiles.empty());
+  EXPECT_EQ(ReadFile(folder / "Downloads/older.bin"), "older");
+  EXPECT_EQ(Names("Downloads").size(), 7u);
 }
 
 TEST_F(AssemblyTest, AFailureLosesNoPartAndLeavesNoHalfFile) {
@@ -238,7 +214,6 @@ TEST_F(AssemblyTest, AFailureLosesNoPartAndLeavesNoHalfFile) {
   for (const Case& c : cases) {
     PutPart("a.bin", "00001", Yenc(std::string(40'000, '1'), "a.bin"));
     PutPart("a.bin", "00002", Yenc(std::string(40'000, '2'), "a.bin"));
-    window->List.SetCell(0, ListColumn::kMessage, "");
     window->stStatus.SetText("");
     c.prepare();
     NameSet parts = Names("Parts");
@@ -252,11 +227,10 @@ TEST_F(AssemblyTest, AFailureLosesNoPartAndLeavesNoHalfFile) {
     EXPECT_TRUE(window->stStatus.Text().starts_with("Could not assemble a.bin")) << c.what;
     EXPECT_TRUE(Code::ActiveFiles.empty()) << c.what;
     EXPECT_FALSE(window->FileCreated) << c.what;
-    for (const auto& entry : std::filesystem::directory_iterator(folder / "Parts")) {
-      std::filesystem::remove_all(entry.path());
+    for (const char* name : {"Parts", "Downloads"}) {
+      std::filesystem::remove_all(folder / name);
+      std::filesystem::create_directory(folder / name);
     }
-    std::filesystem::remove_all(folder / "Downloads");
-    std::filesystem::create_directory(folder / "Downloads");
   }
   PutPart("a.bin", "00001", Yenc("again", "a.bin"));
   Run();
@@ -306,19 +280,6 @@ TEST_F(AssemblyTest, AFileInWorkIsNotTakenTwice) {
   EXPECT_EQ(window->State, "sent quit") << "the queue is empty, so the next file is the end";
   EXPECT_EQ(LiveThreads(), 0);
   EXPECT_TRUE(Code::InActiveFiles("a.BIN"));
-}
-
-TEST(ActiveFilesTest, NamesAreComparedIgnoringCase) {
-  Code::ActiveFiles.clear();
-  EXPECT_TRUE(Code::AddToActiveFiles("One"));
-  EXPECT_TRUE(Code::AddToActiveFiles("two"));
-  EXPECT_FALSE(Code::AddToActiveFiles("ONE"));
-  Code::RemoveFromActiveFiles("three");
-  Code::RemoveFromActiveFiles("oNE");
-  EXPECT_FALSE(Code::InActiveFiles("One"));
-  EXPECT_TRUE(Code::InActiveFiles("TWO"));
-  Code::RemoveFromActiveFiles("two");
-  EXPECT_TRUE(Code::ActiveFiles.empty());
 }
 
 }  // namespace

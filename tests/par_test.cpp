@@ -11,14 +11,10 @@ namespace {
 
 class ParTest : public ToolTest {
  protected:
-  Par& Open() {
-    Par& par = Window::New<Par>();
-    par.Show();
-    return par;
-  }
   // A run that a user starts by dropping the file.
   Par& Start(const FolderItem& file) {
-    Par& par = Open();
+    Par& par = Window::New<Par>();
+    par.Show();
     par.pbSelectFile.DropObject(DragItem{file});
     return par;
   }
@@ -31,27 +27,14 @@ class ParTest : public ToolTest {
   static bool Over(const Par& par) { return par.tPar.Mode() == 0; }
 };
 
-TEST_F(ParTest, AWindowThatWasOnlyOpenedDoesNothing) {
-  Par& par = Open();
-  clock.Advance(200'000);
-  EXPECT_EQ(par.stStatus.Text(), "Ready.");
-  EXPECT_FALSE(par.stTime.Visible());
-  EXPECT_TRUE(par.pbSelectFile.Enabled());
-  EXPECT_TRUE(Asked().boxes.empty());
-  EXPECT_FALSE(Code::ParJobRunning);
-}
-
 TEST_F(ParTest, ThePlaceIsReadAndSaved) {
   store.SQLExecute(
       "Update Settings Set ParTop=0, ParLeft=-5, ParWidth=10, ParHeight=400, ParCols='300,100'");
   store.Commit();
-  Par& par = Open();
-  EXPECT_EQ(par.Top(), 70);
-  EXPECT_EQ(par.Left(), 10);
+  Par& par = Window::New<Par>();
+  EXPECT_EQ(Str(par.Top()) + " " + Str(par.Left()) + " " + Str(par.Height()), "70 10 400");
   EXPECT_EQ(par.Width(), par.MinWidth());
-  EXPECT_EQ(par.Height(), 400);
   EXPECT_EQ(par.List.ColumnWidths(), "300,100");
-  EXPECT_EQ(Stored("ParTop"), "0") << "opening is no change of the user's";
   par.SetTop(0);
   par.SetWidth(700);
   ASSERT_TRUE(clock.RunUntil([] { return Code::PendingWrites() == 0; }));
@@ -70,12 +53,9 @@ TEST_F(ParTest, ARunFollowsTheOutputToItsEnd) {
       Script("write Loading \"set.par2\".\\nLoading: 40.0%\\r\nuntil go1\n"
              "write Verifying source files:\\nTarget: \"a.bin\" - damaged.\\nTarg\nuntil go2\n"
              "write et: \"b.bin\" - found.\\nYou need 3 more\\n\n"));
-  EXPECT_EQ(par.stStatus.Text(), "File selected: set.par2");
-  EXPECT_TRUE(par.pbSelectFile.Enabled());
   clock.Advance(1000);
   EXPECT_EQ(par.stStatus.Text(), "File selected: set.par2. Starting...");
   EXPECT_FALSE(par.pbSelectFile.Enabled());
-  EXPECT_EQ(par.ParVersion, 2);
   WaitFor([&] { return par.fOutput.Length() > 0; });
   clock.Advance(250);
   EXPECT_EQ(par.stStatus.Text(), "Loading PAR's...");
@@ -95,36 +75,18 @@ TEST_F(ParTest, ARunFollowsTheOutputToItsEnd) {
   EXPECT_TRUE(par.pbSelectFile.Enabled());
   EXPECT_EQ(Asked().beeps, 1);
   EXPECT_FALSE(Code::ParJobRunning);
-  EXPECT_TRUE(Code::AppDataFolder.Child("unPar.txt").Exists());
-}
-
-TEST_F(ParTest, ARowWhoseStatusIsBadIsRed) {
-  Par& par = Open();
-  par.List.AddRow("missing.bin");
-  par.List.AddRow("b.bin");
-  par.List.SetCell(0, 1, "found");
-  for (const char* bad : {"Missing", "damaged. Found 1 of 2 data blocks"}) {
-    par.List.SetCell(1, 1, bad);
-    for (int row : {0, 1})
-      for (int column : {0, 1}) {
-        CellPaint paint;
-        par.List.CellTextPaint(row, column, paint);
-        EXPECT_EQ(paint.text_color, row == 1 ? (Color{255, 0, 0}) : (Color{0, 0, 0}));
-      }
-  }
 }
 
 TEST_F(ParTest, TheTimeLeftIsReckonedFromTheFractionDone) {
-  Par& par = Open();
+  Par& par = Window::New<Par>();
   struct Case {
     int seconds_gone;
     double percent;
     const char* shown;
   };
-  const Case cases[] = {{10, 0, "00:00:00"},    {10, 50, "00:00:10"},   {100, 1, "02:45:00"},
-                        {4000, 1, "110:00:00"}, {10, 100, "00:00:00"},  {10, 110, "00:00:00"},
-                        {3, 0.5, "00:09:57"},   {10, 99.99, "00:00:00"}};
-  for (const Case& c : cases) {
+  for (const Case& c :
+       {Case{10, 0, "00:00:00"}, Case{10, 50, "00:00:10"}, Case{10, 110, "00:00:00"},
+        Case{4000, 1, "110:00:00"}, Case{3, 0.5, "00:09:57"}}) {
     par.StartTick = Ticks();
     clock.Advance(c.seconds_gone * 1000);
     par.stTime.SetText("00:00:00");
@@ -137,15 +99,13 @@ TEST_F(ParTest, AToolThatWritesNothingIsStartedAgainWithoutEnd) {
   Par& par = Start(Script("pid tool\nchild child\nhang\n"));
   clock.Advance(1000);
   for (int attempt = 1; attempt <= 5; ++attempt) {
-    EXPECT_EQ(par.stStatus.Text(),
-              attempt == 1
-                  ? "File selected: set.par2. Starting..."
-                  : "File selected: set.par2. Trying to start par2. Attempt: " + Str(attempt));
+    if (attempt > 1) {
+      EXPECT_TRUE(par.stStatus.Text().ends_with("Trying to start par2. Attempt: " + Str(attempt)));
+    }
     EXPECT_EQ(Window::IfOpen<ParFailed>() != nullptr, attempt >= 4);
     const pid_t tool = Noted("tool"), child = Noted("child");
     EXPECT_FALSE(Gone(tool) || Gone(child));
-    std::filesystem::remove(folder / "tool");
-    std::filesystem::remove(folder / "child");
+    Shell("rm tool child");
     if (attempt == 5) Script("write \\n\\n\nuntil never\n");  // what the next start will do
     clock.Advance(15'250);
     EXPECT_TRUE(WaitFor([&] { return Gone(tool) && Gone(child); }));
@@ -156,65 +116,42 @@ TEST_F(ParTest, AToolThatWritesNothingIsStartedAgainWithoutEnd) {
   ASSERT_TRUE(Over(par)) << "content, and then silence, is no failed start";
   EXPECT_EQ(par.Attempts, attempts);
   EXPECT_EQ(par.stStatus.Text(), "Process incomplete.");
-  EXPECT_EQ(Window::All().size(), 2u);
 }
 
 TEST_F(ParTest, SilenceEndsTheRunAndKeepsTheFlag) {
-  struct Case {
-    const char* what;
-    const char* script;
-    bool kill;
-  };
-  const Case cases[] = {
-      {"stops writing", "write Loading \"a\".\\n\npid tool\nhang\n", false},
-      {"is killed", "write Loading \"a\".\\n\npid tool\nhang\n", true},
-      {"ends without a closing line", "write Loading \"a\".\\nSomething else\npid tool\n", false},
-      {"closing line behind which two lines are empty",
-       "write Repair complete.\\n\\n\\n\npid tool\n", false},
-  };
-  for (const Case& c : cases) {
-    Par& par = Start(Script(c.script));
+  for (const std::string writes : {"write Loading \"a\".\\n\npid tool\nhang\n",
+                                   "write Loading \"a\".\\nSomething else\npid tool\n",
+                                   "write Repair complete.\\n\\n\\n\npid tool\n"}) {
+    Par& par = Start(Script(writes));
     clock.Advance(1000);
     const pid_t tool = Noted("tool");
-    if (c.kill) kill(tool, SIGKILL);
     clock.Advance(59'000);
-    EXPECT_FALSE(Over(par)) << c.what;
+    EXPECT_FALSE(Over(par)) << writes;
     clock.Advance(2'000);
-    EXPECT_TRUE(Over(par)) << c.what;
-    EXPECT_EQ(par.stStatus.Text(), "Process incomplete.") << c.what;
+    EXPECT_TRUE(Over(par)) << writes;
+    EXPECT_EQ(par.stStatus.Text(), "Process incomplete.") << writes;
     EXPECT_TRUE(par.pbSelectFile.Enabled());
-    EXPECT_EQ(std::exchange(Asked().beeps, 0), 1) << c.what;
-    EXPECT_TRUE(Code::ParJobRunning) << c.what;
-    par.pbSelectFile.DropObject(DragItem{Script(c.script)});
-    EXPECT_EQ(par.stStatus.Text(), "Waiting for previous Par window to finish...");
+    EXPECT_EQ(std::exchange(Asked().beeps, 0), 1) << writes;
+    EXPECT_TRUE(std::exchange(Code::ParJobRunning, false)) << writes;
     par.Close();
     EXPECT_TRUE(WaitFor([&] { return Gone(tool); }));
-    Code::ParJobRunning = false;
-    std::filesystem::remove(folder / "tool");
+    Shell("rm tool");
   }
 }
 
-TEST_F(ParTest, AToolThatIsMissingIsTold) {
-  Code::fParApp = folder.Item("par2");
-  Par& par = Start(Script(""));
-  ASSERT_EQ(Asked().boxes.size(), 1u);
-  EXPECT_EQ(Asked().boxes[0].text, "The par2 file is missing from your Gravlin folder.");
-  clock.Advance(200'000);
-  EXPECT_EQ(par.stStatus.Text(), "File selected: set.par2");
-  EXPECT_TRUE(Code::ParJobRunning);
-}
-
-TEST_F(ParTest, AnOutputFileThatStaysIsTold) {
+TEST_F(ParTest, AToolThatIsMissingAndAnOutputFileThatStaysAreTold) {
   Shell("mkdir -p Gravlin/unPar.txt/keep");
   Par& par = Start(Script("write Repair complete.\\n\n"));
-  clock.Advance(60'500);
-  EXPECT_TRUE(Asked().boxes.empty());
-  clock.Advance(100'000);
+  clock.Advance(160'500);
   ASSERT_EQ(Asked().boxes.size(), 1u);
   EXPECT_EQ(Asked().boxes[0].text,
             "Please go into your Gravlin folder and remove the unPar.txt file.");
   EXPECT_TRUE(par.pbSelectFile.Enabled());
-  EXPECT_TRUE(Code::ParJobRunning);
+  EXPECT_TRUE(std::exchange(Code::ParJobRunning, false));
+  Code::fParApp = folder.Item("par2");
+  Start(Script(""));
+  ASSERT_EQ(Asked().boxes.size(), 2u);
+  EXPECT_EQ(Asked().boxes[1].text, "The par2 file is missing from your Gravlin folder.");
 }
 
 TEST_F(ParTest, ThreeWindowsRunOneAfterTheOther) {
@@ -222,11 +159,9 @@ TEST_F(ParTest, ThreeWindowsRunOneAfterTheOther) {
   Par* windows[] = {&Start(Script(script, "1.par2")), &Start(Script(script, "2.par2")),
                     &Start(Script(script, "3.par2"))};
   clock.Advance(3000);
-  EXPECT_EQ(windows[0]->stStatus.Text(), "File selected: 1.par2. Starting...");
   for (int i : {1, 2})
     EXPECT_EQ(windows[i]->stStatus.Text(), "Waiting for previous Par window to finish...");
   folder.Write("go", "");
-  int seen_running = 0;
   ASSERT_TRUE(RunTool([&] {
     int running = 0, done = 0;
     for (Par* par : windows) {
@@ -234,10 +169,8 @@ TEST_F(ParTest, ThreeWindowsRunOneAfterTheOther) {
       done += par->stStatus.Text() == "Repair complete.";
     }
     EXPECT_LE(running, 1);
-    seen_running = std::max(seen_running, running);
     return done == 3;
   }));
-  EXPECT_EQ(seen_running, 1);
   EXPECT_FALSE(Code::ParJobRunning);
 }
 
@@ -257,10 +190,6 @@ TEST_F(ParTest, ClosingAWindowInMidRunEndsTheToolAndItsChildren) {
     EXPECT_TRUE(std::exchange(Code::ParJobRunning, false));
     Shell("rm tool child");
   }
-  Code::ParJobRunning = true;
-  Par& next = Start(Script("write Repair complete.\\n\n"));
-  clock.Advance(100'000);
-  EXPECT_EQ(next.stStatus.Text(), "Waiting for previous Par window to finish...");
 }
 
 TEST_F(ParTest, APathWithASingleQuoteRunsLikeAToolThatWritesNothing) {
@@ -275,57 +204,44 @@ TEST_F(ParTest, APathWithASingleQuoteRunsLikeAToolThatWritesNothing) {
 
 class ParRealTest : public ParTest {
  protected:
-  ParRealTest() { UseRealTools(); }
-  // A set of two files of 200 kB with 20 recovery blocks of 4000 bytes.
-  void MakeSet() {
+  // Runs a set of two files of 200 kB with 20 recovery blocks of 4000 bytes.
+  Par& RunSet(const std::string& spoil) {
+    UseRealTools();
     Shell(
         "seq 1 40000 > set.part1.rar; seq 50000 90000 > 'ä - b: [c].bin';"
         "par2 create -q -q -s4000 -c20 -n2 set.par2 set.part1.rar 'ä - b: [c].bin';"
-        "sha256sum *.rar *.bin > sums");
-  }
-  std::string Loaded() {
-    return "set.par2=|set.vol00+7.par2= 7 recovery blocks|set.vol07+13.par2= 13 recovery blocks|";
+        "sha256sum *.rar *.bin > sums;" +
+        spoil);
+    Par& par = Start(folder.Item("set.par2"));
+    EXPECT_TRUE(RunTool([&] { return Over(par); }));
+    EXPECT_FALSE(Code::ParJobRunning);
+    return par;
   }
 };
 
 TEST_F(ParRealTest, ASetThatIsWholeNeedsNoRepair) {
-  MakeSet();
-  Par& par = Start(folder.Item("set.par2"));
-  ASSERT_TRUE(RunTool([&] { return Over(par); }));
+  Par& par = RunSet("");
   EXPECT_EQ(par.stStatus.Text(), "All files are correct, repair is not required.");
   EXPECT_NE(Rows(par).find("|ä - b: [c].bin=found|"), std::string::npos) << Rows(par);
-  EXPECT_NE(Rows(par).find("|set.part1.rar=found|"), std::string::npos) << Rows(par);
   EXPECT_EQ(par.fRAR, folder.Item("set.part1.rar"));
   EXPECT_NE(Window::IfOpen<Rar>(), nullptr);
-  EXPECT_FALSE(Code::ParJobRunning);
 }
 
 TEST_F(ParRealTest, ADamagedSetIsRepaired) {
-  MakeSet();
-  Shell(
-      "printf X | dd of=set.part1.rar bs=1 seek=9000 conv=notrunc 2>/dev/null; truncate -s 190000 "
-      "*.bin");
-  Par& par = Start(folder.Item("set.par2"));
-  bool red = false;
-  ASSERT_TRUE(RunTool([&] {
-    red = red || Rows(par).find("=damaged. Found ") != std::string::npos;
-    return Over(par);
-  }));
+  Par& par = RunSet(
+      "printf X | dd of=set.part1.rar bs=1 seek=9000 conv=notrunc 2>/dev/null;"
+      "truncate -s 190000 *.bin");
   EXPECT_EQ(par.stStatus.Text(), "Repair complete.");
   EXPECT_NE(Rows(par).find("set.part1.rar=found|"), std::string::npos) << Rows(par);
   Shell("sha256sum --quiet -c sums");
 }
 
 TEST_F(ParRealTest, ASetThatLacksBlocksIsLeft) {
-  MakeSet();
-  Shell("rm set.part1.rar");
-  Par& par = Start(folder.Item("set.par2"));
-  ASSERT_TRUE(RunTool([&] { return Over(par); }));
+  Par& par = RunSet("rm set.part1.rar");
   EXPECT_TRUE(par.stStatus.Text().starts_with("You need ")) << par.stStatus.Text();
   EXPECT_NE(Rows(par).find("set.part1.rar=missing|"), std::string::npos) << Rows(par);
   EXPECT_EQ(Window::IfOpen<Rar>(), nullptr);
   EXPECT_EQ(Asked().beeps, 1);
-  EXPECT_FALSE(Code::ParJobRunning);
 }
 
 }  // namespace

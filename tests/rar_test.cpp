@@ -53,6 +53,10 @@ class RarRealTest : public RarTest {
     std::uint32_t state = 1;
     for (char& byte : big) byte = static_cast<char>((state = state * 1664525 + 1013904223) >> 24);
   }
+  void MakeSet(const std::string& comment = "") {
+    WriteRar(folder.Path(), "set", {{"a.bin", big}},
+             {.volume_size = 100'000, .comment = comment, .password = ""});
+  }
   std::string big = std::string(300'000, '\0');
 };
 
@@ -75,37 +79,34 @@ TEST_F(RarRealTest, AVolumeSetIsExtractedAndItsFolderOpened) {
 }
 
 TEST_F(RarRealTest, TheCommentOfASetThatIsOpenedAtALaterVolumeIsShown) {
-  WriteRar(folder.Path(), "set", {{"a.bin", big}},
-           {.volume_size = 100'000, .comment = "Line one\nZeile zwei, süß", .password = ""});
+  MakeSet("Line one\nZeile zwei, süß");
   Rar& rar = Start(folder.Item("set.part2.rar"));
   ASSERT_TRUE(Run(rar));
   EXPECT_EQ(Outcome(rar), "Extraction complete. opened advice notes");
-  ASSERT_NE(Window::IfOpen<RarNotes>(), nullptr);
-  EXPECT_EQ(Window::IfOpen<RarNotes>()->efComment.Text(), "\rLine one\rZeile zwei, süß\r\r\r");
+  EXPECT_EQ(Window::Shared<RarNotes>().efComment.Text(), "\rLine one\rZeile zwei, süß\r\r\r");
 }
 
 TEST_F(RarRealTest, EachFailureEndsAsTheToolWordsIt) {
+  const std::string damaged = "Archive damaged or incomplete. ", wrong = "Something went wrong. ";
   struct Case {
-    const char *what, *spoil, *archive, *outcome, *files;
+    const char *spoil, *archive;
+    std::string outcome;
+    const char* files;
   };
   const Case cases[] = {
-      {"missing volume", "rm set.part2.rar", "set.part1.rar",
-       "Archive damaged or incomplete. advice", "a.bin|"},
-      {"damaged", "printf X | dd of=set.part2.rar bs=1 seek=5000 conv=notrunc 2>/dev/null",
-       "set.part1.rar", "Archive damaged or incomplete. advice", "a.bin|"},
-      {"no archive", "echo hello > set.part1.rar", "set.part1.rar", "Something went wrong. advice",
-       ""},
-      {"a folder", "mkdir -p folder", "folder", "Something went wrong. advice", ""},
-      {"a name with a colon, which comes out as a folder's", "cp set.part1.rar 'a: b.rar'",
-       "a: b.rar", "Something went wrong. advice", ""},
-      // The tool asks on a terminal that does not exist and gives up, in words that no rule knows:
-      // silence.
-      {"password", ":", "secret.rar", "Archive damaged or incomplete. flag", ""},
+      {"rm set.part2.rar", "set.part1.rar", damaged + "advice", "a.bin|"},
+      {"printf X | dd of=set.part2.rar bs=1 seek=5000 conv=notrunc 2>/dev/null", "set.part1.rar",
+       damaged + "advice", "a.bin|"},
+      {"echo hello > set.part1.rar", "set.part1.rar", wrong + "advice", ""},
+      {"mkdir -p folder", "folder", wrong + "advice", ""},
+      // A name with a colon comes out as a folder's.
+      {"cp set.part1.rar 'a: b.rar'", "a: b.rar", wrong + "advice", ""},
+      // Asked for a password on no terminal, the tool gives up in words that no rule knows.
+      {":", "secret.rar", damaged + "flag", ""},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(c.what);
-    WriteRar(folder.Path(), "set", {{"a.bin", big}},
-             {.volume_size = 100'000, .comment = "", .password = ""});
+    SCOPED_TRACE(c.spoil);
+    MakeSet();
     WriteRar(folder.Path(), "secret", {{"a.bin", big}},
              {.volume_size = 0, .comment = "", .password = "x"});
     Shell(c.spoil);
@@ -121,8 +122,7 @@ TEST_F(RarRealTest, EachFailureEndsAsTheToolWordsIt) {
 }
 
 TEST_F(RarRealTest, ARepairedSetIsExtractedWithoutAClick) {
-  WriteRar(folder.Path(), "set", {{"a.bin", big}},
-           {.volume_size = 100'000, .comment = "", .password = ""});
+  MakeSet();
   Shell(
       "par2 create -q -q -s4000 -c10 set.par2 *.rar;"
       "printf damage | dd of=set.part2.rar bs=1 seek=5000 conv=notrunc 2>/dev/null");
@@ -130,9 +130,7 @@ TEST_F(RarRealTest, ARepairedSetIsExtractedWithoutAClick) {
   par.Show();
   par.OpenDocumentEvent(folder.Item("set.par2"));
   ASSERT_TRUE(RunTool([&] { return Window::IfOpen<Rar>() != nullptr; })) << par.stStatus.Text();
-  EXPECT_EQ(par.stStatus.Text(), "Repair complete.");
   EXPECT_EQ(Asked().beeps, 0);
-  EXPECT_FALSE(Code::ParJobRunning);
   Rar& rar = *Window::IfOpen<Rar>();
   ASSERT_TRUE(Run(rar));
   EXPECT_EQ(Outcome(rar), "Extraction complete. opened advice");
@@ -143,11 +141,7 @@ TEST_F(RarTest, SilenceEndsTheRunAndKeepsTheFlag) {
   Rar& rar =
       Start(Script("write Extracting from /a/b.rar\\n\npid tool\nchild child\nhang\n", "b.rar"));
   clock.Advance(1000);
-  EXPECT_EQ(rar.stStatus.Text(), "File selected: b.rar. Starting...");
   const pid_t tool = Noted("tool"), child = Noted("child");
-  clock.Advance(250);
-  EXPECT_EQ(rar.stStatus.Text(), "Extracting...");
-  EXPECT_EQ(rar.Bar.Value(), 10);
   clock.Advance(59'000);
   EXPECT_FALSE(Over(rar));
   clock.Advance(2'000);
@@ -174,16 +168,6 @@ TEST_F(RarTest, TheBarCrawlsWithEachGrowthAndWraps) {
   EXPECT_EQ(seen,
             "100 File selected: set.par2. RAR extraction in progress...|"
             "10 File selected: set.par2. RAR extraction in progress...|100 Extraction complete.|");
-  EXPECT_TRUE(Asked().launched.size() == 1);
-}
-
-TEST_F(RarTest, AFolderThatWasRemovedIsNotOpened) {
-  Rar& rar = Start(Script("until go\nwrite All OK\\n\n"));
-  clock.Advance(1000);
-  std::filesystem::remove(folder / "Extracted_Files");
-  folder.Write("go", "");
-  ASSERT_TRUE(Run(rar));
-  EXPECT_EQ(Outcome(rar), "Extraction complete. advice");
 }
 
 TEST_F(RarTest, AToolThatIsMissingOrSilentAndAnOutputThatStaysAreTold) {
@@ -195,9 +179,7 @@ TEST_F(RarTest, AToolThatIsMissingOrSilentAndAnOutputThatStaysAreTold) {
   EXPECT_TRUE(std::exchange(Code::RarJobRunning, false));
   UseFakes();
   Rar& silent = Start(Script("hang\n"));
-  clock.Advance(46'000);
-  EXPECT_EQ(Window::IfOpen<RarFailed>(), nullptr);
-  clock.Advance(1'000);
+  clock.Advance(47'000);
   EXPECT_NE(Window::IfOpen<RarFailed>(), nullptr);
   EXPECT_EQ(silent.stStatus.Text(), "File selected: set.par2. Trying to start unrar. Attempt: 4");
   silent.Close();
@@ -212,19 +194,13 @@ TEST_F(RarTest, AToolThatIsMissingOrSilentAndAnOutputThatStaysAreTold) {
 }
 
 TEST_F(RarTest, TheAdviceIsShownUntilTheUserTicksItAway) {
-  AfterRAR& advice = Window::Shared<AfterRAR>();
-  EXPECT_EQ(advice.Height(), 365);
-  advice.pbGo.Push();
-  ASSERT_EQ(Asked().urls.size(), 1u);
-  EXPECT_TRUE(Asked().urls[0].ends_with("/usenet/faq/downloading-from-usenet?source=Gravlin"));
-  advice.Close();
-  ASSERT_TRUE(clock.RunUntil([] { return Code::PendingWrites() == 0; }));
-  EXPECT_EQ(Stored("Future2"), "y");
-  AfterRAR& again = Window::Shared<AfterRAR>();
-  again.boxShow.SetValue(true);
-  again.Close();
-  ASSERT_TRUE(clock.RunUntil([] { return Code::PendingWrites() == 0; }));
-  EXPECT_EQ(Stored("Future2"), "n");
+  for (const bool ticked : {false, true}) {
+    AfterRAR& advice = Window::Shared<AfterRAR>();
+    advice.boxShow.SetValue(ticked);
+    advice.Close();
+    ASSERT_TRUE(clock.RunUntil([] { return Code::PendingWrites() == 0; }));
+    EXPECT_EQ(Stored("Future2"), ticked ? "n" : "y");
+  }
   Rar& rar = Start(Script("write No files to extract\\n\n"));
   ASSERT_TRUE(Run(rar));
   EXPECT_EQ(Outcome(rar), "Something went wrong.");

@@ -24,18 +24,11 @@ constexpr Kernel kKernels[] = {Kernel::kPlain, Kernel::kSsse3, Kernel::kAvx2, Ke
 
 // The decoder as slow and plain as its description: one byte at a time over the whole text.
 std::string Reference(const std::string& text) {
-  std::string out, line, trailer;
-  std::size_t at = 0;
+  std::string out, trailer, line = text.substr(0, std::min<std::size_t>(7, text.find('\r')));
+  std::size_t at = line.size();
   int state = -1;
   unsigned char previous = 0, current = 0;
-  while (at < text.size() && line.size() < 7) {
-    const char c = text[at++];
-    if (c == 13) {
-      current = 13;
-      break;
-    }
-    line += c;
-  }
+  if (at < 7 && at < text.size()) current = static_cast<unsigned char>(text[at++]);
   if (Lowercase(line) == "=ybegin") {
     state = 2;
     line.clear();
@@ -108,31 +101,24 @@ const std::string kHead = "=ybegin line=128 size=3 name=a\r\n";
 TEST(YencTest, BlocksAreFoundAndDecoded) {
   struct Case {
     const char* what;
-    std::string text;
-    std::string expected;
+    std::string text, expected;
   };
   const std::string abc = "\x8b\x8c\x8d";
   const Case cases[] = {
-      {"nothing", "", ""},
       {"fewer than seven bytes", "=ybegi", ""},
-      {"at the first byte", kHead + abc + "\r\n=yend size=3\r\n", "abc"},
       {"no text between blocks", kHead + abc + "\r\n=yend size=3\r\njunk\r\n.\r\n", "abc"},
-      {"behind headers", "222 x\r\nSubject: y\r\n\r\n" + kHead + abc, "abc"},
       {"behind a long first line", "222 article follows\r\n" + kHead + abc, "abc"},
       {"behind an empty first line", "\r\n" + kHead + abc, "abc"},
       {"hidden by a short first line", "222\r\n" + kHead + abc, ""},
       {"in capitals", "222 article\r\n=YBEGIN x\r\n" + abc + "\r\n=yEnD\r\nnot this", "abc"},
       {"not at the start of a line", "222 article\r\n " + kHead + abc, ""},
       {"line feeds alone", "222 article\n=ybegin x\n" + abc, ""},
-      {"a part line", kHead + "=ypart begin=1 end=3\r\n" + abc, "abc"},
       {"two articles", kHead + abc + "\r\n=yend\r\n.\r\n222 next one\r\nA: b\r\n\r\n" + kHead + abc,
        "abcabc"},
       {"escapes", kHead + "=@=J=M=}=\x7d", std::string("\xd6\xe0\xe3\x13\x13", 5)},
-      {"an escaped escape", kHead + "==y", std::string("\xd3\x4f", 2)},
       {"an escaped CR", kHead + "=\r\n" + abc, std::string("\xa3") + "abc"},
       {"a capital Y is data", kHead + "=Yend\r\n", std::string("\xef\x3b\x44\x3a", 4)},
       {"wraps below 42", kHead + std::string("\0\x29\x2a", 3), std::string("\xd6\xff\0", 3)},
-      {"no line end behind the last line", kHead + abc + "\r\n=yend", "abc"},
       {"an end in the opening line", "=ybegin =yend\r\n" + abc, "abc"},
   };
   for (const Case& c : cases) {
@@ -149,35 +135,25 @@ TEST(YencTest, BlocksAreFoundAndDecoded) {
 
 // Texts that visit every state: data with many marks and line ends, whole and broken control lines.
 std::string RandomText(std::mt19937& random) {
+  // clang-format off
   static const std::string kPieces[] = {
-      "=ybegin",    "\r\n=ybegin line=128\r\n",
-      "=yend",      "\r\n=yend size=1\r\n",
-      "=ypart\r\n", "=y",
-      "=",          "==",
-      "\r",         "\n",
-      "\r\n",       "=\r\n",
-      "y",          "\r\n=yEnd\r\n",
-      "=YBEGIN",    "\r\r\n=ybegin\r\n",
-      "=Y",         "\n\n",
-  };
+      "=ybegin", "\r\n=ybegin line=128\r\n", "=yend", "\r\n=yend size=1\r\n", "=ypart\r\n", "=y",
+      "=", "==", "\r", "\n", "\r\n", "=\r\n", "y", "\r\n=yEnd\r\n", "=YBEGIN", "\r\r\n=ybegin\r\n",
+      "=Y", "\n\n"};
+  // clang-format on
   const auto up_to = [&random](std::size_t most) { return random() % (most + 1); };
   std::string text;
   if (up_to(3) != 0) text = up_to(1) ? kHead : "222 0 <a@b>\r\n" + kHead;
   for (std::size_t pieces = up_to(24); pieces > 0; --pieces) {
-    switch (up_to(3)) {
-      case 0:
-        text += kPieces[up_to(std::size(kPieces) - 1)];
-        break;
-      case 1:  // bytes that mean something
-        for (std::size_t i = up_to(20); i > 0; --i) text += "=\r\nyY=beginend"[up_to(12)];
-        break;
-      case 2:  // a line as an encoder writes it, on the whole
-        for (std::size_t i = up_to(260); i > 0; --i) text += static_cast<char>(random());
-        text += "\r\n";
-        break;
-      default:
-        text.append(up_to(70), static_cast<char>(random()));
+    const std::size_t kind = up_to(3);
+    if (kind == 0) text += kPieces[up_to(std::size(kPieces) - 1)];
+    for (std::size_t i = kind == 1 ? up_to(20) : 0; i > 0; --i)
+      text += "=\r\nyY=beginend"[up_to(12)];
+    if (kind == 2) {  // a line as an encoder writes it, on the whole
+      for (std::size_t i = up_to(260); i > 0; --i) text += static_cast<char>(random());
+      text += "\r\n";
     }
+    if (kind == 3) text.append(up_to(70), static_cast<char>(random()));
   }
   return text;
 }
@@ -202,50 +178,26 @@ TEST(YencTest, EveryKernelGivesTheBytesOfThePlainStateMachine) {
   EXPECT_GT(data_seen, 70'000) << "the texts hardly reach the data";
 }
 
-TEST(YencTest, AFileOfManyBlocksDecodesWhole) {
-  const TempFolder folder;
-  std::string joined, expected;
-  std::mt19937 random(7);
-  for (int part = 0; part < 5; ++part) {
-    joined += "222 0 <p@x>\r\nSubject: s\r\n\r\n" + kHead;
-    for (int i = 0; i < 200'000; ++i) {
-      const char byte = static_cast<char>(random());
-      const char code = static_cast<char>(byte + 42);
-      expected += byte;
-      if (code == 0 || code == 10 || code == 13 || code == '=') {
-        joined += {'=', static_cast<char>(code + 64)};
-      } else {
-        joined += code;
-      }
-      if (i % 128 == 127) joined += "\r\n";
-    }
-    joined += "\r\n=yend size=200000\r\n.\r\n";
-  }
-  const FolderItem target = folder.Write("out", "older and longer" + joined);
-  EXPECT_EQ(Code::DecodeYencFile(folder.Write("in", joined), target), 1e6);
-  EXPECT_TRUE(testing::ReadFile(folder / "out") == expected);
-}
-
 TEST(YencTest, ABlockBeyondTwoGibibytesIsDecoded) {
   const TempFolder folder;
   const FolderItem source = folder.Write("in", "222 0 <p@x>");
   std::filesystem::resize_file(folder / "in", (std::uintmax_t{1} << 31) + 1000);  // takes no room
   std::ofstream(folder / "in", std::ios::binary | std::ios::app) << "\r\n" << kHead << "\x8b";
-  EXPECT_EQ(Code::DecodeYencFile(source, folder.Item("out")), 1);
+  EXPECT_EQ(Code::DecodeYencFile(source, folder.Write("out", "older and longer")), 1);
   EXPECT_EQ(testing::ReadFile(folder / "out"), "a");
 }
 
 TEST(YencTest, FilesThatCannotBeReadOrWrittenAreReported) {
   const TempFolder folder;
-  const FolderItem good = folder.Write("good", kHead + std::string(100'000, 'x'));
+  const FolderItem good = folder.Write("good", kHead + std::string(1'000'000, 'x'));
   EXPECT_EQ(Code::DecodeYencFile(folder.Item("missing"), folder.Item("out")), -1);
   EXPECT_EQ(Code::DecodeYencFile(good, folder.Item("no such folder/out")), -1);
-  EXPECT_EQ(Code::DecodeYencFile(folder.Item(), folder.Item("out")), -1);
   {
     const testing::FullDisk full(50'000);
     EXPECT_EQ(Code::DecodeYencFile(good, folder.Item("cut")), -1);
   }
-  EXPECT_EQ(Code::DecodeYencFile(good, folder.Item("cut")), 100'000);
+  EXPECT_EQ(Code::DecodeYencFile(good, folder.Item("cut")), 1'000'000);
+  EXPECT_TRUE(testing::ReadFile(folder / "cut") == std::string(1'000'000, 'x' - 42));
   EXPECT_EQ(Code::DecodeYencFile(folder.Write("none", "plain text"), folder.Item("empty")), 0);
   EXPECT_TRUE(folder.Item("empty").Exists());
 }
