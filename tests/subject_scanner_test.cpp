@@ -2,70 +2,56 @@
 
 #include <gtest/gtest.h>
 
-#include "app/code.h"
+#include "nzb/catalogue.h"
+#include "support/window_fixture.h"
 
 namespace gravlin {
 namespace {
 
+using Types = std::vector<std::string>;
+
 // What a new store's catalogue reads as.
-const std::vector<std::string> kTypes = {"par", "par2", "avi", "bmp", "gif", "jpg", "md5", "m3u",
-                                         "m4a", "mkv",  "mp3", "mp4", "mpg", "nfo", "nzb", "p**",
-                                         "mov", "rar",  "r**", "s**", "ra",  "rm",  "sfv", "srr",
-                                         "ts",  "vob",  "wmv", "p**", "r**", "s**"};
+const Types kTypes = {"par", "par2", "avi", "bmp", "gif", "jpg", "md5", "m3u", "m4a", "mkv",
+                      "mp3", "mp4",  "mpg", "nfo", "nzb", "p**", "mov", "rar", "r**", "s**",
+                      "ra",  "rm",   "sfv", "srr", "ts",  "vob", "wmv", "p**", "r**", "s**"};
+
+void ExpectNames(const std::vector<std::pair<const char*, const char*>>& cases) {
+  for (const auto& [subject, found] : cases) {
+    const BinaryPost post = ScanSubject(subject, kTypes);
+    EXPECT_EQ(post.name + "|" + post.ext, found) << subject;
+  }
+}
 
 TEST(SubjectScanner, FindsNameAndExtension) {
-  const struct {
-    const char* subject;
-    const char* name;
-    const char* ext;
-  } cases[] = {
-      // Which extension wins.
-      {"x.par2", "x.par2", "par2"},
-      {"x.vol003+004.par2", "x.vol003+004.par2", "par2"},
-      {"x.r00", "x.r00", "rar"},
-      {"x.s01", "x.s01", "rar"},
-      {"x.p01", "x.p01", "par"},
-      {"x.part03.rar", "x.part03.rar", "rar"},
-      {"x.r2345x", "x.r2345", "rar"},
-      {"a.nfo.rar", "a.nfo", "nfo"},
-      {"x.avi.001", "x.avi", "avi"},
-      {"HOLIDAY.AVI (1/2)", "HOLIDAY.AVI", "avi"},
-      {"a.avi b.aviator", "", ""},  // only the last ".avi" is looked at
-      {"a.avi_b", "a.avi", "avi"},
-      {"a.avi)b", "", ""},
-      {"film.001", "film.001", "rar"},  // numbers are taken for a RAR series
-      {"film.001 (1/2)", "film.001", "rar"},
-      // Digits alone.
-      {"x.1", "", ""},
-      {"x.12", "x.12", "rar"},
-      {"x.1z", "x.1z", "rar"},  // the last character is not looked at
-      {"x.123", "x.123", "rar"},
-      {"abc.7z (1/2)", "", ""},
-      {"abc.7 (1/2)", "abc.7", "rar"},
-      {"abc.123 (1/2)", "abc.123", "rar"},
-      {"abc.123_b", "", ""},
-      {"v1.2 abc.345:x", "v1.2", "rar"},  // ".2" is tried before ".3"
-      {"no name here yEnc (1/2)", "", ""},
-      {"", "", ""},
-      {".", "", ""},
-      // Where the name begins.
-      {"Some - \"holiday.part03.rar\" yEnc (17/123)", "holiday.part03.rar", "rar"},
-      {"\"x y.rar\" yEnc (1/5)", "x y.rar", "rar"},
-      {"post - x y.rar\" yEnc", "x y.rar", "rar"},
-      {"Group - abc def.avi (1/5)", "abc def.avi", "avi"},
-      {"abc def.avi (1/5)", "abc def.avi", "avi"},
-      {"one abc def.avi (1/5)", "abc def.avi", "avi"},
-      {"xyz abcd.avi", "abcd.avi", "avi"},
-      {"say \"a b.avi", "a b.avi", "avi"},
-      {"\".rar\"", ".rar", "rar"},
-      {".rar", ".rar", "rar"},
-      {"[a/b] c:d.mkv", "[ab] cd.mkv", "mkv"},
-  };
-  for (const auto& c : cases) {
-    const BinaryPost post = ScanSubject(c.subject, kTypes);
-    EXPECT_EQ(post.name, c.name) << c.subject;
-    EXPECT_EQ(post.ext, c.ext) << c.subject;
-  }
+  // Which extension wins.  Of one type only the last in the subject is looked at.
+  ExpectNames({{"X.VOL3+4.PAR2 (1/2)", "X.VOL3+4.PAR2|par2"},
+               {"x.r2345x", "x.r2345|rar"},
+               {"a.nfo.rar", "a.nfo|nfo"},
+               {"x.avi.001", "x.avi|avi"},
+               {"a.avi b.aviator", "|"},
+               {"a.avi_b", "a.avi|avi"},
+               {"a.avi)b", "|"}});
+  // Digits alone are taken for a RAR series, the first digit deciding (".2" before ".3").  The last
+  // character of a subject is not looked at.
+  ExpectNames({{"film.001 (1/2)", "film.001|rar"},
+               {"x.1", "|"},
+               {"x.1z", "x.1z|rar"},
+               {"abc.7z (1/2)", "|"},
+               {"abc.123_b", "|"},
+               {"v1.2 abc.345:x", "v1.2|rar"},
+               {"no name here yEnc (1/2)", "|"}});
+  // Where the name begins.
+  ExpectNames({{"Some - \"day.part03.rar\" yEnc (17/123)", "day.part03.rar|rar"},
+               {"\"x y.rar\" yEnc (1/5)", "x y.rar|rar"},
+               {"post - x y.rar\" yEnc", "x y.rar|rar"},
+               {"one abc def.avi (1/5)", "abc def.avi|avi"},
+               {"xyz abcd.avi", "abcd.avi|avi"},
+               {".rar", ".rar|rar"},
+               {"[a/b] c:d.mkv", "[ab] cd.mkv|mkv"}});
+  EXPECT_EQ(ScanSubject("x.x01 y", {"x**"}).ext, ".x01") << "other wildcards keep dot and digits";
+  EXPECT_EQ(ScanSubject("x.001", {"avi"}).ext, "") << "the last entry decides";
+  EXPECT_EQ(ScanSubject("x.001", {}).name, "x.001");
+  EXPECT_EQ(ScanSubject("x.a**b", {"a**b"}).name, "x.a**b") << "wildcard only at the end";
 }
 
 TEST(SubjectScanner, FindsPartNumbers) {
@@ -77,11 +63,10 @@ TEST(SubjectScanner, FindsPartNumbers) {
       {"x.avi [3/4]", 3, 4},       {"x.avi [3/4] (1/2)", 1, 2},
       {"x.avi (00/12)", 0, 0},     {"x.avi (/12)", 0, 0},
       {"x.avi (a/12)", 1, 12},     {"x.avi (5/0)", 1, 1},
-      {"x.avi (5/b)", 1, 1},       {"x.avi (2007)", 1, 1},
+      {"x.avi (2007)", 1, 1},      {"x.avi (1) 2/3", 1, 1},
       {"x.avi (1", 1, 1},          {"(9/9) x.avi", 1, 1},
       {"x.avi (2/3]", 2, 3},       {"x.avi (4294967297/2)", 1, 2},
-      {"x.avi (1) 2/3", 1, 1},     {"nothing (1/2)", 0, 0},
-      {"x.avi ] (7/8", 1, 1},
+      {"x.avi ] (7/8", 1, 1},      {"nothing (1/2)", 0, 0},
   };
   for (const auto& c : cases) {
     const BinaryPost post = ScanSubject(c.subject, kTypes);
@@ -90,34 +75,12 @@ TEST(SubjectScanner, FindsPartNumbers) {
   }
 }
 
-TEST(SubjectScanner, FollowsTheCatalogue) {
-  EXPECT_EQ(ScanSubject("x.x01 y", {"x**"}).ext, ".x01") << "other wildcards keep dot and digits";
-  EXPECT_EQ(ScanSubject("x.001", {"avi"}).ext, "") << "the last entry decides";
-  EXPECT_EQ(ScanSubject("x.001", {"P**"}).ext, "par");
-  EXPECT_EQ(ScanSubject("x.001", {}).name, "x.001");
-  EXPECT_EQ(ScanSubject("x.a**b", {"a**b"}).name, "x.a**b") << "wildcard only at the end";
-  EXPECT_EQ(ScanSubject("x.AVI", {"aVi"}).ext, "avi");
-
-  Code::Types = {"xyz"};
-  Code::NeedToLoadTypes = false;
-  std::string name, ext;
-  std::int32_t part = 9, total = 9;
-  Code::ScanForBinaryPost("abcd.xyz (2/3)", name, ext, part, total);
-  EXPECT_EQ(name + "|" + ext, "abcd.xyz|xyz");
-  EXPECT_EQ(part * 10 + total, 23);
-  Code::ScanForBinaryPost("abcd.avi", name, ext, part, total);
-  EXPECT_EQ(name + "|" + ext, "|");
-  EXPECT_EQ(part + total, 0);
-  Code::Types.clear();
-}
-
 TEST(SubjectScanner, TakesAnySubject) {
   const std::string good = "A - \"x.part1.rar\" [1/2] 'y' (3/4) .r01 .7 - .s";
-  for (std::size_t length = 0; length <= good.size(); ++length) {
+  for (std::size_t length = 1; length <= good.size(); ++length) {
     std::string subject = good.substr(0, length);
-    ScanSubject(subject, kTypes);
-    for (const char c : {'\0', '.', '"', '\xFF', '/'}) {
-      if (length > 0) subject[length / 2] = c;
+    for (const char c : {subject[length / 2], '\0', '.', '"', '\xFF', '/'}) {
+      subject[length / 2] = c;
       const BinaryPost post = ScanSubject(subject, kTypes);
       EXPECT_EQ(post.name.find_first_of("\"/'"), std::string::npos);
     }
@@ -126,6 +89,36 @@ TEST(SubjectScanner, TakesAnySubject) {
   std::string long_subject;
   while (long_subject.size() < 1'000'000) long_subject += ".r.7x- \"";
   EXPECT_EQ(ScanSubject(long_subject, kTypes).name, "");
+}
+
+using Catalogue = testing::WindowTest;
+
+TEST_F(Catalogue, OrdersTheTableForTheScanner) {
+  const FolderItem there = Code::fGlobalDB;
+  Code::fGlobalDB = folder.Item("absent");
+  Code::Types = {"old"};
+  Code::NeedToLoadTypes = true;
+  Code::LoadTypes();
+  EXPECT_EQ(Code::Types, Types{"old"});
+  Code::fGlobalDB = there;
+  std::string name, ext;
+  std::int32_t part = 9, total = 9;
+  Code::ScanForBinaryPost("abcd.avi (2/3)", name, ext, part, total);
+  EXPECT_EQ(name + ext + std::to_string(part * 10 + total), "abcd.aviavi23");
+  EXPECT_FALSE(Code::NeedToLoadTypes);
+  EXPECT_EQ(Code::Types, kTypes);
+
+  Store("Insert into FileTypes (Ext) values (''), (NULL), ('PAR2'), ('a**b'), ('xyz')");
+  Code::LoadTypes();
+  ASSERT_EQ(Code::Types.size(), 34u);
+  EXPECT_EQ(Code::Types[2], "PAR2");
+  EXPECT_EQ((Types{Code::Types.begin() + 28, Code::Types.end()}),
+            (Types{"a**b", "xyz", "p**", "r**", "s**", "a**b"}));
+  EXPECT_EQ(LastBox(), "");
+  Store("Delete from FileTypes");
+  Code::LoadTypes();
+  EXPECT_TRUE(Code::Types.empty());
+  EXPECT_EQ(LastBox(), "Please add a FileType.");
 }
 
 }  // namespace
