@@ -78,7 +78,7 @@ class Files {
   ~Files() { std::filesystem::remove_all(folder_); }
   std::filesystem::path source() const { return folder_ / "in"; }
   std::filesystem::path target() const { return folder_ / "out"; }
-  static constexpr int kMegabytes = 256;
+  static constexpr int kMegabytes = 512;
 
  private:
   std::filesystem::path folder_;

@@ -113,6 +113,7 @@ void Driver::ChooseNzb() {
   }
   window_->TabPanel1.SetValue(kTabOfImport);
   desktop_.chosen = options_.nzb;
+  std::printf("%8.3f importing\n", Elapsed());
   window_->pbSelect.Push();
   Go(&Driver::AwaitImport);
 }
@@ -122,6 +123,10 @@ void Driver::AwaitImport() {
   const std::string status = window_->stStatus.Text();
   if (!status.ends_with(kImported)) {
     End("the NZB was not imported");
+    return;
+  }
+  if (options_.goal == Goal::kImported) {
+    End("");
     return;
   }
   Go(&Driver::PressStart);
@@ -194,7 +199,7 @@ void Driver::End(std::string_view reason) {
 }
 
 void Driver::ShowStatus() {
-  std::printf("%8.2f %s\n", Elapsed(), window_->stStatus.Text().c_str());
+  std::printf("%8.3f %s\n", Elapsed(), window_->stStatus.Text().c_str());
   std::fflush(stdout);
 }
 

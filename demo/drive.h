@@ -15,7 +15,7 @@ namespace gravlin {
 class Gravlin;
 
 // How far a run goes.
-enum class Goal { kDownloaded, kRepaired, kExtracted };
+enum class Goal { kImported, kDownloaded, kRepaired, kExtracted };
 
 struct DriveOptions {
   FolderItem data;  // application data of this run

@@ -17,7 +17,7 @@ Runs Gravlin's own windows unattended: fills in the server form, imports the NZB
   --user NAME               with --pass WORD, --pass-file FILE or the variable GRAVLIN_PASSWORD
   --ca FILE                 also trusts the certificates of this PEM file
   --nzb FILE                imports it first; without it, the stored queue goes on
-  --until downloaded|repaired|extracted   goes on into repair and extraction, which start by themselves
+  --until imported|downloaded|repaired|extracted   goes on into repair and extraction, which start by themselves
   --timeout SECONDS         gives up
   --screenshots FOLDER      receives pictures of the windows
 Ends with 0 only if all was done without errors, 1 if not, 2 if it was called wrongly.
@@ -63,11 +63,13 @@ std::string ReadPassword(const Values& values, std::string& password) {
 }
 
 std::string ReadGoal(const std::string& text, Goal& goal) {
-  if (text != "downloaded" && text != "repaired" && text != "extracted") {
-    return "--until is downloaded, repaired or extracted";
-  }
-  goal = text == "downloaded" ? Goal::kDownloaded
-                              : (text == "repaired" ? Goal::kRepaired : Goal::kExtracted);
+  static const std::map<std::string, Goal> kGoals = {{"imported", Goal::kImported},
+                                                     {"downloaded", Goal::kDownloaded},
+                                                     {"repaired", Goal::kRepaired},
+                                                     {"extracted", Goal::kExtracted}};
+  const auto found = kGoals.find(text);
+  if (found == kGoals.end()) return "--until is imported, downloaded, repaired or extracted";
+  goal = found->second;
   return "";
 }
 

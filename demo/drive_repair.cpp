@@ -26,7 +26,7 @@ int BadRows(const Listbox& list) {
 void Driver::NoteTool(const std::string& status) {
   if (status == tool_status_) return;
   tool_status_ = status;
-  std::printf("%8.2f %s\n", Elapsed(), status.c_str());
+  std::printf("%8.3f %s\n", Elapsed(), status.c_str());
   std::fflush(stdout);
 }
 
