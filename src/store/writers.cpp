@@ -1,5 +1,6 @@
 #include "store/writers.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -8,29 +9,34 @@
 namespace gravlin {
 namespace {
 
-constexpr int kPause = 100;  // milliseconds between two looks at what a writer waits for
+constexpr int kPause = 100;      // milliseconds between two looks at what a writer waits for
+constexpr int kPauseInLine = 2;  // and for each writer before it, while it stands in line
 
 // Returns with a connection and the right to write, however long that takes.
 std::unique_ptr<Database> WaitForStore(WriterTurn& turn) {
+  // No connection while it stands in line: articles may come faster than rows are written.
+  while (!turn.HasCome()) Thread::Sleep(std::min(kPause, kPauseInLine * turn.Before()));
   auto db = std::make_unique<Database>(Code::fGlobalDB);
   while (!db->Connect()) Thread::Sleep(kPause);
-  while (!turn.HasCome() || !Code::LockDB()) Thread::Sleep(kPause);
-  turn.Leave();
+  while (!Code::LockDB()) Thread::Sleep(kPause);
   return db;
 }
 
 // The right to write, from LockDB until it is given back or the scope is left by a failure.
 class WriteRight {
  public:
-  WriteRight() = default;
+  explicit WriteRight(WriterTurn& turn) : turn_(turn) {}
   ~WriteRight() { GiveBack(); }
   WriteRight(const WriteRight&) = delete;
   WriteRight& operator=(const WriteRight&) = delete;
   void GiveBack() {
-    if (std::exchange(held_, false)) Code::DBFree = true;
+    if (!std::exchange(held_, false)) return;
+    Code::DBFree = true;
+    turn_.Leave();
   }
 
  private:
+  WriterTurn& turn_;
   bool held_ = true;
 };
 
@@ -39,7 +45,7 @@ class WriteRight {
 void SaveData::Event_Run() {
   try {
     db = WaitForStore(turn_);
-    WriteRight right;
+    WriteRight right(turn_);
     for (const std::string& statement : sql) {
       db->SQLExecute(statement);
       Thread::Yield();
@@ -57,7 +63,7 @@ void SaveData::DoReturnCall() {}
 void InsertRecord::Event_Run() {
   try {
     db = WaitForStore(turn_);
-    WriteRight right;
+    WriteRight right(turn_);
     for (const DatabaseRecord& record : pRec) {
       db->InsertRecord(pTable, record);
       Thread::Yield();

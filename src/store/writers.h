@@ -29,6 +29,8 @@ class WriterTurn {
   WriterTurn(const WriterTurn&) = delete;
   WriterTurn& operator=(const WriterTurn&) = delete;
   bool HasCome() const { return !waiting_.empty() && waiting_.front() == number_; }
+  // Writers before it, no fewer than there are.
+  int Before() const { return static_cast<int>(number_ - waiting_.front()); }
   // The right was taken, or is not wanted any more.
   void Leave() {
     if (waits_) waiting_.erase(waiting_place_);
