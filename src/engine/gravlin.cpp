@@ -15,6 +15,7 @@ WindowStyle MainWindowStyle() {
   style.max_width = 2000;
   style.max_height = 2000;
   style.close_box = false;
+  style.quits = true;
   return style;
 }
 

@@ -57,7 +57,10 @@ class WindowFrame : public QWidget {
  protected:
   void closeEvent(QCloseEvent* event) override {
     event->ignore();
-    if (native_.style.close_box) native_.window.Close();
+    if (native_.style.quits)
+      Application::Quit();
+    else if (native_.style.close_box)
+      native_.window.Close();
   }
   void keyPressEvent(QKeyEvent* event) override {
     if (!native_.KeyPressed(event->key())) QWidget::keyPressEvent(event);

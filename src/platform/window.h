@@ -27,6 +27,7 @@ struct WindowStyle {
   Frame frame = Frame::kDocument;
   bool resizable = false;
   bool close_box = true;
+  bool quits = false;  // a window manager that wants it closed ends the program
   bool minimize_box = true;
   bool centred = true;
 };
