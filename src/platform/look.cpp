@@ -7,6 +7,9 @@
 #include <algorithm>
 #include <cmath>
 
+// A library's resources do not come by themselves; the macro works outside of namespaces only.
+static void BringInIcon() { Q_INIT_RESOURCE(gravlin); }
+
 namespace gravlin {
 namespace {
 
@@ -46,7 +49,10 @@ void SetUpLook() {
   done = true;
   QApplication::setQuitOnLastWindowClosed(false);
   QGuiApplication::setDesktopFileName("gravlin");
-  QApplication::setWindowIcon(QIcon::fromTheme("gravlin"));
+  BringInIcon();
+  QIcon icon;
+  for (const int size : {16, 32, 48, 128}) icon.addFile(QString(":/gravlin/%1.png").arg(size));
+  QApplication::setWindowIcon(QIcon::fromTheme("gravlin", icon));
   // Sizes of the controls are the design's, so they are drawn by the one style that is the same
   // everywhere.
   const QPalette palette = QApplication::palette();
