@@ -14,6 +14,7 @@
 #include "platform/failures.h"
 #include "platform/native.h"
 #include "platform/text.h"
+#include "support/test_clock.h"
 
 namespace gravlin::testing {
 namespace {
@@ -54,6 +55,7 @@ class ListboxTest : public ::testing::Test {
     QTest::mouseClick(header.viewport(), Qt::LeftButton, Qt::NoModifier, at);
   }
 
+  TestClock clock;  // no frame is waited for
   ListWindow& window = Window::New<ListWindow>();
   Listbox& list = window.List;
   QTableView& view = *static_cast<QTableView*>(list.Native().widget.data());

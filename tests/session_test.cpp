@@ -219,6 +219,21 @@ TEST_F(SessionTest, StartWithoutAnNZBKeepsItsOddEnd) {
   EXPECT_FALSE(window->pbStart.Enabled());
 }
 
+TEST_F(SessionTest, AConnectionThatTheServerEndsIsToldOnce) {
+  Post();
+  Serve();
+  Import();
+  server->On(NewsServer::kGreeting, CutAfter(2));
+  int told = 0;
+  window->News.Error = [&] { ++told; };
+  Start();
+  ASSERT_TRUE(clock.RunUntil([&] { return told > 0; }));
+  clock.Advance(5000);
+  EXPECT_EQ(told, 1);
+  EXPECT_FALSE(window->News.IsConnected());
+  EXPECT_EQ(window->News.ErrorText(), "The remote host closed the connection");
+}
+
 TEST_F(SessionTest, PortsThatDoNotFitGetAdvice) {
   Post();
   Serve();

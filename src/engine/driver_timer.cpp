@@ -58,7 +58,7 @@ void Gravlin::Tick() {
   State = "got article";
   stStatus.SetText("Article received.");
   stStatus.Refresh();
-  ArticleBody = News.ReadAll();
+  News.ReadAll(ArticleBody);
   NoteRestOfLine(ArticleBody);
   SessionBytes += static_cast<double>(ArticleBody.size());
   CurrentBytes = SessionBytes;

@@ -149,7 +149,7 @@ void Gravlin::AnswerArticle(std::string_view code) {
     // articles that took more than one event.
     stStatus.SetText("Article received.");
     stStatus.Refresh();
-    ArticleBody = News.ReadAll();
+    News.ReadAll(ArticleBody);
     NoteRestOfLine(ArticleBody);
     GotArticle();
   } else {

@@ -5,14 +5,21 @@
 #include <QKeyEvent>
 #include <QMimeData>
 #include <QMouseEvent>
+#include <QTimer>
 #include <QUrl>
 #include <algorithm>
 
+#include "platform/clock.h"
 #include "platform/controls.h"
 #include "platform/look.h"
 #include "platform/native.h"
 
 namespace gravlin {
+namespace {
+
+constexpr int kFrame = 40;  // milliseconds
+
+}  // namespace
 
 QString ToCaption(std::string_view text) { return ToQt(text).replace('&', "&&"); }
 std::string FromCaption(const QString& caption) {
@@ -65,13 +72,17 @@ void ControlNative::Place() {
 
 void ControlNative::ShowSoon() {
   if (std::exchange(show_pending, true) || !widget) return;
-  QMetaObject::invokeMethod(
-      widget,
-      [this] {
-        show_pending = false;
-        ShowNow();
-      },
-      Qt::QueuedConnection);
+  const auto show = [this] {
+    show_pending = false;
+    shown_frame = TheClock().Milliseconds() / kFrame;
+    ShowNow();
+  };
+  const std::int64_t now = TheClock().Milliseconds();
+  // A clock that is set by hand may stand still for ever.
+  if (shown_frame == now / kFrame && TheClock().RunsByItself())
+    QTimer::singleShot(static_cast<int>(kFrame - now % kFrame), widget, show);
+  else
+    QMetaObject::invokeMethod(widget, show, Qt::QueuedConnection);
 }
 
 namespace {
@@ -228,7 +239,7 @@ bool Control::HasFocus() const {
   return native_->widget->window()->focusWidget() == native_->widget;
 }
 
-void Control::Refresh() { native_->widget->update(); }
+void Control::Refresh() { native_->Refresh(); }
 
 void Control::AcceptFileDrop(std::string_view) {
   native_->drops = true;

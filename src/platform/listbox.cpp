@@ -166,6 +166,7 @@ struct Listbox::TableNative : ControlNative {
   void ShowNow() override {
     if (!held && widget->isVisible()) Table().Show();
   }
+  void Refresh() override {}  // changed rows are marked already
   // A list that cannot be seen costs nothing: its view looks at the rows when it appears.
   void Changed() {
     if (widget->isVisible()) ShowSoon();

@@ -5,6 +5,7 @@
 #include <QPointer>
 #include <QString>
 #include <QWidget>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -74,10 +75,14 @@ struct ControlNative {
   std::function<bool(int key)> key_down;
 
   void Place();
-  // A change that is shown once the event loop is free, however often it was made until then.
+  // A change that is shown once the event loop is free, however often it was made until then, and
+  // at most once in a frame: articles may come faster than anyone reads, and drawing takes as long
+  // as receiving.
   void ShowSoon();
   virtual void ShowNow() {}
+  virtual void Refresh() { widget->update(); }
   bool show_pending = false;
+  std::int64_t shown_frame = -1;
 };
 
 struct WindowNative {

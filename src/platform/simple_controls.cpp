@@ -27,6 +27,7 @@ Widget& WidgetOf(const Control& control) {
 struct ProgressNative : ControlNative {
   explicit ProgressNative(QWidget* parent) : ControlNative(new QProgressBar(parent)) {}
   void ShowNow() override { static_cast<QProgressBar*>(widget.data())->setValue(value); }
+  void Refresh() override {}  // a new value is marked already
   int value = 0;
 };
 

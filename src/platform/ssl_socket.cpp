@@ -4,12 +4,21 @@
 #include <QSslCertificate>
 #include <QSslConfiguration>
 #include <QSslSocket>
+#include <QTcpSocket>
 #include <algorithm>
 #include <utility>
 
 #include "platform/scheduler.h"
 
 namespace gravlin {
+namespace {
+
+// Bytes that a read has room for at least, so that a fast server's reply takes few of them.
+constexpr std::size_t kRoom = 256 * 1024;
+// A buffer of up to this size is kept for the next reply.
+constexpr std::size_t kKept = 8 * 1024 * 1024;
+
+}  // namespace
 
 // Each connection is a toolkit socket of its own, so that no late signal of an earlier one arrives.
 struct SSLSocket::Native {
@@ -17,51 +26,66 @@ struct SSLSocket::Native {
 
   void Start() {
     Drop();
-    buffer.clear();
-    start = 0;
+    start = end = 0;
     error.clear();
-    socket = std::make_unique<QSslSocket>();
-    QSslSocket* made = socket.get();
+    if (owner.secure_) {
+      auto secure = std::make_unique<QSslSocket>();
+      tls = secure.get();
+      QObject::connect(tls, &QSslSocket::sslErrors, tls, [this](const QList<QSslError>& errors) {
+        if (!errors.isEmpty()) error = errors.first().errorString().toStdString();
+      });
+      socket = std::move(secure);
+    } else {
+      socket = std::make_unique<QTcpSocket>();
+    }
+    QTcpSocket* made = socket.get();
     made->setProxy(QNetworkProxy::NoProxy);
-    QObject::connect(made, &QSslSocket::readyRead, made, [this] { Receive(); });
-    QObject::connect(made, &QSslSocket::connected, made,
-                     [this] { socket->setSocketOption(QAbstractSocket::LowDelayOption, 1); });
-    QObject::connect(made, &QSslSocket::sslErrors, made, [this](const QList<QSslError>& errors) {
-      if (!errors.isEmpty()) error = errors.first().errorString().toStdString();
+    QObject::connect(made, &QTcpSocket::readyRead, made, [this] {
+      // Without the toolkit's buffer a read is what finds that the other side has gone.
+      if (Receive() < 0 && !tls) Fail();
     });
-    QObject::connect(made, &QSslSocket::errorOccurred, made, [this] { Fail(); });
+    QObject::connect(made, &QTcpSocket::connected, made,
+                     [this] { socket->setSocketOption(QAbstractSocket::LowDelayOption, 1); });
+    QObject::connect(made, &QTcpSocket::errorOccurred, made, [this] { Fail(); });
     const QString host = QString::fromStdString(owner.address_);
     const quint16 port = static_cast<quint16>(owner.port_);
-    if (owner.secure_) {
-      made->setProtocol(QSsl::TlsV1_2OrLater);
-      made->setPeerVerifyMode(QSslSocket::VerifyPeer);
-      made->connectToHostEncrypted(host, port);
+    if (tls) {
+      tls->setProtocol(QSsl::TlsV1_2OrLater);
+      tls->setPeerVerifyMode(QSslSocket::VerifyPeer);
+      tls->connectToHostEncrypted(host, port);
     } else {
-      made->connectToHost(host, port);
+      // The toolkit's buffer would be one more copy of every byte.
+      made->connectToHost(host, port, QIODevice::ReadWrite | QIODevice::Unbuffered);
     }
   }
 
   bool Connected() const {
     return socket && socket->state() == QAbstractSocket::ConnectedState &&
-           (!owner.secure_ || socket->isEncrypted());
+           (!tls || tls->isEncrypted());
   }
 
-  void Receive() {
-    const qint64 available = socket->bytesAvailable();
-    if (available <= 0) return;
-    Compact();
-    const std::size_t old = buffer.size();
-    buffer.resize(old + static_cast<std::size_t>(available));
-    const qint64 got = socket->read(buffer.data() + old, available);
-    buffer.resize(old + static_cast<std::size_t>(std::max<qint64>(got, 0)));
-    Raise();
+  // What the last read gave: negative when there is no connection any more.
+  qint64 Receive() {
+    const std::size_t before = end;
+    qint64 got;
+    std::size_t room;
+    do {
+      MakeRoom();
+      room = buffer.size() - end;
+      got = socket->read(buffer.data() + end, static_cast<qint64>(room));
+      if (got > 0) end += static_cast<std::size_t>(got);
+    } while (got == static_cast<qint64>(room));
+    if (end > before) Raise();
+    return got;
   }
 
   // The space of bytes that were dropped from the front is used again once it is the greater part.
-  void Compact() {
-    if (start == 0 || start < buffer.size() / 2) return;
-    buffer.erase(0, start);
-    start = 0;
+  void MakeRoom() {
+    if (start > 0 && start >= end / 2) {
+      buffer.replace(0, end - start, buffer, start, end - start);
+      end -= std::exchange(start, 0);
+    }
+    if (buffer.size() - end < kRoom) buffer.resize(std::max(buffer.capacity(), end + kRoom));
   }
 
   void Raise() {
@@ -76,12 +100,12 @@ struct SSLSocket::Native {
 
   void Deliver(const std::weak_ptr<int>& alive) {
     raised = false;
-    if (buffer.size() == start || !owner.DataAvailable) return;
+    if (end == start || !owner.DataAvailable) return;
     in_handler = true;
     Dispatch("data available", owner.DataAvailable);
     if (alive.expired()) return;
     in_handler = false;
-    if (std::exchange(raise_again, false) && buffer.size() > start) Raise();
+    if (std::exchange(raise_again, false) && end > start) Raise();
   }
 
   void Fail() {
@@ -93,6 +117,7 @@ struct SSLSocket::Native {
 
   void Drop() {
     if (!socket) return;
+    tls = nullptr;
     socket->disconnect();
     socket->abort();
     // It may be the sender of the signal that led here.
@@ -100,9 +125,11 @@ struct SSLSocket::Native {
   }
 
   SSLSocket& owner;
-  std::unique_ptr<QSslSocket> socket;
-  std::string buffer;
-  std::size_t start = 0;  // index of the first unread byte
+  std::unique_ptr<QTcpSocket> socket;
+  QSslSocket* tls = nullptr;  // the same socket, if it is a secure one
+  std::string buffer;         // as long as there is room
+  std::size_t start = 0;      // index of the first unread byte
+  std::size_t end = 0;        // and behind the last one
   std::string error;
   bool raised = false;
   bool in_handler = false;
@@ -127,18 +154,25 @@ bool SSLSocket::Write(std::string_view bytes) {
 }
 
 std::string_view SSLSocket::Lookahead() const {
-  return std::string_view(native_->buffer).substr(native_->start);
+  return {native_->buffer.data() + native_->start, native_->end - native_->start};
 }
 
 std::string SSLSocket::ReadAll() {
-  std::string all = std::move(native_->buffer);
-  all.erase(0, std::exchange(native_->start, 0));
-  native_->buffer.clear();
+  const std::string all(Lookahead());
+  Discard(all.size());
   return all;
 }
 
+void SSLSocket::ReadAll(std::string& to) {
+  std::swap(to, native_->buffer);
+  to.resize(std::exchange(native_->end, 0));
+  to.erase(0, std::exchange(native_->start, 0));
+  if (native_->buffer.capacity() > kKept) native_->buffer = std::string();
+}
+
 void SSLSocket::Discard(std::size_t count) {
-  native_->start = std::min(native_->start + count, native_->buffer.size());
+  native_->start = std::min(native_->start + count, native_->end);
+  if (native_->start == native_->end) native_->start = native_->end = 0;
 }
 
 void SSLSocket::Disconnect() {

@@ -35,8 +35,10 @@ class SSLSocket {
   // The received and unread bytes; valid until the next call of any other operation or the next
   // event.
   std::string_view Lookahead() const;
-  // The received and unread bytes, moved out.
+  // The received and unread bytes, taken out.
   std::string ReadAll();
+  // The same without a copy: the memory of `to` serves the next reply.
+  void ReadAll(std::string& to);
   // Drops the first `count` unread bytes.
   void Discard(std::size_t count);
   // Ends the connection.  What was received stays readable.

@@ -74,6 +74,7 @@ struct LabelNative : ControlNative {
   }
   Label& Widget() { return *static_cast<Label*>(widget.data()); }
   void ShowNow() override { Widget().setText(ToLines(text)); }
+  void Refresh() override {}  // a new text is marked already
 
   std::string text;
 };
@@ -162,7 +163,7 @@ void StaticText::SetAlign(Align align) {
 
 void StaticText::SetTextColor(Color color) {
   LabelOf(*this).Widget().colour = ToQt(color);
-  Refresh();
+  native_->widget->update();
 }
 
 void StaticText::SetMultiline(bool multiline) { LabelOf(*this).Widget().setWordWrap(multiline); }
