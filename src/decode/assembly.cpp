@@ -59,12 +59,10 @@ std::vector<std::int32_t> PartNumbers(const Gravlin& window, const AssemblyJob& 
   return numbers;
 }
 
-std::string ReadPart(const FolderItem& part) {
-  const std::unique_ptr<TextInputStream> stream = part.OpenAsTextFile();
-  if (!stream) throw NilObjectException();
-  std::string text = stream->ReadAll();
-  Need(static_cast<std::int64_t>(text.size()) == part.Length(), "a part could not be read");
-  return text;
+void ReadPart(const FolderItem& part, std::string& text) {
+  LongBinaryStream stream(part, false, kWorkBlock);
+  text.resize(static_cast<std::size_t>(part.Length()));
+  Need(stream.Read(text.data(), text.size()) == text.size(), "a part could not be read");
 }
 
 // The name that the body gives, if it gives one and the file may still be named; "" otherwise.
@@ -216,8 +214,9 @@ void Gravlin::Assemble(const AssemblyJob& job) {
     LongBinaryStream joined(JoinedFile(*this, job), true, kWorkBlock);
     stStatus.SetText("Assembling: " + job.TheFilename);
     stStatus.Refresh();
+    std::string text;
     for (const std::int32_t number : PartNumbers(*this, job)) {
-      const std::string text = ReadPart(fParts.Child(PartFileNameOf(job.TheFilename, number)));
+      ReadPart(fParts.Child(PartFileNameOf(job.TheFilename, number)), text);
       if (Encoding.empty()) {
         Encoding = Code::DetermineEncoding(text);
         WriteDebug("Assemble", "Encoding for part " + Str(number) + " is: " + Encoding);

@@ -5,6 +5,7 @@
 #include <QEvent>
 #include <QMetaObject>
 #include <QObject>
+#include <QThreadPool>
 #include <QTimerEvent>
 #include <algorithm>
 #include <boost/context/fiber.hpp>
@@ -14,7 +15,8 @@
 #include <deque>
 #include <exception>
 #include <map>
-#include <thread>
+#include <memory>
+#include <semaphore>
 #include <utility>
 #include <vector>
 
@@ -32,6 +34,8 @@ using boost::context::fiber;
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr std::size_t kStackBytes = 1 << 20;
+// More than ever work at once: one offloaded call would wait for another.
+constexpr int kMostHelpers = 256;
 
 // What the address sanitizer needs to know of one switch to another stack and back.
 struct StackSwitch {
@@ -54,18 +58,30 @@ struct StackSwitch {
 #endif
 };
 
-// Notes the bounds of each stack it hands out, for the sanitizer.
+// Notes the bounds of each stack it hands out, for the sanitizer.  The last stack given back is
+// kept for the next thread, since every article starts one; not under the sanitizer, which would
+// not see the use of a stack that has ended.
 class NotedStack {
  public:
   explicit NotedStack(const void** bottom) : bottom_(bottom) {}
   boost::context::stack_context allocate() {
-    boost::context::stack_context stack = inner_.allocate();
+    boost::context::stack_context stack = std::exchange(spare, {});
+    if (!stack.sp) stack = inner_.allocate();
     *bottom_ = static_cast<const char*>(stack.sp) - kStackBytes;
     return stack;
   }
-  void deallocate(boost::context::stack_context& stack) noexcept { inner_.deallocate(stack); }
+  void deallocate(boost::context::stack_context& stack) noexcept {
+#if !defined(__SANITIZE_ADDRESS__)
+    if (!spare.sp) {
+      spare = stack;
+      return;
+    }
+#endif
+    inner_.deallocate(stack);
+  }
 
  private:
+  static inline boost::context::stack_context spare;
   boost::context::protected_fixedsize_stack inner_{kStackBytes};
   const void** bottom_;
 };
@@ -191,8 +207,8 @@ class Scheduler : public QObject {
   void OffloadFromThread(const std::function<void()>& work) {
     if (ending_) return;
     std::exception_ptr error;
-    // Joins also when the waiting thread is unwound: the work may refer to what lies on its stack.
-    std::jthread helper([this, id = current_->id, &work, &error] {
+    const auto over = std::make_shared<std::binary_semaphore>(0);
+    helpers_.start([this, id = current_->id, &work, &error, over] {
       try {
         work();
       } catch (...) {
@@ -200,9 +216,16 @@ class Scheduler : public QObject {
       }
       QMetaObject::invokeMethod(
           this, [this, id] { MakeReady(id); }, Qt::QueuedConnection);
+      over->release();
     });
-    Suspend();
-    helper.join();
+    {
+      // Also when the waiting thread is unwound: the work may refer to what lies on its stack.
+      struct Wait {
+        std::binary_semaphore& semaphore;
+        ~Wait() { semaphore.acquire(); }
+      } wait{*over};
+      Suspend();
+    }
     if (error) std::rethrow_exception(error);
   }
 
@@ -268,6 +291,7 @@ class Scheduler : public QObject {
 
   Scheduler() {
     BeginSlice();
+    helpers_.setMaxThreadCount(kMostHelpers);
     // A handler's slice begins when the loop wakes up to call it.
     if (QAbstractEventDispatcher* dispatcher = QAbstractEventDispatcher::instance())
       connect(dispatcher, &QAbstractEventDispatcher::awake, this, [this] { BeginSlice(); });
@@ -371,6 +395,7 @@ class Scheduler : public QObject {
   int thread_timer_ = 0;
   bool soon_posted_ = false;
   bool ending_ = false;
+  QThreadPool helpers_;
 };
 
 std::uint64_t CallAt(std::int64_t due, std::function<void()> action) {
