@@ -37,7 +37,9 @@ bool Gravlin::CheckFolders() {
 // What the folders say is the memory of earlier runs.
 void Gravlin::LoadFiles() {
   PartsDone = 0;
-  const auto files = db->SQLSelect("Select * from NZBFiles Order by Filename");
+  // The articles of a long set are many megabytes, and are not looked at here.
+  const auto files = db->SQLSelect(
+      "Select ID, Filename, TotalParts, ServerErrors, Groups from NZBFiles Order by Filename");
   if (!files || files->EndOfFile()) return;
   for (; !files->EndOfFile(); files->MoveNext()) {
     AddFileRow(*files);

@@ -17,6 +17,7 @@ namespace gravlin {
 namespace {
 
 constexpr int kRetryMilliseconds = 100;
+constexpr int kClockBytes = 4096;  // of the NZB file between two looks whether others wait
 
 // Passes on whole percents only when they change.
 class Progress {
@@ -66,6 +67,7 @@ void grvParse::WaitForTheStore() {
   while (!Code::LockDB()) Sleep(kRetryMilliseconds);
   lock_taken_ = true;
   db->SetDurableCommits(true);
+  db->HoldCheckpoints();
 }
 
 void grvParse::ClearLastImport() {
@@ -83,6 +85,7 @@ void grvParse::ClearLastImport() {
 bool grvParse::ReadFiles(TextInputStream& stream) {
   Progress progress(w, nzb_.Length());
   std::string line;
+  std::int64_t looked_at = 0;
   do {
     stream.ReadLine(line);
     const bool at_end = stream.EndOfFile();
@@ -105,7 +108,11 @@ bool grvParse::ReadFiles(TextInputStream& stream) {
         return false;
     }
     if (at_end && reader_.InsideGroups()) Sleep(kRetryMilliseconds);
-    Yield();
+    // Looking at the clock takes as long as reading a line.
+    if (stream.PositionB() - looked_at >= kClockBytes) {
+      looked_at = stream.PositionB();
+      Yield();
+    }
   } while (reader_.InsideFile() || !stream.EndOfFile());
   return true;
 }
@@ -156,6 +163,7 @@ void grvParse::Finish() {
   Code::DBFree = true;
   lock_taken_ = false;
   w.ImportDone(name, total_bytes_);
+  db->Checkpoint();
 }
 
 void grvParse::Tell(std::string_view message, bool bail_out) {

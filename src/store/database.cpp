@@ -12,6 +12,8 @@
 namespace gravlin {
 namespace {
 
+// Of a new store.  A file's articles fill many pages, which are written and read one by one.
+constexpr std::string_view kPageSize = "PRAGMA page_size=16384";
 constexpr int kBusyPause = 20;                         // milliseconds between two tries
 constexpr int kTriesOnMainThread = 5000 / kBusyPause;  // five seconds
 
@@ -87,6 +89,7 @@ bool Database::Open(int flags) {
     return false;
   }
   sqlite3_extended_result_codes(opened, 1);
+  Run(kPageSize);  // changes nothing in a file that has its pages already
   // A store that lies on a file system without shared memory stays in its own mode, which serves
   // too.
   Run("PRAGMA journal_mode=WAL");
@@ -104,6 +107,16 @@ void Database::Close() {
 void Database::SetDurableCommits(bool durable) {
   durable_ = durable;
   if (connection_) Run(durable ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=NORMAL");
+}
+
+void Database::HoldCheckpoints() {
+  if (connection_) sqlite3_wal_autocheckpoint(connection_.get(), 0);
+}
+
+void Database::Checkpoint() {
+  sqlite3* const raw = connection_.get();
+  // Whatever keeps it from ending, the journal holds what was committed.
+  if (raw) Thread::Offload([raw] { sqlite3_wal_checkpoint(raw, nullptr); });
 }
 
 bool Database::Fail(std::string_view message) {

@@ -111,6 +111,11 @@ class Database {
   // next checkpoint.
   void SetDurableCommits(bool durable);
 
+  // A long transaction's commit then only brings the journal to the disk; Checkpoint moves it into
+  // the file, in the background when it is called inside a cooperative thread.
+  void HoldCheckpoints();
+  void Checkpoint();
+
   // Runs one statement.  Text behind the first statement is refused, never run.  The first writing
   // statement outside a BEGIN opens a transaction, which Commit ends.  Failures only set
   // ErrorMessage.
