@@ -153,20 +153,6 @@ TEST_F(EndToEnd, ARefusedArticleIsReportedAndComesWithTheNextRun) {
   EXPECT_EQ(server_->ArticleCount(set_.Files()[0].ids[4]), 1);
 }
 
-TEST_F(EndToEnd, ACertificateThatCannotBeTrustedKeepsThePasswordAtHome) {
-  for (const Identity identity :
-       {Identity::kExpired, Identity::kWrongHost, Identity::kUnknownIssuer}) {
-    NewsServer::Options options{
-        .tls = true, .identity = identity, .user = "reader", .password = "w"};
-    Serve(options).WriteAuthority(folder_ / "ca.pem");
-    fs::remove_all(folder_ / "data");
-    Drive drive(Log(), FirstRun({"--ssl", "v3", "--user", "reader", "--pass", "w", "--ca",
-                                 (folder_ / "ca.pem").string()}));
-    EXPECT_TRUE(server_->WaitFor([&] { return server_->Ended() > 0; }));
-    EXPECT_TRUE(server_->Requests().empty()) << "identity " << static_cast<int>(identity);
-  }
-}
-
 // The run goes on by itself; a set that cannot be repaired is left, and the run ends with 1.
 TEST_F(EndToEnd, ADamagedArchiveIsRepairedAndExtractedOrLeft) {
   const std::string bytes = RandomBytes(3, 0, 300'000);

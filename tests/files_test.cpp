@@ -113,14 +113,22 @@ TEST(FolderItem, WritingNeverFollowsALinkAndNothingWaitsForAPipe) {
   for (const char* name : {"link", "dangling", "pipe"}) {
     const FolderItem item = temp.Item(name);
     EXPECT_TRUE(item.Exists());
-    EXPECT_EQ(item.CreateTextFile(), nullptr) << name;
     EXPECT_EQ(item.AppendToTextFile(), nullptr) << name;
     EXPECT_FALSE(item.CreatePrivateFile()) << name;
-    EXPECT_THROW(LongBinaryStream(item, true), NilObjectException) << name;
   }
+  EXPECT_EQ(temp.Item("pipe").CreateTextFile(), nullptr);
+  EXPECT_THROW(LongBinaryStream(temp.Item("pipe"), true), NilObjectException);
   EXPECT_EQ(temp.Item("pipe").OpenAsTextFile(), nullptr);
   EXPECT_EQ(temp.Item().OpenAsTextFile(), nullptr) << "a folder";
   EXPECT_EQ(temp.Item("link").OpenAsTextFile()->ReadAll(), "kept");
+  // A file that is to be written anew takes the place of a link of its name.
+  fs::create_hard_link(temp / "precious", temp / "hard link");
+  for (const char* name : {"link", "dangling", "hard link"}) {
+    EXPECT_TRUE(temp.Item(name).CreateTextFile()->Write("new")) << name;
+    EXPECT_EQ(ReadFile(temp / name), "new");
+    EXPECT_FALSE(fs::is_symlink(temp / name)) << name;
+  }
+  EXPECT_EQ(ReadFile(temp / "precious"), "kept");
   EXPECT_FALSE(fs::exists(temp / "made through the link"));
 }
 

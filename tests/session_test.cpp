@@ -253,23 +253,70 @@ TEST_F(SessionTest, PortsThatDoNotFitGetAdvice) {
       "Connection error. Port 119 usually requires that SSL be turned off."));
 }
 
-TEST_F(SessionTest, TLSIsCheckedAndNoPasswordLeavesBefore) {
+// Each in the status line and in the log, and no word of the log-on leaves before.
+TEST_F(SessionTest, ACertificateThatCannotBeTrustedIsToldAndKeepsThePasswordAtHome) {
+  struct Case {
+    Identity identity;
+    const char* reason;  // nullptr: trusted
+  };
+  const Case cases[] = {
+      {Identity::kExpired, "The certificate has expired"},
+      {Identity::kWrongHost, "The host name did not match any of the valid hosts"},
+      {Identity::kSelfSigned, "The certificate is self-signed, and untrusted"},
+      {Identity::kUnknownIssuer, "The issuer certificate of a locally looked up certificate"},
+      {Identity::kGood, nullptr}};
   Post();
-  NewsServer::Options options = WithLogOn();
-  options.tls = true;
-  Serve(options);
-  window->pmSSL.SetListIndex(1);
-  Settle();
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.reason ? c.reason : "good");
+    NewsServer::Options options = WithLogOn();
+    options.tls = true;
+    options.identity = c.identity;
+    Serve(options);
+    server->WriteAuthority(data / "ca.pem");
+    ASSERT_TRUE(SSLSocket::TrustCertificates(data.Item("ca.pem")));
+    window->efURL.SetText("localhost");
+    window->pmSSL.SetListIndex(1);
+    Settle();
+    Import();
+    Code::DebugOn = true;
+    Start();
+    if (!c.reason) {
+      ASSERT_TRUE(RunToEnd());
+      ExpectAllFiles();
+      break;
+    }
+    const std::string told = std::string("No secure connection to localhost: ") + c.reason;
+    ASSERT_TRUE(clock.RunUntil([&] { return window->stStatus.Text().starts_with(told); }, 10'000))
+        << window->stStatus.Text();
+    EXPECT_NE(ReadFile(data / "Gravlin/Gravlin_Debug..txt").find(c.reason), std::string::npos);
+    EXPECT_TRUE(server->Requests().empty());
+    window->Stop();
+  }
+}
+
+// Past the limit the reply is thrown away with the connection, the article is an error of the run,
+// and the run goes on with the next one.
+TEST_F(SessionTest, AReplyWithoutAnEndIsGivenUp) {
+  Post();
+  Serve();
   Import();
+  const std::string id = posted.Files()[0].ids[1];
+  server->On("ARTICLE <" + id, [](Reply reply) {
+    reply.bytes = "220 0 article\r\n" + std::string(SSLSocket::kReceiveLimit + 1000, 'x');
+    reply.then = Reply::Then::kStall;
+    return reply;
+  });
   Start();
-  // The authority is not trusted yet.
-  ASSERT_TRUE(clock.RunUntil([&] { return !window->News.ErrorText().empty(); }));
-  EXPECT_TRUE(server->Requests().empty());
-  window->Stop();
-  server->WriteAuthority(data / "ca.pem");
-  ASSERT_TRUE(SSLSocket::TrustCertificates(data.Item("ca.pem")));
-  window->efURL.SetText("localhost");
-  Settle();
+  ASSERT_TRUE(clock.RunUntil([&] { return window->TotalErrors == 1; }, 50'000));
+  EXPECT_LT(window->News.Lookahead().size(), 1000u);
+  ASSERT_TRUE(RunToEnd());
+  EXPECT_EQ(server->Connections(), 2);
+  EXPECT_EQ(server->ArticleCount(id), 1);
+  EXPECT_EQ(Cell(0, ListColumn::kMessage),
+            "Last error: Reply thrown away: more than 64 MiB came without an end.");
+  EXPECT_EQ(Cell(1, ListColumn::kDone), "Yes");
+  // The next Start asks for it again.
+  server->ClearRules();
   Start();
   ASSERT_TRUE(RunToEnd());
   ExpectAllFiles();

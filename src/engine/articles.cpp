@@ -58,7 +58,7 @@ void Gravlin::GetArticle() {
     MessageID = Mid(entry, second + 1, 999999);
     part_name = PartName(PartNo);
     const FolderItem part = fParts.Child(part_name);
-    taken = !part.IsNil() && WantsArticle(part);
+    taken = !part.IsNil() && !endless_.contains(MessageID) && WantsArticle(part);
     if (!taken) Thread::Yield();
   }
   if (!taken) {

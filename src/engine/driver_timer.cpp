@@ -51,6 +51,10 @@ void Gravlin::Tick() {
     return;
   }
   if (Assembling || Decoding) return;
+  if (News.Overflowed()) {
+    GiveUpEndlessReply();
+    return;
+  }
   if (WatchSilence()) return;
   if (State != "receiving article") return;
   ShowArticleProgress();
@@ -85,6 +89,21 @@ bool Gravlin::WatchSilence() {
   WriteDebug("TheTimer", "Calling Reconnect");
   Reconnect();
   return true;
+}
+
+// The article counts as an error, and this run asks for it no more: the server would answer in the
+// same way again and again.
+void Gravlin::GiveUpEndlessReply() {
+  const std::string text = "Reply thrown away: " + News.ErrorText() + ".";
+  stStatus.SetText(text);
+  WriteDebug("TheTimer", text);
+  if (State == "sent article" || State == "receiving article") {
+    endless_.insert(MessageID);
+    RecordError(text);
+    ++PartsDone;
+    UpdateBar1();
+  }
+  Reconnect();
 }
 
 void Gravlin::ShowArticleProgress() {

@@ -24,6 +24,7 @@ WindowStyle MainWindowStyle() {
 Gravlin::Gravlin() : Window(MainWindowStyle()), WizardControls(static_cast<Window&>(*this)) {
   News.DataAvailable = [this] { News_DataAvailable(); };
   News.Error = [this] { News_Error(); };
+  News.Overflow = [this] { TheTimer.FireSoon(); };
   NewsTest.DataAvailable = [this] { NewsTest_DataAvailable(); };
   TheTimer.SetPeriod(1000);
   TheTimer.Action = [this] { TheTimer_Action(); };

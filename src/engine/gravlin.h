@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -202,14 +203,16 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   std::string ScanPartsFolder();
   void Tick();
   bool WatchSilence();
+  void GiveUpEndlessReply();
   void ShowArticleProgress();
   void NoteRestOfLine(std::string_view consumed);
   void DropRestOfLine();
 
-  PartsOnDisk parts_on_disk_;  // of the current file
-  int engine_depth_ = 0;       // engine steps that are under way, one inside the other
-  bool data_waiting_ = false;  // data came during an engine step
-  bool logged_on_ = false;     // the log-on of this connection is through
+  PartsOnDisk parts_on_disk_;      // of the current file
+  std::set<std::string> endless_;  // articles of this run whose reply had no end
+  int engine_depth_ = 0;           // engine steps that are under way, one inside the other
+  bool data_waiting_ = false;      // data came during an engine step
+  bool logged_on_ = false;         // the log-on of this connection is through
   int next_file_requests_ = 0;
   bool walking_queue_ = false;
   char rest_of_line_ =

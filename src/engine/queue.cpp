@@ -27,6 +27,7 @@ void Gravlin::pbStart_Action() {
   SessionStartTick = Ticks();
   SessionBytes = 0;
   TotalErrors = 0;
+  endless_.clear();
   if (!FirstStartDone) {
     FirstStartDone = true;
     OverallStartTick = Ticks();

@@ -161,6 +161,8 @@ void Gravlin::AnswerArticle(std::string_view code) {
 void Gravlin::News_Error() {
   WriteDebug("News.Error", News.ErrorText());
   if (News.IsConnected()) return;
+  if (News.HandshakeFailed())
+    stStatus.SetText("No secure connection to " + TheServerURL + ": " + News.ErrorText());
   if (TheSSLSetting == 999 && TheServerPort == 563)
     MsgBox(
         "Connection error. Port 563 usually requires that SSL be turned on. Check with your "

@@ -67,6 +67,10 @@ bool CopyBytes(int from, int to) {
 FileHandle OpenForReading(const std::string& path) { return OpenRegular(path, O_RDONLY, 0); }
 
 FileHandle OpenForWriting(const std::string& path, int flags, unsigned mode) {
+  struct stat about {};
+  const bool anew = (flags & O_TRUNC) && lstat(path.c_str(), &about) == 0;
+  if (anew && (S_ISLNK(about.st_mode) || (S_ISREG(about.st_mode) && about.st_nlink > 1)))
+    unlink(path.c_str());
   return OpenRegular(path, O_WRONLY | O_NOFOLLOW | flags, mode);
 }
 

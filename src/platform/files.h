@@ -13,7 +13,9 @@ namespace gravlin::files {
 FileHandle OpenForReading(const std::string& path);
 
 // A regular file opened for writing with O_CREAT, O_TRUNC, O_EXCL or O_APPEND in `flags`.  A
-// symbolic link is never followed: it could lead a download over a file of the user's.
+// symbolic link is never followed: it could lead a download over a file of the user's.  With
+// O_TRUNC a link, symbolic or hard, gives its name up to a new file, so that a planted one stops
+// nothing.
 FileHandle OpenForWriting(const std::string& path, int flags, unsigned mode = 0666);
 
 // Bytes read, fewer than `size` only at the end of the file or after a failure, which sets

@@ -28,12 +28,14 @@ struct SSLSocket::Native {
     Drop();
     start = end = 0;
     error.clear();
+    reached = secured = overflowed = false;
     if (owner.secure_) {
       auto secure = std::make_unique<QSslSocket>();
       tls = secure.get();
       QObject::connect(tls, &QSslSocket::sslErrors, tls, [this](const QList<QSslError>& errors) {
         if (!errors.isEmpty()) error = errors.first().errorString().toStdString();
       });
+      QObject::connect(tls, &QSslSocket::encrypted, tls, [this] { secured = true; });
       socket = std::move(secure);
     } else {
       socket = std::make_unique<QTcpSocket>();
@@ -44,8 +46,10 @@ struct SSLSocket::Native {
       // Without the toolkit's buffer a read is what finds that the other side has gone.
       if (Receive() < 0 && !tls) Fail();
     });
-    QObject::connect(made, &QTcpSocket::connected, made,
-                     [this] { socket->setSocketOption(QAbstractSocket::LowDelayOption, 1); });
+    QObject::connect(made, &QTcpSocket::connected, made, [this] {
+      reached = true;
+      socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    });
     QObject::connect(made, &QTcpSocket::errorOccurred, made, [this] { Fail(); });
     const QString host = QString::fromStdString(owner.address_);
     const quint16 port = static_cast<quint16>(owner.port_);
@@ -74,6 +78,10 @@ struct SSLSocket::Native {
       room = buffer.size() - end;
       got = socket->read(buffer.data() + end, static_cast<qint64>(room));
       if (got > 0) end += static_cast<std::size_t>(got);
+      if (end - start > kReceiveLimit) {
+        GiveUp();
+        return 0;
+      }
     } while (got == static_cast<qint64>(room));
     if (end > before) Raise();
     return got;
@@ -115,6 +123,18 @@ struct SSLSocket::Native {
     });
   }
 
+  // An endless reply must not take the memory of the machine.
+  void GiveUp() {
+    Drop();
+    buffer = std::string();
+    start = end = 0;
+    overflowed = true;
+    error = "more than " + std::to_string(kReceiveLimit >> 20) + " MiB came without an end";
+    CallSoon([alive = std::weak_ptr<int>(life), this] {
+      if (!alive.expired() && owner.Overflow) Dispatch("socket overflow", owner.Overflow);
+    });
+  }
+
   void Drop() {
     if (!socket) return;
     tls = nullptr;
@@ -131,6 +151,9 @@ struct SSLSocket::Native {
   std::size_t start = 0;      // index of the first unread byte
   std::size_t end = 0;        // and behind the last one
   std::string error;
+  bool reached = false;     // the peer took the connection
+  bool secured = false;     // and the handshake was done
+  bool overflowed = false;  // kReceiveLimit was passed
   bool raised = false;
   bool in_handler = false;
   bool raise_again = false;
@@ -187,6 +210,12 @@ void SSLSocket::RaiseDataAvailable() {
 }
 
 const std::string& SSLSocket::ErrorText() const { return native_->error; }
+
+bool SSLSocket::HandshakeFailed() const {
+  return secure_ && native_->reached && !native_->secured && !native_->error.empty();
+}
+
+bool SSLSocket::Overflowed() const { return native_->overflowed; }
 
 bool SSLSocket::TrustCertificates(const FolderItem& file) {
   const QList<QSslCertificate> found =

@@ -50,11 +50,21 @@ class SSLSocket {
 
   // What ended the connection or kept it from being made, in words; empty if nothing did.
   const std::string& ErrorText() const;
+  // The connection was made, and TLS then refused it: a certificate that cannot be trusted, or a
+  // peer that speaks no TLS.  Nothing was sent on it.
+  bool HandshakeFailed() const;
+
+  // The most unread bytes that are kept.  Beyond it they are thrown away with the connection.
+  static constexpr std::size_t kReceiveLimit = std::size_t{64} << 20;
+  // That has happened since Connect.
+  bool Overflowed() const;
 
   // Raised from the event loop, at most one pending.  An event that comes while a handler lets
   // events run is raised when the handler has ended.
   std::function<void()> DataAvailable;
   std::function<void()> Error;
+  // Raised after the connection was dropped for kReceiveLimit.
+  std::function<void()> Overflow;
 
   // Adds the certificates of a PEM file to those that this run trusts.  False if it holds none.
   static bool TrustCertificates(const FolderItem& file);

@@ -79,7 +79,10 @@ std::string Pem(X509* certificate) {
 }  // namespace
 
 Certificates::Certificates(Identity identity) {
-  const Terms authority_terms{"Gravlin test authority", nullptr, -kDay, 30 * kDay};
+  // A name of its own for each, since a client may come to trust several.
+  static int authorities = 0;
+  const std::string name = "Gravlin test authority " + std::to_string(++authorities);
+  const Terms authority_terms{name.c_str(), nullptr, -kDay, 30 * kDay};
   Key authority_key(EVP_EC_gen("P-256"));
   Certificate authority = Issue(authority_terms, authority_key.get(), nullptr, authority_key.get());
   authority_pem_ = Pem(authority.get());
@@ -90,9 +93,12 @@ Certificates::Certificates(Identity identity) {
   }
   Terms terms{"localhost", "DNS:localhost,IP:127.0.0.1", -2 * kDay, 30 * kDay};
   if (identity == Identity::kExpired) terms.until = -kDay;
-  if (identity == Identity::kWrongHost) terms.alternatives = "DNS:elsewhere.example";
+  if (identity == Identity::kWrongHost)
+    terms.name = "elsewhere.example", terms.alternatives = "DNS:elsewhere.example";
   Key key(EVP_EC_gen("P-256"));
-  Certificate certificate = Issue(terms, key.get(), authority.get(), authority_key.get());
+  const bool self_signed = identity == Identity::kSelfSigned;
+  Certificate certificate = Issue(terms, key.get(), self_signed ? nullptr : authority.get(),
+                                  self_signed ? key.get() : authority_key.get());
 
   context_.reset(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
   SSL_CTX_set_min_proto_version(context_.get(), TLS1_2_VERSION);

@@ -13,6 +13,7 @@ enum class Identity {
   kGood,           // localhost and 127.0.0.1, issued by the authority that is handed out
   kExpired,        // ran out yesterday
   kWrongHost,      // issued for another host
+  kSelfSigned,     // issued by itself
   kUnknownIssuer,  // issued by an authority other than the one handed out
 };
 
