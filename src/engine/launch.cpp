@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "app/code.h"
+#include "decode/part_files.h"
 #include "engine/gravlin.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
@@ -90,9 +91,9 @@ std::string Gravlin::ScanPartsFolder() {
   std::string complete;
   for (const std::string& name : fParts.ChildNames()) {
     Thread::Yield();
-    const int length = Len(name);
-    if (length < 12 || name.compare(length - 11, 2, "-p") != 0) continue;
-    const int row = List.FindRow(gravlin::Left(name, length - 11));
+    const std::string_view filename = FilenameOfPart(name);
+    if (filename.empty()) continue;
+    const int row = List.FindRow(filename);
     if (row < 0 || SameText(List.Cell(row, ListColumn::kDone), "Yes")) continue;
     if (fParts.Child(name).Length() == 0) continue;  // left behind by a crash: counts as absent
     const std::string present = Str(ToInt32(Val(List.Cell(row, ListColumn::kPartsPresent))) + 1);

@@ -205,12 +205,16 @@ std::string Listbox::ColumnWidths() const {
   return joined;
 }
 
-void Listbox::SetColumnWidths(std::string_view widths) {
-  const std::vector<std::string> given = Split(widths, ",");
-  Table().Table().shared = false;
-  const std::size_t count = std::min(given.size(), model_.widths.size());
+void ReadColumnWidths(std::string_view text, std::vector<int>& widths) {
+  const std::vector<std::string> given = Split(text, ",");
+  const std::size_t count = std::min(given.size(), widths.size());
   for (std::size_t column = 0; column < count; ++column)
-    model_.widths[column] = std::clamp(ToInt32(Val(Trim(given[column]))), 0, 10000);
+    widths[column] = std::clamp(ToInt32(Val(Trim(given[column]))), 0, 10000);
+}
+
+void Listbox::SetColumnWidths(std::string_view widths) {
+  Table().Table().shared = false;
+  ReadColumnWidths(widths, model_.widths);
   Table().Table().PlaceColumns();
 }
 

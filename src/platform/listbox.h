@@ -16,6 +16,10 @@ struct CellPaint {
   bool text_color_set = false;
 };
 
+// Reads pixels joined by "," into as many of `widths` as are given.  What is no number counts as 0,
+// and none is below 0 or above 10,000.
+void ReadColumnWidths(std::string_view text, std::vector<int>& widths);
+
 class Listbox : public Control {
  public:
   // The hidden tag column that every row has beside the visible ones.
@@ -27,8 +31,7 @@ class Listbox : public Control {
   int ColumnCount() const;
   // Each heading is followed by a tab; the last tab may be missing.
   void SetHeading(std::string_view tab_separated);
-  // Pixels joined by ","; more or fewer than there are columns is allowed.  What is no number
-  // counts as 0.
+  // Pixels joined by ","; more or fewer than there are columns is allowed; see ReadColumnWidths.
   std::string ColumnWidths() const;
   void SetColumnWidths(std::string_view widths);
   void SetColumnAlign(int column, Align align);

@@ -62,10 +62,19 @@ void GetMessage::Web_ReceiveProgress(std::int64_t bytes) {
   efMessage.AppendText(Code::CRLF + Str(bytes));
 }
 
-void GetMessage::Web_PageReceived(const std::string& content) {
+VendorMessage ReadVendorMessage(std::string_view content) {
   const std::string page = ReplaceAll(content, "\n", "\r");
   const std::vector<std::string> lines = Split(page, "\r");
-  const std::int32_t id = lines.empty() ? 0 : ToInt32(Val(lines[0]));
+  VendorMessage message;
+  if (!lines.empty()) message.id = ToInt32(Val(lines[0]));
+  if (lines.size() > 1) message.url = lines[1];
+  // Behind the two lines, each with one character for its end, and the number as it reads.
+  message.text = Mid(page, Len(Str(message.id)) + Len(message.url) + 3);
+  return message;
+}
+
+void GetMessage::Web_PageReceived(const std::string& content) {
+  const auto [id, url, text] = ReadVendorMessage(content);
   if (id <= Code::ArdentisMessageID && !GetMsgAgain) {
     Close();
     return;
@@ -73,9 +82,8 @@ void GetMessage::Web_PageReceived(const std::string& content) {
   Code::ArdentisMessageID = id;
   Code::SaveToDB({"Update Settings Set LastMessageID=" + Str(id)}, "none");
   if (Code::FirstRun && !GetMsgAgain) return;
-  URL = lines.size() > 1 ? lines[1] : std::string();
-  // Behind the two lines, each with one character for its end.
-  efMessage.SetText(Mid(page, Len(Str(id)) + Len(URL) + 3));
+  URL = url;
+  efMessage.SetText(text);
   Show();
   pbGo.SetEnabled(true);
   pbGo.SetFocus();

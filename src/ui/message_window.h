@@ -12,6 +12,14 @@
 
 namespace gravlin {
 
+// The message file: a number, a web page, and behind their two lines the text, whose lines come out
+// ending in CR.  Each CR and each LF ends a line: a file with CR LF has an empty web page.
+struct VendorMessage {
+  std::int32_t id = 0;
+  std::string url, text;
+};
+VendorMessage ReadVendorMessage(std::string_view content);
+
 class GetMessage : public Window {
  public:
   GetMessage();
