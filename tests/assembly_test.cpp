@@ -163,11 +163,13 @@ TEST_F(AssemblyTest, AMissingPartLeavesAGap) {
 TEST_F(AssemblyTest, TheNameInTheBodyWinsUnlessItIsTakenOnDisk) {
   Choose("taken.bin");
   folder.Write("Downloads/older.bin", "older");
+  folder.Write("Downloads/again.bin", "bytes");  // named by a run that ended before the store knew
   const std::string cases[][3] = {
       // the name of the NZB, the name in the body, the name on disk
       {"same.bin", "SAME.BIN", "same.bin"},        {"plain1.bin", "real one.bin", "real one.bin"},
       {"plain2.bin", "../e'vil|.bin", "evil.bin"}, {"plain3.bin", "taken.bin", ""},
       {"plain4.bin", "|", "plain4.bin"},           {"plain5.bin", "older.bin", "plain5.bin"},
+      {"plain6.bin", "again.bin", "again.bin"},
   };
   for (const auto& [name, in_body, on_disk] : cases) {
     Choose(name);
@@ -186,7 +188,7 @@ TEST_F(AssemblyTest, TheNameInTheBodyWinsUnlessItIsTakenOnDisk) {
     EXPECT_EQ(stored->Field("Filename").StringValue(), shown);
   }
   EXPECT_EQ(ReadFile(folder / "Downloads/older.bin"), "older");
-  EXPECT_EQ(Names("Downloads").size(), 7u);
+  EXPECT_EQ(Names("Downloads").size(), 8u);
 }
 
 TEST_F(AssemblyTest, AFailureLosesNoPartAndLeavesNoHalfFile) {

@@ -16,6 +16,7 @@
 
 #include "support/news_server.h"
 #include "support/posted_set.h"
+#include "support/power_cut.h"
 #include "support/rar_writer.h"
 #include "support/temp_folder.h"
 
@@ -39,18 +40,25 @@ PostedSet SmallSet() {
 // One run of gravlin-drive; its output goes to a file.
 class Drive {
  public:
-  Drive(const fs::path& output, std::vector<std::string> words) {
+  // `more` is added to the environment.
+  Drive(const fs::path& output, std::vector<std::string> words,
+        std::vector<std::string> more = {}) {
     words.insert(words.begin(), GRAVLIN_DRIVE_PATH);
     words.insert(words.end(), {"--timeout", "120"});
     std::vector<char*> arguments;
     for (std::string& word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);
+    std::vector<char*> environment;
+    for (char** variable = environ; *variable; ++variable) environment.push_back(*variable);
+    for (std::string& variable : more) environment.push_back(variable.data());
+    environment.push_back(nullptr);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
                                      0600);
     posix_spawn_file_actions_adddup2(&actions, 1, 2);
-    EXPECT_EQ(posix_spawn(&process_, arguments[0], &actions, nullptr, arguments.data(), environ),
+    EXPECT_EQ(posix_spawn(&process_, arguments[0], &actions, nullptr, arguments.data(),
+                          environment.data()),
               0);
     posix_spawn_file_actions_destroy(&actions);
   }
@@ -237,6 +245,34 @@ TEST_P(KilledRun, IsTakenUpByTheNextOne) {
       const int again = server.ArticleCount(file.ids[i]) - asked_before[file.ids[i]];
       EXPECT_EQ(again, had_it ? 0 : 1) << file.name << part;
     }
+  }
+}
+
+// What was not flushed is gone, cut off or full of holes; none of it is taken for a part, and no
+// file that Downloads names is half a one.
+TEST_F(EndToEnd, APowerCutCostsTimeAlone) {
+  NewsServer& server = Serve();
+  for (std::uint64_t seed = 1; seed <= 6; ++seed) {
+    SCOPED_TRACE(seed);
+    fs::remove_all(folder_ / "data");
+    fs::create_directory(folder_ / "data");
+    server.ClearRules();
+    const int first = static_cast<int>(server.Requests().size());
+    std::atomic<int> reached = 0;
+    server.OnRequest([&](const std::string&, int number) {
+      if (number != first + 5 + static_cast<int>(seed) * 3) return;
+      server.On("", StallAfter(100), 1);
+      reached = 1;
+    });
+    {
+      Drive drive(Log(), FirstRun(),
+                  NotePowerCut(folder_ / "data", folder_ / "journal", GRAVLIN_POWER_CUT_PRELOAD));
+      ASSERT_TRUE(server.WaitFor([&] { return reached && server.Held() == 1; })) << ReadFile(Log());
+    }
+    server.OnRequest(nullptr);
+    EXPECT_GT(CutPower(folder_ / "data", folder_ / "journal", seed), 0);
+    EXPECT_EQ(Run(FirstRun()), 0) << ReadFile(Log());
+    ExpectEveryFile();
   }
 }
 

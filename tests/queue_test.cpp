@@ -33,9 +33,13 @@ TEST_F(QueueTest, ALaunchCountsWhatLiesOnDisk) {
   LeavePart(0, 2);
   LeavePart(1, 1);
   std::ofstream(Parts() / "b.rar-p00002.txt");  // empty: a crash left it
-  std::ofstream(Parts() / "nzb_temp.txt") << "half";
+  // What a kill leaves: temporary files, and what belongs to a file that is finished.
+  for (const char* left : {"nzb_temp.txt", "nzb_temp.rar", "c.rar.txt", "c.rar-p00003.txt"})
+    std::ofstream(Parts() / left) << "half";
+  std::ofstream(Parts() / "nzb_temp.rar-p00001.txt") << "of a file with an odd name";
   std::ofstream(Downloads() / "c.rar") << "there";
   Launch();
+  EXPECT_EQ(window->fParts.Count(), 4);
   EXPECT_EQ(Cell(0, ListColumn::kPartsPresent), "1");
   EXPECT_EQ(Cell(1, ListColumn::kPartsPresent), "1");
   EXPECT_EQ(Cell(2, ListColumn::kDone), "Yes");
@@ -51,6 +55,43 @@ TEST_F(QueueTest, ALaunchCountsWhatLiesOnDisk) {
   EXPECT_EQ(server->ArticleCount(posted.Files()[2].ids[0]), 0);
   EXPECT_EQ(Cell(2, ListColumn::kMessage), "File present in Downloads folder.");
   EXPECT_TRUE(ReadFile(Downloads() / "b.rar") == posted.Files()[1].read(0, 6000));
+}
+
+// Parts that are newer than the last flush are looked at; the others are taken as they are.
+TEST_F(QueueTest, WhatAPowerCutDamagedIsNoPart) {
+  posted.Add("a.rar", 10 * 9000, 9000);
+  Serve();
+  Import();
+  const auto part = [this](int number) {
+    return Parts() / ("a.rar-p0000" + std::to_string(number) + ".txt");
+  };
+  for (int number = 1; number <= 5; ++number) LeavePart(0, number);
+  using std::filesystem::resize_file;
+  resize_file(part(2), 500);
+  resize_file(part(3), 8'000), resize_file(part(3), 9'300);
+  std::fstream(part(4)).seekp(4096).write(std::string(512, '\0').data(), 512);
+  resize_file(part(5), 500);
+  const auto now = std::filesystem::last_write_time(part(1));
+  std::filesystem::last_write_time(part(5), now - std::chrono::seconds(30));
+  std::ofstream(data / "Gravlin/Parts.flushed");
+  std::filesystem::last_write_time(data / "Gravlin/Parts.flushed", now - std::chrono::seconds(20));
+  Launch();
+  EXPECT_EQ(Cell(0, ListColumn::kPartsPresent), "2");
+  EXPECT_TRUE(std::filesystem::exists(part(1)) && std::filesystem::exists(part(5)));
+}
+
+TEST_F(QueueTest, TheMarkTellsUpToWhenPartsAreOnTheDisk) {
+  PostThree();
+  Serve();
+  Import();
+  const std::filesystem::path mark = data / "Gravlin/Parts.flushed";
+  std::ofstream{mark};
+  const auto before = std::filesystem::last_write_time(mark) - std::chrono::hours(1);
+  std::filesystem::last_write_time(mark, before);
+  Launch();
+  Start();
+  ASSERT_TRUE(RunToEnd());
+  EXPECT_GT(std::filesystem::last_write_time(mark), before);
 }
 
 // Whether the file that was complete at launch has been assembled before Start, or not yet: no file

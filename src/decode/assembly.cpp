@@ -11,9 +11,9 @@
 #include "decode/decode_file.h"
 #include "decode/encodings.h"
 #include "decode/grv_concat.h"
-#include "decode/part_files.h"
 #include "engine/active_files.h"
 #include "engine/gravlin.h"
+#include "engine/part_files.h"
 #include "nzb/names.h"
 #include "platform/failures.h"
 #include "platform/streams.h"
@@ -145,16 +145,30 @@ void DeleteParts(Gravlin& window, const AssemblyJob& job) {
   }
 }
 
+// A run that was cut off between the new name on the disk and the same in the store has the file
+// fetched again.  Then the one that is there stays, and this copy goes.
+bool IsThereAlready(Gravlin& window, std::string_view name) {
+  const FolderItem there = window.fDownloads.Child(name);
+  if (there.IsNil()) return false;
+  bool same = false;
+  Thread::Offload([&same, there, copy = window.fTemp] { same = SameBytes(there, copy); });
+  if (!same || !window.fTemp.Delete()) return false;
+  window.fTemp = there;
+  return true;
+}
+
 // The file gets the name that its poster gave it.  The store follows, so that a later run finds the
 // file; the queue goes on only then, or a power cut during the next file would bring this one down
 // again under its other name.
 void RenameToNameInBody(Gravlin& window, const AssemblyJob& job) {
   const std::string& name = window.RealFilename;
   if (name.empty() || SameText(name, job.TheFilename)) return;
-  if (!window.fTemp.SetName(name)) {
+  if (!window.fTemp.SetName(name) && !IsThereAlready(window, name)) {
     window.WriteDebug("Gravlin.Decode", "Could not rename " + job.TheFilename + " to " + name);
     return;
   }
+  // In this order, so that the store never names a file that the folder does not.
+  Thread::Offload([folder = window.fDownloads] { folder.Flush(); });
   window.WriteDebug("Gravlin.Decode",
                     "Renamed: " + job.TheFilename + " to filename found in body: " + name);
   Code::SaveToDB(

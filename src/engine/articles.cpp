@@ -3,6 +3,7 @@
 #include "app/code.h"
 #include "engine/active_files.h"
 #include "engine/gravlin.h"
+#include "engine/part_files.h"
 #include "platform/failures.h"
 #include "platform/streams.h"
 #include "platform/text.h"
@@ -32,7 +33,7 @@ void UndoDotStuffing(std::string& article) {
 }  // namespace
 
 std::string Gravlin::PartName(std::int32_t number) const {
-  return TheFilename + "-p" + Format(number, "00000") + ".txt";
+  return PartFileNameOf(TheFilename, number);
 }
 
 void Gravlin::GetNextArticle() {
@@ -145,6 +146,7 @@ bool Gravlin::PartsComplete() {
 // The part gets its name only when every byte has been taken, so that a file with a part's name is
 // a whole article.
 bool Gravlin::SavePart() {
+  part_flush_.BeforePart();
   FolderItem scratch = fParts.Child("nzb_temp.txt");
   try {
     LongBinaryStream stream(scratch, true, 4096);
@@ -155,7 +157,9 @@ bool Gravlin::SavePart() {
   }
   const FolderItem empty_part = fParts.Child(PartFileName);
   if (empty_part.Exists() && empty_part.Length() == 0) empty_part.Delete();
-  return scratch.SetName(PartFileName);
+  if (!scratch.SetName(PartFileName)) return false;
+  part_flush_.PartSaved(PartFileName);
+  return true;
 }
 
 // The article counts as an error and is asked for again in a later run.

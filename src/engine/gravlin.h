@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/part_flush.h"
 #include "engine/parts_on_disk.h"
 #include "engine/wizard_controls.h"
 #include "nzb/import_window.h"
@@ -77,6 +78,9 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   void InitNZBFile();
   void Finish();
   void LoadSettings();
+  // Clears the Parts folder of what a killed run has left: temporary files, and what belongs to
+  // files that lie finished in Downloads.  Only for the launch, when nothing is being assembled.
+  void RemoveLeftovers();
   // Finds or makes the Parts and the Downloads folder; false if one has no reference.
   bool CheckFolders();
   void SaveSize();
@@ -208,6 +212,7 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   void NoteRestOfLine(std::string_view consumed);
   void DropRestOfLine();
 
+  PartFlush part_flush_;
   PartsOnDisk parts_on_disk_;      // of the current file
   std::set<std::string> endless_;  // articles of this run whose reply had no end
   int engine_depth_ = 0;           // engine steps that are under way, one inside the other

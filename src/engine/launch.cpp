@@ -1,8 +1,8 @@
 #include <algorithm>
 
 #include "app/code.h"
-#include "decode/part_files.h"
 #include "engine/gravlin.h"
+#include "engine/part_files.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
 #include "platform/thread.h"
@@ -32,7 +32,9 @@ bool Gravlin::CheckFolders() {
     if (!folder.Exists()) folder.CreateAsFolder();
     return true;
   };
-  return find_or_make("Parts", fParts) && find_or_make("Downloads", fDownloads);
+  if (!find_or_make("Parts", fParts) || !find_or_make("Downloads", fDownloads)) return false;
+  part_flush_.Use(fParts);
+  return true;
 }
 
 // What the folders say is the memory of earlier runs.
@@ -65,6 +67,19 @@ void Gravlin::LoadFiles() {
   for (const std::string& entry : Split(file->Field("Parts").StringValue(), ","))
     LargestPartNo = std::max(LargestPartNo, ToInt32(Val(entry)));
   StartConcat();
+}
+
+void Gravlin::RemoveLeftovers() {
+  const auto is_finished = [this](std::string_view filename) {
+    const int row = filename.empty() ? -1 : List.FindRow(filename);
+    return row >= 0 && SameText(List.Cell(row, ListColumn::kDone), "Yes");
+  };
+  for (const std::string& name : fParts.ChildNames()) {
+    const std::string_view filename = FilenameOfPart(name);
+    const bool temporary = filename.empty() && name.starts_with("nzb_temp.");
+    const bool joined = name.ends_with(".txt") && is_finished(gravlin::Left(name, Len(name) - 4));
+    if (temporary || joined || is_finished(filename)) fParts.Child(name).Delete();
+  }
 }
 
 void Gravlin::AddFileRow(const RecordSet& row) {

@@ -59,6 +59,10 @@ bool MakeFolder(const std::string& path, unsigned mode) {
 FolderItem home_override;
 FolderItem programs_override;
 
+constexpr std::int64_t kSecond = 1'000'000'000;
+
+std::int64_t Nanoseconds(const timespec& time) { return time.tv_sec * kSecond + time.tv_nsec; }
+
 }  // namespace
 
 FolderItem FolderItem::FromPath(std::string_view path) {
@@ -135,6 +139,24 @@ std::int64_t FolderItem::Length() const {
   struct stat about {};
   if (stat(NativePath().c_str(), &about) != 0 || S_ISDIR(about.st_mode)) return 0;
   return about.st_size;
+}
+
+std::int64_t FolderItem::Modified() const {
+  struct stat about {};
+  if (stat(NativePath().c_str(), &about) != 0) return 0;
+  return Nanoseconds(about.st_mtim);
+}
+
+bool FolderItem::SetModified(std::int64_t nanoseconds) const {
+  const timespec time{nanoseconds / kSecond, nanoseconds % kSecond};
+  const timespec times[2] = {time, time};
+  return utimensat(AT_FDCWD, NativePath().c_str(), times, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+std::int64_t FolderItem::ModifiedNow() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME_COARSE, &now);
+  return Nanoseconds(now);
 }
 
 std::vector<std::string> FolderItem::ChildNames() const {

@@ -43,6 +43,13 @@ class FolderItem {
   // Bytes of a file, 0 for what does not exist.
   std::int64_t Length() const;
 
+  // When its bytes last changed, in nanoseconds since 1970 as the file system tells them; 0 for
+  // what does not exist.
+  std::int64_t Modified() const;
+  bool SetModified(std::int64_t nanoseconds) const;
+  // What a file that changes now will tell.
+  static std::int64_t ModifiedNow();
+
   // Entries of this folder in the order the system lists them.
   std::vector<std::string> ChildNames() const;
   int Count() const { return static_cast<int>(ChildNames().size()); }

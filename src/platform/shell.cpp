@@ -2,13 +2,14 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <QCoreApplication>
 #include <QPointer>
 #include <QSocketNotifier>
+#include <algorithm>
 #include <clocale>
 #include <cstdint>
 #include <string>
@@ -118,37 +119,36 @@ std::vector<std::string> Environment() {
   return variables;
 }
 
+// In the new process, where only what is safe in a signal handler may be called.
+[[noreturn]] void Become(char* const* arguments, char* const* variables, pid_t parent) {
+  setpgid(0, 0);
+  // The shell becomes the tool.  A tool that outlived a killed program would work on files that the
+  // next start works on as well.
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+  signal(SIGPIPE, SIG_DFL);
+  // What the command wants to keep it redirects itself.
+  const int nothing = open("/dev/null", O_RDWR);
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dup2(nothing, stream);
+  if (getppid() == parent && chdir("/") == 0) execve("/bin/sh", arguments, variables);
+  _exit(127);
+}
+
 // The process's number, or 0.
 pid_t Spawn(const std::string& command) {
-  posix_spawn_file_actions_t files;
-  posix_spawnattr_t attributes;
-  posix_spawn_file_actions_init(&files);
-  posix_spawnattr_init(&attributes);
-  posix_spawn_file_actions_addchdir_np(&files, "/");
-  posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  // What the command wants to keep it redirects itself.
-  posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-  posix_spawn_file_actions_addopen(&files, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-  sigset_t none, defaults;
-  sigemptyset(&none);
-  sigemptyset(&defaults);
-  sigaddset(&defaults, SIGPIPE);
-  posix_spawnattr_setsigmask(&attributes, &none);
-  posix_spawnattr_setsigdefault(&attributes, &defaults);
-  posix_spawnattr_setpgroup(&attributes, 0);
-  posix_spawnattr_setflags(&attributes,
-                           POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   std::string shell = "sh", option = "-c", text = command;
   char* arguments[] = {shell.data(), option.data(), text.data(), nullptr};
   std::vector<std::string> environment = Environment();
   std::vector<char*> variables;
   for (std::string& variable : environment) variables.push_back(variable.data());
   variables.push_back(nullptr);
-  pid_t pid = 0;
-  if (posix_spawn(&pid, "/bin/sh", &files, &attributes, arguments, variables.data()) != 0) pid = 0;
-  posix_spawn_file_actions_destroy(&files);
-  posix_spawnattr_destroy(&attributes);
-  return pid;
+  const pid_t parent = getpid();
+  const pid_t pid = fork();
+  if (pid == 0) Become(arguments, variables.data(), parent);
+  if (pid > 0) setpgid(pid, pid);  // whoever of the two comes first
+  return std::max(pid, 0);
 }
 
 }  // namespace

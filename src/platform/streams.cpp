@@ -183,4 +183,20 @@ bool LongBinaryStream::Close() {
   return !failed_;
 }
 
+bool SameBytes(const FolderItem& a, const FolderItem& b) {
+  constexpr std::size_t kPiece = 1 << 20;
+  if (a.Length() != b.Length()) return false;
+  try {
+    LongBinaryStream first(a, false, kPiece), second(b, false, kPiece);
+    std::string one(kPiece, '\0'), other(kPiece, '\0');
+    while (const std::size_t count = first.Read(one.data(), kPiece)) {
+      if (second.Read(other.data(), kPiece) != count) return false;
+      if (one.compare(0, count, other, 0, count) != 0) return false;
+    }
+    return first.Close() && second.Close();
+  } catch (const NilObjectException&) {
+    return false;
+  }
+}
+
 }  // namespace gravlin

@@ -103,4 +103,7 @@ class LongBinaryStream {
   bool failed_ = false;
 };
 
+// Whether both files can be read and hold the same bytes.  Blocks: call it through Thread::Offload.
+bool SameBytes(const FolderItem& a, const FolderItem& b);
+
 }  // namespace gravlin

@@ -123,7 +123,10 @@ void Gravlin::Event_Open() {
   barParse.SetVisible(false);
   LoadServer();
   LoadSettings();
-  if (CheckFolders()) LoadFiles();
+  if (CheckFolders()) {
+    LoadFiles();
+    RemoveLeftovers();
+  }
   stStatus.SetText("Ready.");
   DoneLoading = true;
 }

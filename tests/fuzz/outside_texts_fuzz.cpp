@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "decode/part_files.h"
+#include "engine/part_files.h"
 #include "platform/listbox.h"
 #include "ui/message_window.h"
 

@@ -19,7 +19,7 @@ namespace {
 constexpr const char* kUsage =
     R"(usage: gravlin-newsd --set FOLDER [option]...
 Posts a set of files on a news server on 127.0.0.1 until it is ended (SIGTERM, or Ctrl-C).
-The folder receives set.nzb, SHA256SUMS and, with --tls, ca.pem.
+The folder receives set.nzb, SHA256SUMS, parts.tsv (id, file, part, name in the body) and, with --tls, ca.pem.
   --files N --parts N --bytes N   N yEnc files of N parts of N bytes instead of the demonstration's set
   --post FOLDER                   the files of a folder instead, in parts of --bytes
   --seed N                        other contents
@@ -131,6 +131,12 @@ void Serve(const Arguments& arguments) {
 
   set.WriteNzb(folder / "set.nzb");
   std::ofstream(folder / "SHA256SUMS", std::ios::binary) << set.Sums();
+  std::ofstream parts(folder / "parts.tsv", std::ios::binary);
+  for (const PostedFile& file : set.Files()) {
+    for (std::size_t i = 0; i < file.ids.size(); ++i)
+      parts << file.ids[i] << '\t' << file.name << '\t' << i + 1 << '\t' << file.body_name << '\n';
+  }
+  parts.close();
   if (options.tls) server.WriteAuthority(folder / "ca.pem");
   std::printf("posted %zu files, %lld bytes; listening on 127.0.0.1:%d%s\n", set.Files().size(),
               static_cast<long long>(set.Bytes()), server.Port(), options.tls ? " (TLS)" : "");

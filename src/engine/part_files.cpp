@@ -1,4 +1,4 @@
-#include "decode/part_files.h"
+#include "engine/part_files.h"
 
 #include <algorithm>
 
