@@ -1,9 +1,13 @@
-# From lines of "row, seconds of the program, seconds of the limit" to a table, JSON and a chart of the ratios.
-# "share" rows are the limit's seconds by the program's: 1 is as fast as the limit.  The others are "times" its seconds.
+# From lines of "row, value of the program, value of the limit" to a table, JSON and a chart.
+# Kinds of rows: "share" is the limit's seconds by the program's (1 is as fast as the limit), "times" the program's
+# seconds by the limit's, "seconds more" the difference; "MB" and "ms" have no other side.  A row without a reach is told
+# for comparison, and not drawn.
 BEGIN {
   FS = "\t"
   define("plain", "Download, TCP", "share", 0.60)
   define("tls", "Download, TLS", "share", 0.60)
+  define("plain-receiving", "TCP without the assembly between files", "share")
+  define("tls-receiving", "TLS without the assembly between files", "share")
   define("gigabit", "1 Gbit/s, 20 ms, TCP", "share", 0.95)
   define("gigabit-tls", "1 Gbit/s, 20 ms, TLS", "share", 0.95)
   define("megabit50", "50 Mbit/s, 20 ms, TCP", "share", 0.98)
@@ -12,16 +16,29 @@ BEGIN {
   define("yenc-file", "yEnc, file to file", "times", 1.30)
   define("yenc-memory", "yEnc, in memory", "share", 0.35)
   define("import1000000", "Import, 1,000,000 segments", "times", 1.20)
+  define("files", "Files window, one refresh", "times", 3)
+  define("start", "Start", "seconds more", 0.150)
+  define("memory", "Memory", "MB", 100)
+  define("absence", "Event loop away", "ms", 50)
+  grows["import"] = "Import, by segments"; grows["scan"] = "Launch scan, by part files"
+  grows["parts"] = "One file, by parts of 10 kB"
 }
 function define(key, text, kind, reach) {
   order[++rows] = key; title[key] = text; kind_of[key] = kind; reach_of[key] = reach
 }
-{
-  if ($3 <= 0 || $2 <= 0) next
+$2 > 0 {
+  kind = kind_of[$1]
+  if (kind ~ /^(share|times|seconds more)$/ && $3 <= 0) next
   n = ++count[$1]
   program[$1] += $2; limit[$1] += $3
-  ratio[$1, n] = kind_of[$1] == "share" ? $3 / $2 : $2 / $3
-  if ($1 ~ /^import[0-9]+$/) { size = substr($1, 7) + 0; if (!(size in least) || $2 < least[size]) least[size] = $2 }
+  ratio[$1, n] = kind == "share" ? $3 / $2 : kind == "times" ? $2 / $3 : kind == "seconds more" ? $2 - $3 : $2
+  if (match($1, /[0-9]+$/)) {
+    family = substr($1, 1, RSTART - 1); size = substr($1, RSTART) + 0
+    if (family in grows && (!((family, size) in least) || $2 < least[family, size])) {
+      if (!((family, size) in least)) sizes[family] = sizes[family] " " size
+      least[family, size] = $2
+    }
+  }
 }
 function sort_row(key, n,    i, j, t) {
   for (i = 2; i <= n; ++i)
@@ -29,37 +46,49 @@ function sort_row(key, n,    i, j, t) {
       t = ratio[key, j]; ratio[key, j] = ratio[key, j - 1]; ratio[key, j - 1] = t
     }
 }
+# The slope of a straight line through the logarithms of size and seconds.
+function tell_growth(family,    n, i, list, x, z, sx, sz, sxx, sxz, text) {
+  n = split(sizes[family], list, " ")
+  for (i = 1; i <= n; ++i) {
+    x = log(list[i]); z = log(least[family, list[i]])
+    sx += x; sz += z; sxx += x * x; sxz += x * z
+    text = text sprintf("%s %d: %.3f s", i > 1 ? "," : "", list[i], least[family, list[i]])
+  }
+  if (n < 2) return
+  exponent = (n * sxz - sx * sz) / (n * sxx - sx * sx)
+  printf "| %s |%s | %.2f |\n", grows[family], text, exponent
+  printf ",\n  \"%s_growth_exponent\": %.3f", family, exponent >json
+}
 END {
-  printf "| What | Ratio | Median | Min | Max | Reach | Program, s | Limit, s | Rounds |\n|---|---|---|---|---|---|---|---|---|\n"
+  printf "| What | Figure | Median | Min | Max | Reach | Program | Limit | Rounds |\n|---|---|---|---|---|---|---|---|---|\n"
   print "{" >json
   for (i = 1; i <= rows; ++i) {
     key = order[i]; n = count[key]
     if (!n) continue
     sort_row(key, n)
     median = n % 2 ? ratio[key, (n + 1) / 2] : (ratio[key, n / 2] + ratio[key, n / 2 + 1]) / 2
-    sign = kind_of[key] == "share" ? "at least" : "at most"
-    printf "| %s | %s | %.2f | %.2f | %.2f | %s %.2f | %.3f | %.3f | %d |\n", title[key], kind_of[key], median, \
-      ratio[key, 1], ratio[key, n], sign, reach_of[key], program[key] / n, limit[key] / n, n
-    printf "%s  \"%s\": {\"kind\": \"%s\", \"median\": %.4f, \"min\": %.4f, \"max\": %.4f, \"reach\": %.2f, \"program_seconds\": %.4f, \"limit_seconds\": %.4f, \"rounds\": %d}", \
-      (drawn ? ",\n" : ""), key, kind_of[key], median, ratio[key, 1], ratio[key, n], reach_of[key], program[key] / n, limit[key] / n, n >json
+    kind = kind_of[key]; reach = reach_of[key]
+    form = kind ~ /^(MB|ms)$/ ? "%.0f" : kind == "seconds more" ? "%.3f" : "%.2f"
+    sign = reach == "" ? "none" : sprintf((kind == "share" ? "at least " : "at most ") form, reach)
+    sides = kind ~ /^(MB|ms)$/ ? "| |" : sprintf("| %.3f s | %.3f s", program[key] / n, limit[key] / n)
+    printf "| %s | %s | " form " | " form " | " form " | %s %s | %d |\n", title[key], kind, median, ratio[key, 1], \
+      ratio[key, n], sign, sides, n
+    printf "%s  \"%s\": {\"kind\": \"%s\", \"median\": %.4f, \"min\": %.4f, \"max\": %.4f, \"reach\": %s, \"program\": %.6f, \"limit\": %.6f, \"rounds\": %d}", \
+      (told++ ? ",\n" : ""), key, kind, median, ratio[key, 1], ratio[key, n], reach == "" ? "null" : reach, \
+      program[key] / n, limit[key] / n, n >json
+    if (reach == "") continue
     # Everything as speed against what the reach asks for, so that longer is better in each row.
-    goal = kind_of[key] == "share" ? median / reach_of[key] : reach_of[key] / median
+    goal = kind == "share" ? median / reach : median > 0 ? reach / median : 3
     y = 40 + 30 * drawn++
     width = goal * 200; if (width > 400) width = 400
-    chart = chart sprintf("<text x=\"200\" y=\"%d\" text-anchor=\"end\">%s</text><rect x=\"210\" y=\"%d\" width=\"%.1f\" height=\"18\" fill=\"%s\"/><text x=\"%.1f\" y=\"%d\">%.2f</text>\n", \
-      y + 14, title[key], y, width, goal >= 1 ? "#2a7f62" : "#c0562f", 216 + width, y + 14, median)
+    chart = chart sprintf("<text x=\"220\" y=\"%d\" text-anchor=\"end\">%s</text><rect x=\"230\" y=\"%d\" width=\"%.1f\" height=\"18\" fill=\"%s\"/><text x=\"%.1f\" y=\"%d\">" form "%s</text>\n", \
+      y + 14, title[key], y, width, goal >= 1 ? "#2a7f62" : "#c0562f", 236 + width, y + 14, median, \
+      kind == "seconds more" ? " s" : kind ~ /^(MB|ms)$/ ? " " kind : "")
   }
-  for (size in least) {
-    x = log(size); z = log(least[size]); ++points; sx += x; sz += z; sxx += x * x; sxz += x * z
-    growth = growth sprintf(" %d: %.3f s;", size, least[size])
-  }
-  if (points > 1) {
-    exponent = (points * sxz - sx * sz) / (points * sxx - sx * sx)
-    printf "\nImport, growth (fastest of each size):%s exponent %.2f\n", growth, exponent
-    printf ",\n  \"import_growth_exponent\": %.3f", exponent >json
-  }
+  printf "\n| Growth | Fastest of each size | Exponent (at most 1.1) |\n|---|---|---|\n"
+  for (family in sizes) tell_growth(family)
   print "\n}" >json
   height = 60 + 30 * drawn
-  printf "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"680\" height=\"%d\" font-family=\"sans-serif\" font-size=\"13\">\n<rect width=\"680\" height=\"%d\" fill=\"#ffffff\"/>\n<text x=\"410\" y=\"20\" text-anchor=\"middle\">the reach; longer is better, the figure is the median ratio</text>\n%s<line x1=\"410\" y1=\"28\" x2=\"410\" y2=\"%d\" stroke=\"#202020\" stroke-dasharray=\"4 3\"/>\n</svg>\n", \
-    height, height, chart, height - 20 >svg
+  printf "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"720\" height=\"%d\" font-family=\"sans-serif\" font-size=\"13\">\n<rect width=\"720\" height=\"%d\" fill=\"#ffffff\"/>\n<text x=\"430\" y=\"20\" text-anchor=\"middle\">the reach; longer is better, the figure is the median</text>\n%s<line x1=\"430\" y1=\"28\" x2=\"430\" y2=\"%d\" stroke=\"#202020\" stroke-dasharray=\"4 3\"/>\n</svg>\n", \
+    height, height, chart, height - 24 >svg
 }

@@ -16,6 +16,7 @@
 namespace gravlin {
 namespace {
 
+constexpr int kTick = 10;  // milliseconds
 constexpr int kTabOfServer = 1, kTabOfImport = 4, kTabOfDownload = 5;
 constexpr std::string_view kImported = " imported. Click Start to begin downloading.";
 
@@ -47,7 +48,7 @@ Driver::Driver(DriveOptions options)
   Code::GotMessage = true;
   Application::SetExitStatus(1);
   timer_.Action = [this] { Tick(); };
-  timer_.SetPeriod(10);
+  timer_.SetPeriod(kTick);
   timer_.SetMode(2);
 }
 
@@ -55,6 +56,7 @@ Driver::~Driver() { SetDesktop(nullptr); }
 
 void Driver::Tick() {
   if (Application::Quitting()) return;
+  NoteAbsence();
   if (options_.timeout > 0 && Elapsed() > options_.timeout) {
     End("the time is up");
     return;
@@ -193,6 +195,9 @@ void Driver::Summarise() {
 void Driver::End(std::string_view reason) {
   timer_.SetMode(0);
   if (window_) window_->stStatus.TextChange = nullptr;
+  for (const auto& [phase, longest] : absences_) {
+    Print("longest absence of the event loop in " + phase + ", ms", Str(longest));
+  }
   if (!reason.empty()) Print("failed", reason);
   Application::SetExitStatus(reason.empty() ? 0 : 1);
   Application::Quit();
@@ -201,6 +206,17 @@ void Driver::End(std::string_view reason) {
 void Driver::ShowStatus() {
   std::printf("%8.3f %s\n", Elapsed(), window_->stStatus.Text().c_str());
   std::fflush(stdout);
+}
+
+void Driver::NoteAbsence() {
+  const std::int64_t now = TheClock().Milliseconds();
+  const std::int64_t away = now - std::exchange(last_tick_, now) - kTick;
+  std::string phase;
+  if (step_ == &Driver::AwaitImport) phase = "import";
+  if (step_ == &Driver::AwaitEndOfDownload) {
+    phase = window_->Decoding ? "decode" : window_->Assembling ? "assembly" : "download";
+  }
+  if (!phase.empty()) absences_[phase] = std::max(absences_[phase], away);
 }
 
 void Driver::NoteConnection() {

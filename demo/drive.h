@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -78,6 +79,8 @@ class Driver {
   // Ends the run; an empty reason means that it reached its goal.
   void End(std::string_view reason);
   double Elapsed() const;
+  // Notes how long the event loop has been away since the last tick, and in what.
+  void NoteAbsence();
 
   DriveOptions options_;
   DriveDesktop desktop_;
@@ -94,7 +97,9 @@ class Driver {
   bool pictured_running_ = false, pictured_repair_ = false;
   std::int64_t phase_began_ = 0;
   std::string tool_status_;
-  int worst_rows_ = 0;  // most rows of damaged or missing files at a time
+  std::int64_t last_tick_ = 0;
+  std::map<std::string, std::int64_t> absences_;  // longest of each phase, in milliseconds
+  int worst_rows_ = 0;                            // most rows of damaged or missing files at a time
 };
 
 }  // namespace gravlin

@@ -1,4 +1,8 @@
 #include <algorithm>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "app/code.h"
 #include "engine/gravlin.h"
@@ -104,13 +108,15 @@ void Gravlin::AddFileRow(const RecordSet& row) {
 // is.
 std::string Gravlin::ScanPartsFolder() {
   std::string complete;
-  for (const std::string& name : fParts.ChildNames()) {
+  std::vector<std::pair<std::string, std::int64_t>> children;
+  Thread::Offload([&children, folder = fParts] { children = folder.ChildLengths(); });
+  for (const auto& [name, bytes] : children) {
     Thread::Yield();
     const std::string_view filename = FilenameOfPart(name);
     if (filename.empty()) continue;
     const int row = List.FindRow(filename);
     if (row < 0 || SameText(List.Cell(row, ListColumn::kDone), "Yes")) continue;
-    if (fParts.Child(name).Length() == 0) continue;  // left behind by a crash: counts as absent
+    if (bytes == 0) continue;  // left behind by a crash: counts as absent
     const std::string present = Str(ToInt32(Val(List.Cell(row, ListColumn::kPartsPresent))) + 1);
     List.SetCell(row, ListColumn::kPartsPresent, present);
     if (present == List.Cell(row, ListColumn::kTotalParts))

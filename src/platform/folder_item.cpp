@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <functional>
 
 #include "platform/desktop.h"
 #include "platform/failures.h"
@@ -62,6 +63,14 @@ FolderItem programs_override;
 constexpr std::int64_t kSecond = 1'000'000'000;
 
 std::int64_t Nanoseconds(const timespec& time) { return time.tv_sec * kSecond + time.tv_nsec; }
+
+void ForEachEntry(const std::string& path, const std::function<void(DIR*, const char*)>& visit) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(path.c_str()), closedir);
+  if (!folder) return;
+  while (const dirent* entry = readdir(folder.get())) {
+    if (IsName(entry->d_name)) visit(folder.get(), entry->d_name);
+  }
+}
 
 }  // namespace
 
@@ -161,12 +170,18 @@ std::int64_t FolderItem::ModifiedNow() {
 
 std::vector<std::string> FolderItem::ChildNames() const {
   std::vector<std::string> names;
-  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(NativePath().c_str()), closedir);
-  if (!folder) return names;
-  while (const dirent* entry = readdir(folder.get())) {
-    if (IsName(entry->d_name)) names.emplace_back(entry->d_name);
-  }
+  ForEachEntry(NativePath(), [&](DIR*, const char* name) { names.emplace_back(name); });
   return names;
+}
+
+std::vector<std::pair<std::string, std::int64_t>> FolderItem::ChildLengths() const {
+  std::vector<std::pair<std::string, std::int64_t>> children;
+  ForEachEntry(NativePath(), [&](DIR* folder, const char* name) {
+    struct stat about {};
+    const bool file = fstatat(dirfd(folder), name, &about, 0) == 0 && !S_ISDIR(about.st_mode);
+    children.emplace_back(name, file ? about.st_size : 0);
+  });
+  return children;
 }
 
 bool FolderItem::CreateAsFolder(unsigned mode) { return MakeFolder(NativePath(), mode); }

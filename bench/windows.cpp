@@ -1,0 +1,146 @@
+// What only a process of its own can measure of the windows; prints seconds unless told otherwise.
+// Usage: gravlin-windows-bench empty             seconds since 1970 when an empty window of the
+//                                                toolkit was drawn
+//        gravlin-windows-bench start DATA        the same for the main window on the data of a run
+//        gravlin-windows-bench scan DATA         of one scan of the folder of parts at a launch
+//        gravlin-windows-bench files DATA ROWS   of a refresh of the Files window, and of copying
+//                                                its texts once
+//        gravlin-windows-bench peak COMMAND...   runs a command; its most memory in bytes
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <QApplication>
+#include <QTimer>
+#include <QWidget>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "app/app.h"
+#include "app/code.h"
+#include "engine/gravlin.h"
+#include "platform/desktop.h"
+#include "platform/scheduler.h"
+#include "platform/text.h"
+#include "platform/timer.h"
+#include "ui/files_window.h"
+
+namespace gravlin {
+namespace {
+
+double Now() {
+  using std::chrono::duration;
+  return duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+double Seconds(const std::function<void()>& work) {
+  const auto began = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
+}
+
+int ShowEmptyWindow(int argc, char** argv) {
+  const QApplication toolkit(argc, argv);
+  QWidget window;
+  window.resize(640, 340);
+  window.show();
+  QTimer::singleShot(0, [] {
+    std::printf("%.4f\n", Now());
+    QApplication::quit();
+  });
+  return QApplication::exec();
+}
+
+// A run of the program that does one thing once its window is there, and ends.
+int WithProgram(int argc, char** argv, const char* data, std::function<void(Gravlin&)> act) {
+  App app(argc, argv);
+  SpecialFolder::SetApplicationData(
+      FolderItem::FromPath(std::filesystem::absolute(data).lexically_normal().string()));
+  Code::GotMessage = true;  // nothing is asked of the vendor
+  Timer timer;
+  timer.Action = [&] {
+    auto* const window = Window::IfOpen<Gravlin>();
+    if (!window || !window->DoneLoading || Application::Quitting()) return;
+    timer.SetMode(0);
+    act(*window);
+    Application::Quit();
+  };
+  timer.SetPeriod(1);
+  timer.SetMode(2);
+  return app.RunLoop();
+}
+
+void TellScan(Gravlin& window) {
+  const double taken = Seconds([&] {
+    window.List.DeleteAllRows();
+    window.LoadFiles();
+  });
+  std::printf("%.6f\n", taken);
+}
+
+void TellRefresh(Gravlin& window, int rows) {
+  constexpr int kColumns = 7;
+  const char* const texts[] = {"No", "500", "250", "0", "", "alt.binaries.test"};
+  for (int row = 0; row < rows; ++row) {
+    window.List.AddRow("a.posted.set.of.files.part" + Str(row) + ".rar");
+    for (int column = 1; column < kColumns; ++column)
+      window.List.SetCell(row, column, texts[column - 1]);
+  }
+  grvFiles& files = Window::Shared<grvFiles>();
+  files.Show();
+  PumpEvents(0);
+  // With what the screen is told of it.
+  const double refresh = Seconds([&] {
+    files.tRefresh_Action();
+    PumpEvents(0);
+  });
+  std::vector<std::string> copy;
+  const double copied = Seconds([&] {
+    for (int row = 0; row < rows; ++row)
+      for (int column = 0; column < kColumns; ++column)
+        copy.push_back(window.List.Cell(row, column));
+  });
+  std::printf("%.6f %.6f\n", refresh, copied);
+}
+
+int TellPeak(char** command) {
+  const pid_t child = fork();
+  if (child == 0) {
+    execv(command[0], command);
+    _exit(127);
+  }
+  int status = 0;
+  rusage used{};
+  if (child < 0 || wait4(child, &status, 0, &used) != child) return 1;
+  std::fprintf(stderr, "%lld\n", static_cast<long long>(used.ru_maxrss) * 1024);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+}
+
+int Run(int argc, char** argv) {
+  const std::string_view mode = argc > 1 ? argv[1] : "";
+  int words = 1;  // the toolkit gets none of these
+  if (mode == "empty") return ShowEmptyWindow(words, argv);
+  if (argc < 3) {
+    std::fputs("usage: gravlin-windows-bench empty|start|scan|files|peak ...\n", stderr);
+    return 2;
+  }
+  if (mode == "peak") return TellPeak(argv + 2);
+  if (mode == "start")
+    return WithProgram(words, argv, argv[2], [](Gravlin&) { std::printf("%.4f\n", Now()); });
+  if (mode == "scan") return WithProgram(words, argv, argv[2], TellScan);
+  if (mode == "files" && argc == 4)
+    return WithProgram(words, argv, argv[2],
+                       [&](Gravlin& window) { TellRefresh(window, std::atoi(argv[3])); });
+  return 2;
+}
+
+}  // namespace
+}  // namespace gravlin
+
+int main(int argc, char** argv) { return gravlin::Run(argc, argv); }
