@@ -1,7 +1,5 @@
 #include <algorithm>
-#include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "app/code.h"
@@ -108,15 +106,15 @@ void Gravlin::AddFileRow(const RecordSet& row) {
 // is.
 std::string Gravlin::ScanPartsFolder() {
   std::string complete;
-  std::vector<std::pair<std::string, std::int64_t>> children;
-  Thread::Offload([&children, folder = fParts] { children = folder.ChildLengths(); });
-  for (const auto& [name, bytes] : children) {
+  std::vector<FolderItem::Entry> entries;
+  Thread::Offload([&entries, folder = fParts] { entries = folder.Entries(); });
+  for (const FolderItem::Entry& entry : entries) {
     Thread::Yield();
-    const std::string_view filename = FilenameOfPart(name);
+    const std::string_view filename = FilenameOfPart(entry.name);
     if (filename.empty()) continue;
     const int row = List.FindRow(filename);
     if (row < 0 || SameText(List.Cell(row, ListColumn::kDone), "Yes")) continue;
-    if (bytes == 0) continue;  // left behind by a crash: counts as absent
+    if (entry.length == 0) continue;  // left behind by a crash: counts as absent
     const std::string present = Str(ToInt32(Val(List.Cell(row, ListColumn::kPartsPresent))) + 1);
     List.SetCell(row, ListColumn::kPartsPresent, present);
     if (present == List.Cell(row, ListColumn::kTotalParts))

@@ -67,9 +67,9 @@ void PartFlush::Use(const FolderItem& parts) {
   marked_ = mark_.Exists();
   if (!marked_) return;
   const std::int64_t safe = mark_.Modified() - kRounding;
-  for (const std::string& name : parts_.ChildNames()) {
-    const FolderItem part = parts_.Child(name);
-    if (FilenameOfPart(name).empty() || part.Modified() < safe || part.Length() == 0) continue;
+  for (const FolderItem::Entry& entry : parts_.Entries()) {
+    if (entry.modified < safe || entry.length == 0 || FilenameOfPart(entry.name).empty()) continue;
+    const FolderItem part = parts_.Child(entry.name);
     if (!IsWholeReply(part)) part.Delete();
   }
 }

@@ -174,14 +174,17 @@ std::vector<std::string> FolderItem::ChildNames() const {
   return names;
 }
 
-std::vector<std::pair<std::string, std::int64_t>> FolderItem::ChildLengths() const {
-  std::vector<std::pair<std::string, std::int64_t>> children;
+std::vector<FolderItem::Entry> FolderItem::Entries() const {
+  std::vector<Entry> entries;
   ForEachEntry(NativePath(), [&](DIR* folder, const char* name) {
     struct stat about {};
-    const bool file = fstatat(dirfd(folder), name, &about, 0) == 0 && !S_ISDIR(about.st_mode);
-    children.emplace_back(name, file ? about.st_size : 0);
+    entries.push_back({name});
+    Entry& entry = entries.back();
+    if (fstatat(dirfd(folder), name, &about, 0) != 0) return;
+    if (!S_ISDIR(about.st_mode)) entry.length = about.st_size;
+    entry.modified = Nanoseconds(about.st_mtim);
   });
-  return children;
+  return entries;
 }
 
 bool FolderItem::CreateAsFolder(unsigned mode) { return MakeFolder(NativePath(), mode); }

@@ -6,7 +6,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace gravlin {
@@ -53,8 +52,12 @@ class FolderItem {
 
   // Entries of this folder in the order the system lists them.
   std::vector<std::string> ChildNames() const;
-  // The same, each with its Length; much cheaper than asking one item after the other.
-  std::vector<std::pair<std::string, std::int64_t>> ChildLengths() const;
+  // The same, each with its Length and Modified; much cheaper than asking one item after the other.
+  struct Entry {
+    std::string name;
+    std::int64_t length = 0, modified = 0;
+  };
+  std::vector<Entry> Entries() const;
   int Count() const { return static_cast<int>(ChildNames().size()); }
 
   // Makes this a folder with the given mode.  True if it is a folder afterwards.
