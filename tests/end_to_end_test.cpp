@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "paths.h"
 #include "support/news_server.h"
 #include "support/posted_set.h"
 #include "support/power_cut.h"
@@ -43,7 +44,7 @@ class Drive {
   // `more` is added to the environment.
   Drive(const fs::path& output, std::vector<std::string> words,
         std::vector<std::string> more = {}) {
-    words.insert(words.begin(), GRAVLIN_DRIVE_PATH);
+    words.insert(words.begin(), kDrive);
     words.insert(words.end(), {"--timeout", "120"});
     std::vector<char*> arguments;
     for (std::string& word : words) arguments.push_back(word.data());
@@ -266,7 +267,7 @@ TEST_F(EndToEnd, APowerCutCostsTimeAlone) {
     });
     {
       Drive drive(Log(), FirstRun(),
-                  NotePowerCut(folder_ / "data", folder_ / "journal", GRAVLIN_POWER_CUT_PRELOAD));
+                  NotePowerCut(folder_ / "data", folder_ / "journal", kPowerCutPreload));
       ASSERT_TRUE(server.WaitFor([&] { return reached && server.Held() == 1; })) << ReadFile(Log());
     }
     server.OnRequest(nullptr);

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "paths.h"
+
 namespace gravlin::testing {
 namespace {
 
@@ -44,7 +46,7 @@ bool Allowed(const std::string& file, const std::string& include) {
 // The source files by the name that an include would use, with what they include.
 std::map<std::string, std::vector<std::string>> Sources() {
   std::map<std::string, std::vector<std::string>> files;
-  const fs::path root = GRAVLIN_SOURCE_DIR;
+  const fs::path root = kSourceFolder;
   for (const fs::path& folder : {root / "src", root / "demo"}) {
     for (const auto& entry : fs::recursive_directory_iterator(folder)) {
       const fs::path& file = entry.path();

@@ -8,10 +8,12 @@
 #include <string_view>
 #include <vector>
 
+#include "paths.h"
+
 namespace gravlin::testing {
 
 inline std::string Recording(const std::string& name) {
-  std::ifstream file(std::string(GRAVLIN_SOURCE_DIR "/tests/data/") + name, std::ios::binary);
+  std::ifstream file(std::string(kSourceFolder) + "/tests/data/" + name, std::ios::binary);
   if (!file) throw std::runtime_error("no recording " + name);
   return {std::istreambuf_iterator<char>(file), {}};
 }

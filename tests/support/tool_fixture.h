@@ -13,6 +13,7 @@
 #include <string>
 
 #include "app/code.h"
+#include "paths.h"
 #include "platform/text.h"
 #include "platform/window.h"
 #include "store/schema.h"
@@ -43,7 +44,7 @@ class ToolTest : public ::testing::Test {
     Code::AppDataFolder = Code::fGlobalDB = Code::fParApp = Code::fRarApp = FolderItem();
   }
 
-  void UseFakes() { Code::fParApp = Code::fRarApp = FolderItem::FromPath(GRAVLIN_FAKE_TOOL); }
+  void UseFakes() { Code::fParApp = Code::fRarApp = FolderItem::FromPath(kFakeTool); }
   static void UseRealTools() {
     Code::fParApp = FolderItem::FromPath("/usr/bin/par2");
     Code::fRarApp = FolderItem::FromPath("/usr/bin/unrar");
