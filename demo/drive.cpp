@@ -1,3 +1,4 @@
+// One tick after the other, what the unattended user does next.
 #include "drive.h"
 
 #include <algorithm>
@@ -75,8 +76,8 @@ void Driver::Tick() {
   (this->*step_)();
 }
 
-// Each field that changes saves the form in the background, and those writes are not ordered among
-// themselves: like a user, the driver is slower than they are.
+// Each field that changes saves the form in the background: like a user, the driver is slower than
+// those writes.
 void Driver::FillServerForm() {
   if (!options_.authority.IsNil() && !SSLSocket::TrustCertificates(options_.authority)) {
     End("no certificate in " + options_.authority.NativePath());

@@ -1,3 +1,4 @@
+// gravlin-drive: the program's windows, run by the options of its command line.
 #include <cstdio>
 #include <cstdlib>
 #include <string>

@@ -1,3 +1,4 @@
+// The command line of gravlin-drive, read into its options.
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>

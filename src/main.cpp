@@ -1,3 +1,4 @@
+// The program: hands over to App.
 #include "app/app.h"
 
 int main(int argc, char** argv) {

@@ -1,3 +1,4 @@
+// The tools' command lines, and the paths that get none.
 #include "postprocess/commands.h"
 
 #include <gtest/gtest.h>

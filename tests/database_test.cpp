@@ -1,3 +1,4 @@
+// The store's classes on real SQLite files.
 #include "store/database.h"
 
 #include <gtest/gtest.h>

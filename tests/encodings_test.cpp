@@ -1,3 +1,4 @@
+// How the encoding of an article is told.
 #include "decode/encodings.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// Names that come from strangers.
 #include "nzb/names.h"
 
 #include <gtest/gtest.h>

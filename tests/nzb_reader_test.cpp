@@ -1,3 +1,4 @@
+// NZB files as they are found, whole, cut and odd.
 #include "nzb/nzb_reader.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// The recorded outputs of par2, line by line.
 #include "postprocess/par_parser.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// The repair window on the real par2 and on a fake one.
 #include "postprocess/par.h"
 
 #include <gtest/gtest.h>

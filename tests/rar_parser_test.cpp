@@ -1,3 +1,4 @@
+// The recorded outputs of unrar, line by line.
 #include "postprocess/rar_parser.h"
 
 #include <gtest/gtest.h>

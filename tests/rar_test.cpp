@@ -1,3 +1,4 @@
+// The extraction window on the real unrar and on a fake one.
 #include "postprocess/rar.h"
 
 #include <gtest/gtest.h>

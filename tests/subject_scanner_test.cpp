@@ -1,3 +1,4 @@
+// Subjects as posters write them.
 #include "nzb/subject_scanner.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// Text by its positions, numbers and formats.
 #include "platform/text.h"
 
 #include <gtest/gtest.h>

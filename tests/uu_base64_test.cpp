@@ -1,3 +1,4 @@
+// The UU and Base64 decoders on whole and broken text.
 #include <gtest/gtest.h>
 
 #include <random>

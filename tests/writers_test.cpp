@@ -1,3 +1,4 @@
+// Background writers: their order, their failures, their turn.
 #include "store/writers.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// The yEnc decoder against a plain one, kernel by kernel.
 #include "decode/yenc.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// The start, from the folders and the store to the main window; documents and quitting.
 #include "app/app.h"
 
 #include "app/code.h"

@@ -1,3 +1,4 @@
+// One pass of the decoder from file to file; runs off the main thread.
 #include "decode/decode_file.h"
 
 #include <vector>

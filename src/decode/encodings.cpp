@@ -1,3 +1,4 @@
+// Guesses from the text of an article, in the order in which they are tried.
 #include "decode/encodings.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// UU lines into bytes, with the length that each line tells.
 #include "decode/uu_coder_stream.h"
 
 #include <algorithm>

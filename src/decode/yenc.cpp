@@ -1,3 +1,5 @@
+// yEnc from file to file: finds the blocks, decodes what lies between, tells what cannot be
+// written.
 #include "decode/yenc.h"
 
 #include <algorithm>

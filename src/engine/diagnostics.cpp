@@ -1,3 +1,4 @@
+// The diagnostics log: one line for each step of the engine, written at once.
 #include "app/code.h"
 #include "engine/gravlin.h"
 #include "platform/streams.h"

@@ -1,3 +1,4 @@
+// The tick of each second: ends long articles, shows the progress, watches for silence.
 #include <cmath>
 
 #include "engine/active_files.h"

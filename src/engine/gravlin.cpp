@@ -1,27 +1,20 @@
+// The main window as it is made; what it does stands in the rooms of its subjects.
 #include "engine/gravlin.h"
 
 #include "platform/scheduler.h"
 
 namespace gravlin {
-namespace {
-
-WindowStyle MainWindowStyle() {
-  WindowStyle style;
-  style.title = "Gravlin";
-  style.width = 640;
-  style.height = 340;
-  style.min_width = 640;
-  style.min_height = 340;
-  style.max_width = 2000;
-  style.max_height = 2000;
-  style.close_box = false;
-  style.quits = true;
-  return style;
-}
-
-}  // namespace
-
-Gravlin::Gravlin() : Window(MainWindowStyle()), WizardControls(static_cast<Window&>(*this)) {
+Gravlin::Gravlin()
+    : Window({.title = "Gravlin",
+              .width = 640,
+              .height = 340,
+              .min_width = 640,
+              .min_height = 340,
+              .max_width = 2000,
+              .max_height = 2000,
+              .close_box = false,
+              .quits = true}),
+      WizardControls(static_cast<Window&>(*this)) {
   News.DataAvailable = [this] { News_DataAvailable(); };
   News.Error = [this] { News_Error(); };
   News.Overflow = [this] { TheTimer.FireSoon(); };

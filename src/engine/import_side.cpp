@@ -1,3 +1,4 @@
+// What the main window does for an import that it has started.
 #include "engine/gravlin.h"
 #include "nzb/grv_parse.h"
 

@@ -1,3 +1,4 @@
+// What a start, or a finished import, finds: settings, folders, and how far each file has come.
 #include <algorithm>
 #include <string>
 #include <vector>

@@ -1,3 +1,4 @@
+// From one file to the next: Start, the files that are passed over, and the end of a run.
 #include <algorithm>
 
 #include "engine/active_files.h"

@@ -1,3 +1,4 @@
+// The file types as the scanner looks through them.
 #include "nzb/catalogue.h"
 
 #include <string>

@@ -1,3 +1,4 @@
+// The import's steps: take the right to write, empty the list, read, store, tell the window.
 #include "nzb/grv_parse.h"
 
 #include <algorithm>

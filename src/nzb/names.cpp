@@ -1,3 +1,4 @@
+// What is refused, cut and undone in names that come from strangers.
 #include "nzb/names.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// One line of an NZB at a time: words are looked for, not XML.
 #include "nzb/nzb_reader.h"
 
 #include <array>

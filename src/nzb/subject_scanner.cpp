@@ -1,3 +1,4 @@
+// Finds extension, name and part number in a subject, by the catalogue.
 #include "nzb/subject_scanner.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The process over the toolkit: signals, the one instance for each user, the end.
 #include "platform/application.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// The computer's clock behind the one that the program asks, and dates made of it.
 #include "platform/clock.h"
 
 #include <time.h>

@@ -1,3 +1,4 @@
+// What all controls share: place, anchors, focus, clicks, drops.
 #include <QApplication>
 #include <QDragEnterEvent>
 #include <QDropEvent>

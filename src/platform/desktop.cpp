@@ -1,3 +1,4 @@
+// The real desktop: message boxes, file dialogs, the browser and the file manager.
 #include "platform/desktop.h"
 
 #include <QApplication>

@@ -1,3 +1,4 @@
+// Paths and what lies there, by the calls of the operating system.
 #include "platform/folder_item.h"
 
 #include <dirent.h>

@@ -1,3 +1,4 @@
+// One page by HTTP over the toolkit's network.
 #include "platform/http_socket.h"
 
 #include <QNetworkAccessManager>

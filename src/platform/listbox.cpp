@@ -1,3 +1,4 @@
+// The table control: painting, sorting, columns, and rows that are dragged.
 #include "platform/listbox.h"
 
 #include <QDropEvent>

@@ -1,3 +1,4 @@
+// The cells of a table, kept so that a name is found without a walk over the rows.
 #include "platform/listbox_model.h"
 
 #include <QApplication>

@@ -1,3 +1,4 @@
+// Style, font, icon and readable colours, the same on every desktop.
 #include "platform/look.h"
 
 #include <QApplication>

@@ -1,3 +1,4 @@
+// The menu bar, brought up to date each time it opens.
 #include "platform/menu.h"
 
 #include <QAction>

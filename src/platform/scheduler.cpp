@@ -1,3 +1,4 @@
+// Calls that come due, cooperative threads on stacks of their own, and events that may fail.
 #include "platform/scheduler.h"
 
 #include <QAbstractEventDispatcher>

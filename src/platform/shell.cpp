@@ -1,3 +1,4 @@
+// A shell command in a process group of its own, which ends as a whole.
 #include "platform/shell.h"
 
 #include <fcntl.h>

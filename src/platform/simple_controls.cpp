@@ -1,3 +1,4 @@
+// Buttons, boxes, bars, menus and frames.
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFrame>

@@ -1,3 +1,4 @@
+// The tabs, and the pages that controls are made on.
 #include <QEvent>
 #include <QPainter>
 #include <QStyle>

@@ -1,3 +1,4 @@
+// Text as the program counts it: from 1, and with ASCII letters alike in both cases.
 #include "platform/text.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Labels, fields and text areas, with the menu of their right button.
 #include <QApplication>
 #include <QClipboard>
 #include <QContextMenuEvent>

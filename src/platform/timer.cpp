@@ -1,3 +1,4 @@
+// A timer as one call after the other on the clock in force.
 #include "platform/timer.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// A window over the toolkit's frame; the list of open ones, and their end.
 #include "platform/window.h"
 
 #include <QApplication>

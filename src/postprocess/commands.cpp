@@ -1,3 +1,4 @@
+// The command lines of the tools; a path that a shell could misread gets none.
 #include "postprocess/commands.h"
 
 #include "nzb/names.h"

@@ -1,3 +1,4 @@
+// The windows that tell how a repair or an extraction ended.
 #include "postprocess/outcome_windows.h"
 
 #include "app/code.h"
@@ -10,13 +11,11 @@ namespace gravlin {
 namespace {
 
 WindowStyle Style(std::string_view title, int width, int height, bool centred = true) {
-  WindowStyle style;
-  style.title = title;
-  style.width = width;
-  style.height = height;
-  style.resizable = true;
-  style.centred = centred;
-  return style;
+  return {.title = std::string(title),
+          .width = width,
+          .height = height,
+          .resizable = true,
+          .centred = centred};
 }
 
 constexpr Anchors kAllEdges{.left = true, .top = true, .right = true, .bottom = true};

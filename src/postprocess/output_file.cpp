@@ -1,3 +1,4 @@
+// The lines that a tool has written since the last look at its output.
 #include "postprocess/output_file.h"
 
 #include <cstdint>

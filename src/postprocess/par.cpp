@@ -1,3 +1,4 @@
+// The repair window: what it shows of par2, and the way on to the extraction.
 #include "postprocess/par.h"
 
 #include <cmath>
@@ -28,20 +29,18 @@ ToolJob ParJob() {
 }
 
 ToolLayout ParLayout() {
-  ToolLayout layout;
-  layout.style.title = "PAR";
-  layout.style.width = 640;
-  layout.style.height = 233;
-  layout.style.min_width = 300;
-  layout.style.min_height = 140;
-  layout.style.resizable = true;
-  layout.help = {9, 9, 69, 22};
-  layout.select = {506, 9, 128, 22};
-  layout.bar = {5, 196, 627, 12};
-  layout.status = {6, 213, 549, 18};
-  layout.select_caption = "Select PAR File";
-  layout.select_help_tag = "You can also drop a PAR file here.";
-  return layout;
+  return {.style = {.title = "PAR",
+                    .width = 640,
+                    .height = 233,
+                    .min_width = 300,
+                    .min_height = 140,
+                    .resizable = true},
+          .help = {9, 9, 69, 22},
+          .select = {506, 9, 128, 22},
+          .bar = {5, 196, 627, 12},
+          .status = {6, 213, 549, 18},
+          .select_caption = "Select PAR File",
+          .select_help_tag = "You can also drop a PAR file here."};
 }
 
 }  // namespace

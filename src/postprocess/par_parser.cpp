@@ -1,3 +1,4 @@
+// What each line of par2's output means, by the mode that the lines before it have set.
 #include "postprocess/par_parser.h"
 
 #include "platform/failures.h"

@@ -1,3 +1,4 @@
+// The extraction window: what it shows of unrar.
 #include "postprocess/rar.h"
 
 #include "platform/desktop.h"
@@ -25,20 +26,18 @@ ToolJob RarJob() {
 }
 
 ToolLayout RarLayout() {
-  ToolLayout layout;
-  layout.style.title = "RAR";
-  layout.style.width = 640;
-  layout.style.height = 232;
-  layout.style.min_width = 450;
-  layout.style.min_height = 140;
-  layout.style.resizable = true;
-  layout.help = {6, 9, 69, 22};
-  layout.select = {513, 9, 121, 22};
-  layout.bar = {5, 196, 627, 12};
-  layout.status = {5, 212, 628, 18};
-  layout.select_caption = "Select RAR File";
-  layout.select_help_tag = "You can also drop a RAR file here.";
-  return layout;
+  return {.style = {.title = "RAR",
+                    .width = 640,
+                    .height = 232,
+                    .min_width = 450,
+                    .min_height = 140,
+                    .resizable = true},
+          .help = {6, 9, 69, 22},
+          .select = {513, 9, 121, 22},
+          .bar = {5, 196, 627, 12},
+          .status = {5, 212, 628, 18},
+          .select_caption = "Select RAR File",
+          .select_help_tag = "You can also drop a RAR file here."};
 }
 
 }  // namespace

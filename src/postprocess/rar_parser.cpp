@@ -1,3 +1,4 @@
+// What each line of unrar's output means.
 #include "postprocess/rar_parser.h"
 
 #include "platform/text.h"

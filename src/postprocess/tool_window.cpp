@@ -1,3 +1,4 @@
+// The course of a run that both tools share, from the choice of a file to the end of its output.
 #include "postprocess/tool_window.h"
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 #include "platform/desktop.h"
 #include "platform/text.h"
 #include "postprocess/output_file.h"
+#include "store/window_place.h"
 #include "store/writers.h"
 
 namespace gravlin {
@@ -38,15 +40,8 @@ void ToolWindow::Event_Open() {
   if (!db->Connect()) MsgBox("Can't open Gravlin.rsd database file.");
   const auto settings = db->SQLSelect("Select * from Settings");
   if (settings && !settings->EndOfFile()) {
-    const auto stored = [&](const char* column) {
-      return settings->Field(std::string(job_.columns) + column).IntegerValue();
-    };
-    SetTop(stored("Top") < 1 ? 70 : stored("Top"));
-    SetLeft(stored("Left") < 0 ? 10 : stored("Left"));
-    SetHeight(std::max(stored("Height"), MinHeight()));
-    SetWidth(std::max(stored("Width"), MinWidth()));
+    RestorePlace(*this, *settings, job_.columns);
     ReadPlace(*settings);
-    BringIntoView();
   }
   sh = std::make_unique<Shell>();
   opened_ = true;
@@ -64,12 +59,9 @@ void ToolWindow::Event_Close() {
 void ToolWindow::Event_Resized() { SaveSize(); }
 
 void ToolWindow::SaveSize() {
-  // The sizes that opening gives are not the user's, and writers keep no order among themselves.
+  // The sizes that opening gives are not the user's.
   if (!opened_ || Top() < 1) return;
-  const std::string name(job_.columns);
-  Code::SaveToDB({"Update Settings Set " + name + "Top=" + Str(Top()) + ", " + name +
-                  "Left=" + Str(Left()) + ", " + name + "Height=" + Str(Height()) + ", " + name +
-                  "Width=" + Str(Width()) + MorePlace()},
+  Code::SaveToDB({"Update Settings Set " + PlaceAssignments(*this, job_.columns) + MorePlace()},
                  "none");
 }
 

@@ -1,3 +1,4 @@
+// A connection: opening, statements, transactions, inserts.
 #include "store/database.h"
 
 #include <sqlite3.h>

@@ -1,3 +1,4 @@
+// The cells of a select, kept in few blocks, and rows that are changed through it.
 #include <algorithm>
 #include <charconv>
 #include <cmath>

@@ -1,3 +1,4 @@
+// The tables and their first rows.
 #include "store/schema.h"
 
 #include <string_view>

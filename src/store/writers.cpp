@@ -1,3 +1,4 @@
+// How a writer waits for its turn and for the right to write.
 #include "store/writers.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The editor of the file types.
 #include "ui/file_types_window.h"
 
 #include <algorithm>
@@ -16,21 +17,15 @@ namespace {
 constexpr int kDeleteKey = 127;
 constexpr int kConfirm = 49;
 
-WindowStyle Style() {
-  WindowStyle style;
-  style.title = "File Types";
-  style.width = 540;
-  style.height = 178;
-  style.min_width = 555;
-  style.min_height = 178;
-  style.resizable = true;
-  return style;
-}
-
 }  // namespace
 
 FileTypesWin::FileTypesWin()
-    : Window(Style()),
+    : Window({.title = "File Types",
+              .width = 540,
+              .height = 178,
+              .min_width = 555,
+              .min_height = 178,
+              .resizable = true}),
       TypesList(*this, "TypesList", {10, 11, 156, 155}, 1),
       Label1(*this, "Label1", {171, 26, 84, 16}, "Name:"),
       efName(*this, "efName", {260, 22, 266, 20}),

@@ -1,12 +1,12 @@
+// The copy of the main window's list, made anew each second.
 #include "ui/files_window.h"
-
-#include <algorithm>
 
 #include "app/code.h"
 #include "engine/gravlin.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
 #include "platform/thread.h"
+#include "store/window_place.h"
 #include "store/writers.h"
 
 namespace gravlin {
@@ -14,21 +14,15 @@ namespace {
 
 constexpr int kColumns = 7;
 
-WindowStyle Style() {
-  WindowStyle style;
-  style.title = "Gravlin Files";
-  style.width = 361;
-  style.height = 340;
-  style.min_width = 300;
-  style.min_height = 320;
-  style.resizable = true;
-  return style;
-}
-
 }  // namespace
 
 grvFiles::grvFiles()
-    : Window(Style()),
+    : Window({.title = "Gravlin Files",
+              .width = 361,
+              .height = 340,
+              .min_width = 300,
+              .min_height = 320,
+              .resizable = true}),
       List(*this, "List", {20, 20, 321, 282}, kColumns),
       boxRefresh(*this, "boxRefresh", {20, 314, 180, 20}, "Refresh Automatically") {
   List.SetAnchors({.left = true, .top = true, .right = true, .bottom = true});
@@ -53,13 +47,7 @@ void grvFiles::Event_Open() {
   std::string columns;
   if (const auto settings = db->SQLSelect("Select * from Settings_Gravlin");
       settings && !settings->EndOfFile()) {
-    const int top = settings->Field("FilesTop").IntegerValue();
-    const int left = settings->Field("FilesLeft").IntegerValue();
-    SetTop(top < 1 ? 70 : top);
-    SetLeft(left < 0 ? 10 : left);
-    SetHeight(std::max(settings->Field("FilesHeight").IntegerValue(), MinHeight()));
-    SetWidth(std::max(settings->Field("FilesWidth").IntegerValue(), MinWidth()));
-    BringIntoView();
+    RestorePlace(*this, *settings, "Files");
     columns = settings->Field("Cols").StringValue();
   }
   List.SetHeading("Filename\tDone?\tTotal Parts\tParts Done\tErrors\tNotes\tGroups\t");
@@ -99,9 +87,8 @@ bool grvFiles::List_CompareRows(int row1, int row2, int column, int& result) con
 
 void grvFiles::SaveSize() {
   if (!DoneLoading || Top() <= 0) return;
-  Code::SaveToDB({"Update Settings_Gravlin Set FilesTop=" + Str(Top()) + ", " +
-                  "FilesLeft=" + Str(Left()) + ", " + "FilesHeight=" + Str(Height()) + ", " +
-                  "FilesWidth=" + Str(Width()) + ", " + "Cols='" + List.ColumnWidths() + "'"},
+  Code::SaveToDB({"Update Settings_Gravlin Set " + PlaceAssignments(*this, "Files") + ", Cols='" +
+                  List.ColumnWidths() + "'"},
                  "none");
 }
 

@@ -1,3 +1,4 @@
+// The menus and their items.
 #include "ui/menu_main.h"
 
 #include "platform/menu.h"

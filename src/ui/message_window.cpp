@@ -1,3 +1,4 @@
+// The vendor's message: fetched, compared with the last one, shown.
 #include "ui/message_window.h"
 
 #include <vector>
@@ -9,24 +10,14 @@
 #include "store/writers.h"
 
 namespace gravlin {
-namespace {
-
-WindowStyle Style() {
-  WindowStyle style;
-  style.title = "Message From Ardentis";
-  style.width = 413;
-  style.height = 257;
-  style.min_width = 413;
-  style.min_height = 230;
-  style.frame = Frame::kMovableModal;
-  style.resizable = true;
-  return style;
-}
-
-}  // namespace
-
 GetMessage::GetMessage()
-    : Window(Style()),
+    : Window({.title = "Message From Ardentis",
+              .width = 413,
+              .height = 257,
+              .min_width = 413,
+              .min_height = 230,
+              .frame = Frame::kMovableModal,
+              .resizable = true}),
       efMessage(*this, "efMessage", {20, 14, 373, 144}),
       pbClose(*this, "pbClose", {20, 172, 80, 28}, "Close"),
       pbGo(*this, "pbGo", {313, 170, 80, 28}, "Go!"),

@@ -1,3 +1,4 @@
+// About, the refused log-on, and the notice of compacting.
 #include "ui/small_windows.h"
 
 #include "app/code.h"
@@ -17,11 +18,7 @@ constexpr Color kHomePageBlue{0x0a, 0x1a, 0xff};
 constexpr Color kLinkBlue{0x00, 0x00, 0xff};
 
 WindowStyle FixedStyle(std::string_view title, int width, int height) {
-  WindowStyle style;
-  style.title = title;
-  style.width = width;
-  style.height = height;
-  return style;
+  return {.title = std::string(title), .width = width, .height = height};
 }
 
 WindowStyle CompactingStyle() {

@@ -1,3 +1,4 @@
+// The console to the news server.
 #include "ui/test_server.h"
 
 #include "app/code.h"
@@ -14,21 +15,15 @@ namespace {
 constexpr int kViewLimit = 10'000;
 constexpr int kReturnKey = 13, kEnterKey = 3;
 
-WindowStyle Style() {
-  WindowStyle style;
-  style.title = "Test Server";
-  style.width = 443;
-  style.height = 380;
-  style.min_width = 456;
-  style.min_height = 250;
-  style.resizable = true;
-  return style;
-}
-
 }  // namespace
 
 TestServer::TestServer()
-    : Window(Style()),
+    : Window({.title = "Test Server",
+              .width = 443,
+              .height = 380,
+              .min_width = 456,
+              .min_height = 250,
+              .resizable = true}),
       stServer(*this, "stServer", {20, 17, 190, 16}, "Server: not found"),
       pbConnect(*this, "pbConnect", {221, 14, 96, 22}, "Connect"),
       pbDisconnect(*this, "pbDisconnect", {327, 14, 96, 22}, "Disconnect"),

@@ -1,3 +1,4 @@
+// Certificates made for one run.
 #include "support/certificates.h"
 
 #include <openssl/evp.h>

@@ -1,3 +1,4 @@
+// The server's side of the exchange, and the faults that it shows on demand.
 #include "support/news_server.h"
 
 #include <arpa/inet.h>

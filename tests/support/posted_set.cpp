@@ -1,3 +1,4 @@
+// Files as articles: yEnc, UU and Base64 encoders of the tests' own, and the NZB.
 #include "support/posted_set.h"
 
 #include <openssl/evp.h>

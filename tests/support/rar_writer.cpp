@@ -1,3 +1,4 @@
+// RAR archives without compression, whole or in volumes.
 #include "support/rar_writer.h"
 
 #include <openssl/evp.h>

@@ -1,3 +1,4 @@
+// The desktop that every test shares.
 #include "support/test_desktop.h"
 
 namespace gravlin::testing {
