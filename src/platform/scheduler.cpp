@@ -23,6 +23,7 @@
 
 #include "platform/clock.h"
 #include "platform/thread.h"
+#include "platform/waiting.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/common_interface_defs.h>
@@ -184,6 +185,12 @@ class Scheduler : public QObject {
   void SetSlice(int milliseconds) { slice_ = std::chrono::milliseconds(milliseconds); }
   bool SliceUsedUp() const { return SteadyClock::now() - slice_start_ >= slice_; }
   void BeginSlice() { slice_start_ = SteadyClock::now(); }
+
+  std::uint64_t CurrentId() const { return current_ ? current_->id : 0; }
+  void Wake(std::uint64_t id) { MakeReady(id); }
+  void AwaitWaking() {
+    if (!ending_) Suspend();
+  }
 
   void GiveWay() {
     if (ending_) return;
@@ -406,6 +413,9 @@ void CancelCall(std::uint64_t id) { Scheduler::Get().CancelCall(id); }
 void CallSoon(std::function<void()> action) { Scheduler::Get().CallSoon(std::move(action)); }
 void RunDueCalls() { Scheduler::Get().RunDueCalls(); }
 std::int64_t NextCallDue() { return Scheduler::Get().NextCallDue(); }
+std::uint64_t RunningThread() { return Scheduler::Get().CurrentId(); }
+void WaitToBeWoken() { Scheduler::Get().AwaitWaking(); }
+void WakeThread(std::uint64_t id) { Scheduler::Get().Wake(id); }
 int LiveThreads() { return Scheduler::Get().Live(); }
 void SetSlice(int milliseconds) { Scheduler::Get().SetSlice(milliseconds); }
 void EndAllThreads() { Scheduler::Get().EndAll(); }

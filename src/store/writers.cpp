@@ -1,22 +1,21 @@
 // How a writer waits for its turn and for the right to write.
 #include "store/writers.h"
 
-#include <algorithm>
 #include <exception>
 #include <utility>
 
 #include "app/code.h"
+#include "platform/waiting.h"
 
 namespace gravlin {
 namespace {
 
-constexpr int kPause = 100;      // milliseconds between two looks at what a writer waits for
-constexpr int kPauseInLine = 2;  // and for each writer before it, while it stands in line
+constexpr int kPause = 100;  // milliseconds between two looks at what a writer waits for
 
 // Returns with a connection and the right to write, however long that takes.
 std::unique_ptr<Database> WaitForStore(WriterTurn& turn) {
   // No connection while it stands in line: articles may come faster than rows are written.
-  while (!turn.HasCome()) Thread::Sleep(std::min(kPause, kPauseInLine * turn.Before()));
+  turn.Await();
   auto db = std::make_unique<Database>(Code::fGlobalDB);
   while (!db->Connect()) Thread::Sleep(kPause);
   while (!Code::LockDB()) Thread::Sleep(kPause);
@@ -42,6 +41,19 @@ class WriteRight {
 };
 
 }  // namespace
+
+void WriterTurn::Await() {
+  thread_ = RunningThread();
+  while (waiting_.front() != this) WaitToBeWoken();
+}
+
+void WriterTurn::Leave() {
+  if (!std::exchange(waits_, false)) return;
+  const bool was_first = waiting_.front() == this;
+  waiting_.erase(place_);
+  // Whoever is first already may be waiting for something else by now.
+  if (was_first && !waiting_.empty()) WakeThread(waiting_.front()->thread_);
+}
 
 void SaveData::Event_Run() {
   try {

@@ -19,31 +19,24 @@ namespace gravlin {
 // polls at a better moment.
 class WriterTurn {
  public:
-  WriterTurn() : number_(++last_), waiting_place_(waiting_.insert(waiting_.end(), number_)) {
-    ++count_;
-  }
+  WriterTurn() : place_(waiting_.insert(waiting_.end(), this)) { ++count_; }
   ~WriterTurn() {
     Leave();
     --count_;
   }
   WriterTurn(const WriterTurn&) = delete;
   WriterTurn& operator=(const WriterTurn&) = delete;
-  bool HasCome() const { return !waiting_.empty() && waiting_.front() == number_; }
-  // Writers before it, no fewer than there are.
-  int Before() const { return static_cast<int>(number_ - waiting_.front()); }
+  // Lets the running thread, the writer, wait until those before it have left.
+  void Await();
   // The right was taken, or is not wanted any more.
-  void Leave() {
-    if (waits_) waiting_.erase(waiting_place_);
-    waits_ = false;
-  }
+  void Leave();
   static int Count() { return count_; }
 
  private:
-  static inline std::uint64_t last_ = 0;
   static inline int count_ = 0;
-  static inline std::list<std::uint64_t> waiting_;
-  const std::uint64_t number_;
-  const std::list<std::uint64_t>::iterator waiting_place_;
+  static inline std::list<WriterTurn*> waiting_;
+  const std::list<WriterTurn*>::iterator place_;
+  std::uint64_t thread_ = 0;  // that waits here
   bool waits_ = true;
 };
 
