@@ -126,7 +126,8 @@ void DecodeJoined(Gravlin& window, const AssemblyJob& job) {
 void PutInPlace(Gravlin& window, const AssemblyJob& job) {
   bool flushed = false, moved = false;
   FolderItem file = window.fTemp;
-  Thread::Offload([&flushed, &moved, &file, &job, folder = window.fDownloads] {
+  Thread::Offload([&flushed, &moved, &file, &job, folder = window.fDownloads]() mutable {
+    if (!folder.Exists()) folder.CreateAsFolder();
     flushed = file.Flush();
     moved = flushed && file.MoveTo(folder, job.TheFilename);
     flushed = moved && folder.Flush();

@@ -140,7 +140,9 @@ bool Gravlin::PartsComplete() {
     const FolderItem part = fParts.Child(PartName(number));
     if (part.IsNil() || part.Length() == 0) parts_on_disk_.Remove(number);
   }
-  return parts_on_disk_.Count() == TotalParts;
+  const bool complete = parts_on_disk_.Count() == TotalParts;
+  if (!complete) RecordError("Disk error: parts have gone from the Parts folder");
+  return complete;
 }
 
 // The part gets its name only when every byte has been taken, so that a file with a part's name is
