@@ -194,6 +194,13 @@ void Driver::Summarise() {
 }
 
 void Driver::End(std::string_view reason) {
+  if (reason.empty() && Elapsed() < options_.repeat) {
+    for (const std::string& name : window_->fDownloads.ChildNames())
+      window_->fDownloads.Child(name).Delete();
+    Print("again", "after " + Format(Elapsed(), "0") + " s");
+    Go(&Driver::ChooseNzb);
+    return;
+  }
   timer_.SetMode(0);
   if (window_) window_->stStatus.TextChange = nullptr;
   for (const auto& [phase, longest] : absences_) {

@@ -28,6 +28,7 @@ struct DriveOptions {
   FolderItem nzb;        // to import first; nil goes on with the stored queue
   Goal goal = Goal::kDownloaded;
   double timeout = 0;      // seconds; 0 for none
+  double repeat = 0;       // seconds within which a run that has ended well begins again
   FolderItem screenshots;  // folder for pictures of the windows; nil for none
 };
 

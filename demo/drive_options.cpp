@@ -20,6 +20,7 @@ Runs Gravlin's own windows unattended: fills in the server form, imports the NZB
   --nzb FILE                imports it first; without it, the stored queue goes on
   --until imported|downloaded|repaired|extracted   goes on into repair and extraction, which start by themselves
   --timeout SECONDS         gives up
+  --repeat SECONDS          for so long, deletes what was downloaded and begins again with the import
   --screenshots FOLDER      receives pictures of the windows
 Ends with 0 only if all was done without errors, 1 if not, 2 if it was called wrongly.
 )";
@@ -41,8 +42,8 @@ using Values = std::map<std::string, std::string>;
 // Pairs of name and value; the reason if they are none.
 std::string ReadPairs(const std::vector<std::string>& words, Values& values) {
   static constexpr std::string_view kNames[] = {
-      "--data",      "--server", "--port", "--ssl",   "--user",    "--pass",
-      "--pass-file", "--ca",     "--nzb",  "--until", "--timeout", "--screenshots"};
+      "--data", "--server", "--port",  "--ssl",     "--user",        "--pass",  "--pass-file",
+      "--ca",   "--nzb",    "--until", "--timeout", "--screenshots", "--repeat"};
   for (std::size_t i = 0; i < words.size(); i += 2) {
     bool known = false;
     for (const std::string_view name : kNames) known = known || name == words[i];
@@ -93,6 +94,7 @@ std::string ReadAll(const Values& values, DriveOptions& options) {
   options.user = text("--user", "");
   options.port = ToInt32(Val(text("--port", "119")));
   options.timeout = Val(text("--timeout", "0"));
+  options.repeat = Val(text("--repeat", "0"));
   if (options.port < 1 || options.port > 65535) return "--port is a number from 1 to 65535";
   if (values.contains("--ca")) options.authority = Absolute(text("--ca", ""));
   if (values.contains("--nzb")) {
