@@ -200,7 +200,12 @@ TEST_F(AssemblyTest, AFailureLosesNoPartAndLeavesNoHalfFile) {
   const Case cases[] = {
       {"a full disk", [this] { full = std::make_unique<FullDisk>(60'000); }, {}},
       {"a target that is there", [this] { folder.Write("Downloads/a.bin", "mine"); }, {"a.bin"}},
-      {"no Downloads folder", [this] { std::filesystem::remove(folder / "Downloads"); }, {}},
+      {"a file for a Downloads folder",
+       [this] {
+         std::filesystem::remove(folder / "Downloads");
+         folder.Write("Downloads", "");
+       },
+       {}},
       {"a part that cannot be read",
        [this] { std::filesystem::create_directories(folder / "Parts/a.bin-p00003.txt/x"); },
        {}},

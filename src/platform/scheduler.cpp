@@ -6,7 +6,6 @@
 #include <QEvent>
 #include <QMetaObject>
 #include <QObject>
-#include <QThreadPool>
 #include <QTimerEvent>
 #include <algorithm>
 #include <boost/context/fiber.hpp>
@@ -22,6 +21,7 @@
 #include <vector>
 
 #include "platform/clock.h"
+#include "platform/helper_threads.h"
 #include "platform/thread.h"
 #include "platform/waiting.h"
 
@@ -216,7 +216,7 @@ class Scheduler : public QObject {
     if (ending_) return;
     std::exception_ptr error;
     const auto over = std::make_shared<std::binary_semaphore>(0);
-    helpers_.start([this, id = current_->id, &work, &error, over] {
+    helpers_.Start([this, id = current_->id, &work, &error, over] {
       try {
         work();
       } catch (...) {
@@ -299,7 +299,6 @@ class Scheduler : public QObject {
 
   Scheduler() {
     BeginSlice();
-    helpers_.setMaxThreadCount(kMostHelpers);
     // A handler's slice begins when the loop wakes up to call it.
     if (QAbstractEventDispatcher* dispatcher = QAbstractEventDispatcher::instance())
       connect(dispatcher, &QAbstractEventDispatcher::awake, this, [this] { BeginSlice(); });
@@ -403,7 +402,7 @@ class Scheduler : public QObject {
   int thread_timer_ = 0;
   bool soon_posted_ = false;
   bool ending_ = false;
-  QThreadPool helpers_;
+  HelperThreads helpers_{kMostHelpers};
 };
 
 std::uint64_t CallAt(std::int64_t due, std::function<void()> action) {

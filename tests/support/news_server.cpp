@@ -180,7 +180,7 @@ struct NewsServer::State {
     if (options.tls) certificates.emplace(options.identity);
     if (!options.request_log.empty()) log.open(options.request_log, std::ios::app);
     Listen();
-    threads.emplace_back([this] { AcceptAll(); });
+    accepting = std::thread([this] { AcceptAll(); });
   }
   ~State();
 
@@ -208,7 +208,8 @@ struct NewsServer::State {
   mutable std::mutex mutex;
   mutable std::condition_variable changed;
   bool stopping = false;
-  std::vector<std::thread> threads;
+  std::thread accepting;
+  int serving = 0;  // threads of connections; detached, so that none is left of those that ended
   std::set<Connection*> open;
   std::vector<Rule> rules;
   std::unordered_map<std::string, std::string> wires;  // ready replies by message id
@@ -228,9 +229,10 @@ NewsServer::State::~State() {
   }
   shutdown(listener, SHUT_RDWR);
   DropAll();
-  threads.front().join();  // from here on no thread is added
+  accepting.join();  // from here on no connection is added
   DropAll();
-  for (std::size_t i = 1; i < threads.size(); ++i) threads[i].join();
+  std::unique_lock lock(mutex);
+  changed.wait(lock, [this] { return serving == 0; });
   close(listener);
 }
 
@@ -260,14 +262,20 @@ void NewsServer::State::AcceptAll() {
       return;
     }
     ++accepted;
-    threads.emplace_back([this, descriptor] {
+    ++serving;
+    std::thread([this, descriptor] {
       sigset_t broken_pipe;  // a client that has gone shows as a failed write
       sigemptyset(&broken_pipe);
       sigaddset(&broken_pipe, SIGPIPE);
       pthread_sigmask(SIG_BLOCK, &broken_pipe, nullptr);
-      Connection connection(descriptor);
-      Serve(connection);
-    });
+      {
+        Connection connection(descriptor);
+        Serve(connection);
+      }
+      const std::lock_guard over(mutex);
+      --serving;
+      changed.notify_all();
+    }).detach();
   }
 }
 
