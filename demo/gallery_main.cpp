@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "app/app.h"
@@ -33,9 +34,10 @@ FolderItem Absolute(const char* path) {
 // Shows one thing at a time, and takes its picture when the event loop has drawn it.
 class Gallery {
  public:
-  Gallery(const FolderItem& data, FolderItem nzb, FolderItem pictures) : pictures_(pictures) {
+  Gallery(const FolderItem& data, FolderItem nzb, FolderItem pictures)
+      : pictures_(std::move(pictures)) {
     SpecialFolder::SetApplicationData(data);
-    desktop_.chosen = nzb;
+    desktop_.chosen = std::move(nzb);
     SetDesktop(&desktop_);
     // Nothing is asked of the vendor.
     Code::GotMessage = true;

@@ -13,8 +13,7 @@ void Gravlin::WriteDebug(std::string_view label, std::string_view text) {
   const Date now;
   const auto stream = DebugFile.AppendToTextFile();
   if (!stream) return;
-  std::string line = Format(now.Hour(), "00") + ":" + Format(now.Minute(), "00") + ":" +
-                     Format(now.Second(), "00") + " - ";
+  std::string line = now.LongTime() + " - ";
   line.append(label).append(": ").append(text).append(Code::CRLF);
   stream->Write(line);
   stream->Close();

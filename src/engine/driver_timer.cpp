@@ -132,10 +132,7 @@ void Gravlin::UpdateTime() {
   if (rate == 0) return;
   const double left = std::trunc(BytesLeft / rate);
   if (left < 0) return;
-  const std::int64_t seconds = static_cast<std::int64_t>(left);
-  stTime.SetText(Format(static_cast<double>(seconds / 3600), "00") + ":" +
-                 Format(static_cast<double>(seconds % 3600 / 60), "00") + ":" +
-                 Format(static_cast<double>(seconds % 60), "00"));
+  stTime.SetText(HoursMinutesSeconds(static_cast<std::int64_t>(left)));
   stTime.Refresh();
 }
 

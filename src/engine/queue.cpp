@@ -145,9 +145,7 @@ void Gravlin::Finish() {
   pbStart.SetEnabled(true);
   TheTimer.SetMode(0);
   if (FileCreated) OpenDownloadsFolder();
-  const std::int32_t seconds = (Ticks() - OverallStartTick) / 60;
-  stTime.SetText(Format(seconds / 3600, "00") + ":" + Format(seconds % 3600 / 60, "00") + ":" +
-                 Format(seconds % 60, "00"));
+  stTime.SetText(HoursMinutesSeconds((Ticks() - OverallStartTick) / 60));
   stTime.SetHelpTag("Total download time.");
   barProgress.SetValue(100);
   Code::RemoveFromActiveFiles(PartFileName);

@@ -143,6 +143,7 @@ pid_t Spawn(const std::string& command) {
   char* arguments[] = {shell.data(), option.data(), text.data(), nullptr};
   std::vector<std::string> environment = Environment();
   std::vector<char*> variables;
+  variables.reserve(environment.size() + 1);
   for (std::string& variable : environment) variables.push_back(variable.data());
   variables.push_back(nullptr);
   const pid_t parent = getpid();

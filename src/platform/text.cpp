@@ -181,6 +181,14 @@ std::string Format(double value, std::string_view picture_text) {
   return result;
 }
 
+std::string HoursMinutesSeconds(std::int64_t seconds) {
+  const auto two_digits = [](std::int64_t value) {
+    return Format(static_cast<double>(value), "00");
+  };
+  return two_digits(seconds / 3600) + ":" + two_digits(seconds % 3600 / 60) + ":" +
+         two_digits(seconds % 60);
+}
+
 std::string Str(std::int64_t value) { return std::to_string(value); }
 
 bool SameText(std::string_view a, std::string_view b) {

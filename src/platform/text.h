@@ -37,6 +37,8 @@ std::int32_t ToInt32(double value);
 // between digits for groups of three, `.` for the decimal point.  0 in a picture without `0` is
 // empty text.
 std::string Format(double value, std::string_view picture);
+// "01:02:03"; hours may have more digits.
+std::string HoursMinutesSeconds(std::int64_t seconds);
 
 // Plain decimal text of an integer.
 std::string Str(std::int64_t value);

@@ -140,13 +140,8 @@ void Par::UpdateTime(double percent) {
   const double ticks_per_percent = (Ticks() - StartTick) / percent;
   const double seconds = ticks_per_percent * (100 - percent) / 60;
   if (!std::isfinite(seconds) || seconds < 0) return;  // a percentage of 0 tells nothing
-  const std::int64_t whole = static_cast<std::int64_t>(seconds);
-  const auto padded = [](std::int64_t number) {
-    const std::string text = Str(number);
-    return Len(text) == 1 ? "0" + text : text;
-  };
   if (!stTime.Visible()) stTime.SetVisible(true);
-  stTime.SetText(padded(whole / 3600) + ":" + padded(whole % 3600 / 60) + ":" + padded(whole % 60));
+  stTime.SetText(HoursMinutesSeconds(static_cast<std::int64_t>(seconds)));
   stTime.Refresh();
 }
 
