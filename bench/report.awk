@@ -81,8 +81,8 @@ END {
     goal = kind == "share" ? median / reach : median > 0 ? reach / median : 3
     y = 40 + 30 * drawn++
     width = goal * 200; if (width > 400) width = 400
-    chart = chart sprintf("<text x=\"220\" y=\"%d\" text-anchor=\"end\">%s</text><rect x=\"230\" y=\"%d\" width=\"%.1f\" height=\"18\" fill=\"%s\"/><text x=\"%.1f\" y=\"%d\">" form "%s</text>\n", \
-      y + 14, title[key], y, width, goal >= 1 ? "#2a7f62" : "#c0562f", 236 + width, y + 14, median, \
+    chart = chart sprintf("<text x=\"220\" y=\"%d\" text-anchor=\"end\">%s</text><rect x=\"230\" y=\"%d\" width=\"%.1f\" height=\"18\" fill=\"%s\"/><text x=\"710\" y=\"%d\" text-anchor=\"end\">" form "%s</text>\n", \
+      y + 14, title[key], y, width, goal >= 1 ? "#2a7f62" : "#c0562f", y + 14, median, \
       kind == "seconds more" ? " s" : kind ~ /^(MB|ms)$/ ? " " kind : "")
   }
   printf "\n| Growth | Fastest of each size | Exponent (at most 1.1) |\n|---|---|---|\n"
