@@ -230,7 +230,10 @@ void Gravlin::Assemble(const AssemblyJob& job) {
     stStatus.SetText("Assembling: " + job.TheFilename);
     stStatus.Refresh();
     std::string text;
-    for (const std::int32_t number : PartNumbers(*this, job)) {
+    const std::vector<std::int32_t> numbers = PartNumbers(*this, job);
+    // A folder that cannot be read looks empty; the file is not saved for that.
+    Need(!numbers.empty(), "its parts could not be found");
+    for (const std::int32_t number : numbers) {
       ReadPart(fParts.Child(PartFileNameOf(job.TheFilename, number)), text);
       if (Encoding.empty()) {
         Encoding = Code::DetermineEncoding(text);

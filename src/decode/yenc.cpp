@@ -9,6 +9,7 @@
 
 #include "platform/failures.h"
 #include "platform/streams.h"
+#include "platform/write_behind.h"
 
 namespace gravlin {
 namespace {
@@ -18,7 +19,8 @@ constexpr std::uint8_t kCarriageReturn = 13;
 constexpr std::string_view kBegin = "=ybegin";
 constexpr std::string_view kEnd = "=yend";
 
-constexpr std::size_t kBlock = 512 * 1024;
+// So large that waking the writer for a block costs little beside writing it.
+constexpr std::size_t kBlock = 2 * 1024 * 1024;
 // Bytes that are decoded one by one before the fast way is tried again.
 constexpr std::ptrdiff_t kStretch = 64;
 
@@ -86,12 +88,11 @@ const std::uint8_t* YencDecoder::ReadOutside(const std::uint8_t* at, const std::
       continue;
     }
     const std::uint8_t c = *at++;
-    const bool behind_return = previous_ == kCarriageReturn;
     previous_ = c;
     if (c == kCarriageReturn) {
       line_length_ = 0;
     } else if (line_length_ == 0) {
-      if (behind_return) line_[line_length_++] = c;
+      line_[line_length_++] = c;
     } else if (line_length_ == kMarkLength) {
       // The byte behind the mark is lost with it, which is no loss: it is the blank or a line's
       // second CR.
@@ -167,15 +168,15 @@ double DecodeYencFile(const FolderItem& source, const FolderItem& target) {
     LongBinaryStream input(source, false);
     LongBinaryStream output(target, true);
     const auto from = std::make_unique_for_overwrite<std::uint8_t[]>(kBlock);
-    const auto to = std::make_unique_for_overwrite<std::uint8_t[]>(kBlock + YencDecoder::kSlack);
+    WriteBehind writer(output, kBlock + YencDecoder::kSlack);
     YencDecoder decoder;
     std::int64_t decoded = 0;
     while (const std::size_t count = input.Read(from.get(), kBlock)) {
-      const std::size_t bytes = decoder.Decode({from.get(), count}, to.get());
+      const std::size_t bytes = decoder.Decode({from.get(), count}, writer.Room());
       decoded += static_cast<std::int64_t>(bytes);
-      if (!output.Write({reinterpret_cast<const char*>(to.get()), bytes})) return -1;
+      if (!writer.Put(bytes)) return -1;
     }
-    return input.Close() && output.Close() ? static_cast<double>(decoded) : -1;
+    return writer.Finish() && input.Close() && output.Close() ? static_cast<double>(decoded) : -1;
   } catch (const NilObjectException&) {
     return -1;
   }

@@ -1,3 +1,5 @@
+// One article of the file after the other: which one is asked for, how its reply becomes a part on
+// disk, and what is counted.
 #include <algorithm>
 
 #include "app/code.h"

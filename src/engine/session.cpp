@@ -1,3 +1,4 @@
+// The session's own steps: log-on, reconnect, the group, Stop, and what is sent.
 #include <algorithm>
 #include <array>
 

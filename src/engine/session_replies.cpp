@@ -1,3 +1,4 @@
+// What the server says, and the step that each reply leads to.
 #include "app/code.h"
 #include "engine/engine_step.h"
 #include "engine/gravlin.h"

@@ -1,4 +1,4 @@
-// The few OS threads behind Thread::Offload.  Private to platform/.
+// The few OS threads behind Thread::Offload and WriteBehind.  Private to platform/.
 //
 // Not the toolkit's pool: each thread of that gets an event dispatcher of its own, and one that
 // finds no file descriptor left for it ends the program.

@@ -189,7 +189,7 @@ class Scheduler : public QObject {
   std::uint64_t CurrentId() const { return current_ ? current_->id : 0; }
   void Wake(std::uint64_t id) { MakeReady(id); }
   void AwaitWaking() {
-    if (!ending_) Suspend();
+    if (!ending_ && current_) Suspend();
   }
 
   void GiveWay() {

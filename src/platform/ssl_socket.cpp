@@ -1,3 +1,5 @@
+// The socket over the toolkit's: a receive buffer of its own, and events that the event loop
+// raises.
 #include "platform/ssl_socket.h"
 
 #include <QNetworkProxy>
@@ -70,6 +72,7 @@ struct SSLSocket::Native {
 
   // What the last read gave: negative when there is no connection any more.
   qint64 Receive() {
+    if (!socket->isReadable()) return -1;
     const std::size_t before = end;
     qint64 got;
     std::size_t room;

@@ -8,7 +8,7 @@ namespace gravlin {
 // The running cooperative thread; 0 on the main stack.
 std::uint64_t RunningThread();
 // Lets the running thread wait until it is woken.  It may be woken without a reason: the caller
-// looks at what it waits for.
+// looks at what it waits for.  The main stack does not wait.
 void WaitToBeWoken();
 // Of a thread that has ended, nothing happens.
 void WakeThread(std::uint64_t id);
