@@ -1,30 +1,15 @@
 // Joining and decoding with the real window, store and files.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <functional>
-#include <memory>
 #include <set>
 
-#include "app/code.h"
 #include "engine/active_files.h"
 #include "engine/gravlin.h"
-#include "platform/scheduler.h"
-#include "platform/text.h"
-#include "platform/thread.h"
-#include "store/schema.h"
-#include "store/writers.h"
 #include "support/full_disk.h"
-#include "support/temp_folder.h"
-#include "support/test_clock.h"
+#include "support/store_fixture.h"
 
-namespace gravlin {
+namespace gravlin::testing {
 namespace {
-
-using testing::FullDisk;
-using testing::ReadFile;
-using testing::TempFolder;
-using testing::TestClock;
 
 // An article as the server sends it.
 std::string Article(const std::string& body) {
@@ -40,35 +25,22 @@ std::string Yenc(const std::string& bytes, const std::string& name) {
 
 using NameSet = std::set<std::string>;
 
-class AssemblyTest : public ::testing::Test {
+class AssemblyTest : public StoreTest {
  protected:
   AssemblyTest() {
     Code::AppDataFolder = folder.Item();
-    Code::fGlobalDB = folder.Item("store.rsd");
-    Code::DBFree = true;
-    Code::ActiveFiles.clear();
-    store.SetDatabaseFile(Code::fGlobalDB);
-    EXPECT_TRUE(store.CreateDatabaseFile());
-    MakeSchema(store);
-    window = std::make_unique<Gravlin>();
     window->db = std::make_unique<Database>(Code::fGlobalDB);
     EXPECT_TRUE(window->db->Connect());
     EXPECT_TRUE(window->CheckFolders());
   }
   ~AssemblyTest() override {
     EndAllThreads();
-    window.reset();
     Code::ActiveFiles.clear();
-    Code::fGlobalDB = FolderItem();
-    Code::AppDataFolder = FolderItem();
   }
 
   // A row of the store and of the list, which becomes the current file.
   void Choose(const std::string& name, const std::string& ext = "bin", int largest = 3) {
-    DatabaseRecord record;
-    record.SetColumn("Filename", name);
-    store.InsertRecord("NZBFiles", record);
-    store.Commit();
+    Store("Insert into NZBFiles (Filename) values ('" + name + "')");
     window->List.AddRow(name);
     window->List.SetCell(window->List.LastIndex(), ListColumn::kDone, "No");
     window->TheFilename = name;
@@ -90,10 +62,7 @@ class AssemblyTest : public ::testing::Test {
   std::string Cell(int row, int column) { return window->List.Cell(row, column); }
 
   std::unique_ptr<FullDisk> full;
-  TempFolder folder;
-  TestClock clock;
-  Database store;
-  std::unique_ptr<Gravlin> window;
+  const std::unique_ptr<Gravlin> window = std::make_unique<Gravlin>();
 };
 
 TEST_F(AssemblyTest, PartsAreJoinedByNumberAndTheFileIsSaved) {
@@ -123,11 +92,10 @@ TEST_F(AssemblyTest, PartsAreJoinedByNumberAndTheFileIsSaved) {
 }
 
 TEST_F(AssemblyTest, EveryEncodingIsDecoded) {
-  struct Case {
+  const struct {
     const char* name;
     std::string first, second;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"y.bin", Yenc("Many ", "y.bin"), Yenc("hands", "y.bin")},
       {"u.bin", Article("begin 644 u.bin\r\n%36%N>2``"), Article("%:&%N9',`\r\n`\r\nend")},
       {"b.bin",
@@ -135,7 +103,7 @@ TEST_F(AssemblyTest, EveryEncodingIsDecoded) {
            "Content-Transfer-Encoding: base64\r\nX: filename=\"b.bin\"\r\n\r\nTWFueSBoYW5kcw=="),
        ""},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     Choose(c.name, "txt");
     // The first part tells nothing: its empty line is too far away.
     PutPart(c.name, "00001", std::string(6000, '-') + "\r\n");
@@ -183,27 +151,29 @@ TEST_F(AssemblyTest, TheNameInTheBodyWinsUnlessItIsTakenOnDisk) {
       EXPECT_EQ(shown, on_disk);
     }
     EXPECT_EQ(ReadFile(folder / "Downloads" / shown), "bytes") << shown;
-    const auto stored =
-        store.SQLSelect("Select Filename from NZBFiles where ID=" + Str(window->DownloaderFilesID));
-    EXPECT_EQ(stored->Field("Filename").StringValue(), shown);
+    EXPECT_EQ(Stored("NZBFiles where ID=" + Str(window->DownloaderFilesID), "Filename"), shown);
   }
   EXPECT_EQ(ReadFile(folder / "Downloads/older.bin"), "older");
   EXPECT_EQ(Names("Downloads").size(), 8u);
 }
 
 TEST_F(AssemblyTest, AFailureLosesNoPartAndLeavesNoHalfFile) {
-  struct Case {
+  const struct {
     const char* what;
     std::function<void()> prepare;
     NameSet downloads;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"a full disk", [this] { full = std::make_unique<FullDisk>(60'000); }, {}},
       {"a target that is there", [this] { folder.Write("Downloads/a.bin", "mine"); }, {"a.bin"}},
       {"a file for a Downloads folder",
        [this] {
          std::filesystem::remove(folder / "Downloads");
          folder.Write("Downloads", "");
+       },
+       {}},
+      {"parts that cannot be found",
+       [this] {
+         for (const std::string& part : Names("Parts")) folder.Item("Parts/" + part).Delete();
        },
        {}},
       {"a part that cannot be read",
@@ -218,7 +188,7 @@ TEST_F(AssemblyTest, AFailureLosesNoPartAndLeavesNoHalfFile) {
   };
   Choose("a.bin");
   int failures = 0;
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     PutPart("a.bin", "00001", Yenc(std::string(40'000, '1'), "a.bin"));
     PutPart("a.bin", "00002", Yenc(std::string(40'000, '2'), "a.bin"));
     window->stStatus.SetText("");
@@ -271,9 +241,8 @@ TEST_F(AssemblyTest, ASecondAssemblyWaitsAndBothKeepTheirOwnFile) {
   EXPECT_EQ(Names("Downloads"), (NameSet{"one.bin", "2.bin"}));
   EXPECT_EQ(ReadFile(folder / "Downloads/one.bin").size(), 50'000u);
   EXPECT_EQ(Names("Parts"), NameSet{});
-  const auto names = store.SQLSelect(
-      "Select group_concat(Filename) as v from (Select * from NZBFiles order by ID)");
-  EXPECT_EQ(names->Field("v").StringValue(), "one.bin,2.bin,three.bin");
+  EXPECT_EQ(Stored("(Select * from NZBFiles order by ID)", "group_concat(Filename)"),
+            "one.bin,2.bin,three.bin");
 }
 
 TEST_F(AssemblyTest, AFileInWorkIsNotTakenTwice) {
@@ -290,4 +259,4 @@ TEST_F(AssemblyTest, AFileInWorkIsNotTakenTwice) {
 }
 
 }  // namespace
-}  // namespace gravlin
+}  // namespace gravlin::testing

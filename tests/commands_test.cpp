@@ -21,6 +21,7 @@ TEST(Commands, Par2GetsPathsFromTheRootWithoutASlash) {
   EXPECT_EQ(Par2Command(At("/p"), At("/a/b"), 3, At("/o")), "'p' repair '' > 'o'");
   // A ":" in the name becomes a "/" like those between the folders.
   EXPECT_EQ(Par2Command(At("/p"), At("/a/b: c"), 1, At("/o")), "'p' repair 'a/b/ c' > 'o'");
+  EXPECT_EQ(Par2Command(At("/p"), At("/d:1/x:2"), 2, At("/o")), "'p' repair 'd/1/x/2' > 'o'");
 }
 
 TEST(Commands, UnrarGetsAbsolutePathsAndATargetThatEndsInASlash) {

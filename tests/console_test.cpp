@@ -3,7 +3,7 @@
 
 #include "engine/gravlin.h"
 #include "support/news_server.h"
-#include "support/window_fixture.h"
+#include "support/store_fixture.h"
 #include "ui/test_server.h"
 
 namespace gravlin::testing {
@@ -11,7 +11,7 @@ namespace {
 
 constexpr int kReturn = 13;
 
-class ServerTest : public WindowTest {
+class ServerTest : public StoreTest {
  protected:
   void UseServer(int port, const std::string& user, const std::string& password,
                  const std::string& ssl = "off") {

@@ -1,7 +1,6 @@
 // The store's classes on real SQLite files.
 #include "store/database.h"
 
-#include <gtest/gtest.h>
 #include <malloc.h>
 #include <sys/stat.h>
 
@@ -9,23 +8,13 @@
 
 #include "platform/failures.h"
 #include "platform/scheduler.h"
-#include "store/schema.h"
-#include "support/temp_folder.h"
-#include "support/test_clock.h"
+#include "support/store_fixture.h"
 
-namespace gravlin {
+namespace gravlin::testing {
 namespace {
 
-using testing::TempFolder;
-using testing::TestClock;
-
-class DatabaseTest : public ::testing::Test {
+class DatabaseTest : public StoreTest {
  protected:
-  DatabaseTest() : file(folder.Item("store.rsd")), db(file) {}
-  void MakeStore() {
-    ASSERT_TRUE(db.CreateDatabaseFile());
-    MakeSchema(db);
-  }
   // What another connection sees of a select of one value.
   std::string SeenByOthers(std::string_view sql) {
     Database other(file);
@@ -35,26 +24,11 @@ class DatabaseTest : public ::testing::Test {
     return rows->EndOfFile() ? "no row" : rows->Field("v").StringValue();
   }
 
-  TempFolder folder;
-  FolderItem file;
-  Database db;
+  const FolderItem file = Code::fGlobalDB;
+  Database& db = store;
 };
 
-TEST_F(DatabaseTest, AFreshStoreHasItsSeedRows) {
-  MakeStore();
-  EXPECT_EQ(SeenByOthers("Select count(*)||Port||SSL||ifnull(Username,'-') as v from Servers"),
-            "1119off-");
-  EXPECT_EQ(SeenByOthers("Select Top||','||Left||','||Height||','||Width as v from Settings_Main"),
-            "50,50,442,512");
-  EXPECT_EQ(SeenByOthers("Select count(*)||firstrun||Future2||ParCols as v from Settings"),
-            "11y385,238");
-  EXPECT_EQ(SeenByOthers("Select count(*)||FirstRun as v from Settings_Gravlin"), "11");
-  EXPECT_EQ(SeenByOthers("Select group_concat(name) as v from sqlite_schema where type='index'"),
-            "FileTypesExt,NZBFilesFilename");
-}
-
 TEST_F(DatabaseTest, OnlyTheUserCanReadTheStoreAndItsJournal) {
-  MakeStore();
   for (const char* name : {"store.rsd", "store.rsd-wal"}) {
     struct stat about {};
     ASSERT_EQ(stat((folder / name).c_str(), &about), 0) << name;
@@ -63,8 +37,8 @@ TEST_F(DatabaseTest, OnlyTheUserCanReadTheStoreAndItsJournal) {
 }
 
 TEST_F(DatabaseTest, MissingDamagedOrForeignFilesDoNotConnect) {
-  EXPECT_FALSE(db.Connect());
-  EXPECT_FALSE(file.Exists());
+  EXPECT_FALSE(Database(folder.Item("missing.rsd")).Connect());
+  EXPECT_FALSE(folder.Item("missing.rsd").Exists());
   const std::string page(4096, 'x');
   std::string torn = "SQLite format 3";
   torn += '\0' + page;
@@ -75,13 +49,11 @@ TEST_F(DatabaseTest, MissingDamagedOrForeignFilesDoNotConnect) {
     damaged.SQLExecute("Delete from Servers");
     EXPECT_TRUE(damaged.Error());
   }
-  MakeStore();
   EXPECT_TRUE(db.Connect());
   EXPECT_FALSE(Database(file).CreateDatabaseFile());
 }
 
 TEST_F(DatabaseTest, ASecondStatementIsRefusedAndNotRun) {
-  MakeStore();
   for (const char* sql :
        {"Update Servers Set Port=1; Delete from Servers", "Select 1; Delete from Servers",
         "Update Servers Set Port=1;-- x", "-- nothing", ""}) {
@@ -101,7 +73,6 @@ TEST_F(DatabaseTest, ASecondStatementIsRefusedAndNotRun) {
 }
 
 TEST_F(DatabaseTest, WritesAreOneTransactionUntilCommit) {
-  MakeStore();
   const std::string port = "Select Port as v from Servers";
   db.SQLExecute("Update Servers Set Port=1");
   db.SQLExecute("Update Servers Set Nonsense=1");
@@ -128,7 +99,6 @@ TEST_F(DatabaseTest, WritesAreOneTransactionUntilCommit) {
 }
 
 TEST_F(DatabaseTest, AReaderNeitherWaitsForAWriterNorHoldsOneUp) {
-  MakeStore();
   Database reader(file);
   ASSERT_TRUE(reader.Connect());
   const auto rows = reader.SQLSelect("Select * from FileTypes");
@@ -141,8 +111,6 @@ TEST_F(DatabaseTest, AReaderNeitherWaitsForAWriterNorHoldsOneUp) {
 }
 
 TEST_F(DatabaseTest, OnTheMainThreadAWriterWaitsFiveSecondsWhileEventsGoOn) {
-  MakeStore();
-  const TestClock clock;
   Database other(file);
   ASSERT_TRUE(other.Connect());
   other.SQLExecute("Update Servers Set Port=1");
@@ -164,7 +132,6 @@ TEST_F(DatabaseTest, OnTheMainThreadAWriterWaitsFiveSecondsWhileEventsGoOn) {
 }
 
 TEST_F(DatabaseTest, TheCurrentRowIsEditedByItsID) {
-  MakeStore();
   const auto rows = db.SQLSelect("Select * from FileTypes");
   for (int i = 0; i < 4; ++i) rows->MoveNext();
   rows->Edit();
@@ -189,7 +156,6 @@ TEST_F(DatabaseTest, CellsReadAsTheNumberTheyBeginWith) {
     std::int64_t wide, narrow;
     bool boolean;
   };
-  MakeStore();
   for (const Case& c : {
            Case{"NULL", "", 0, 0, 0, false},
            Case{"1", "1", 1, 1, 1, true},
@@ -216,7 +182,6 @@ TEST_F(DatabaseTest, CellsReadAsTheNumberTheyBeginWith) {
 }
 
 TEST_F(DatabaseTest, RecordsOfChangingShapeKeepEveryByte) {
-  MakeStore();
   const std::string odd("a\0b\xff'\"", 6);
   for (int i = 0; i < 4; ++i) {
     DatabaseRecord record;
@@ -243,7 +208,6 @@ TEST_F(DatabaseTest, RecordsOfChangingShapeKeepEveryByte) {
 }
 
 TEST_F(DatabaseTest, ABigSelectCostsItsBytesAndCompactionShrinksTheFileAtOnce) {
-  MakeStore();
   DatabaseRecord record;
   record.SetColumn("Filename", "name");
   record.SetColumn("Parts", std::string(30'000, 'p'));
@@ -266,7 +230,6 @@ TEST_F(DatabaseTest, ABigSelectCostsItsBytesAndCompactionShrinksTheFileAtOnce) {
 }
 
 TEST_F(DatabaseTest, DurabilityIsSetBeforeConnecting) {
-  MakeStore();
   Database early(file);
   early.SetDurableCommits(true);
   ASSERT_TRUE(early.Connect());
@@ -274,4 +237,4 @@ TEST_F(DatabaseTest, DurabilityIsSetBeforeConnecting) {
 }
 
 }  // namespace
-}  // namespace gravlin
+}  // namespace gravlin::testing

@@ -2,11 +2,9 @@
 // a long run by hand.
 #include <gtest/gtest.h>
 #include <malloc.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 
 #include <QApplication>
+#include <QProcess>
 #include <cstdlib>
 #include <filesystem>
 
@@ -15,14 +13,12 @@
 #include "postprocess/par.h"
 #include "postprocess/rar.h"
 #include "support/engine_fixture.h"
-#include "support/window_fixture.h"
+#include "support/store_fixture.h"
 #include "ui/file_types_window.h"
 #include "ui/files_window.h"
 #include "ui/message_window.h"
 #include "ui/small_windows.h"
 #include "ui/test_server.h"
-
-extern char** environ;
 
 namespace gravlin::testing {
 namespace {
@@ -37,21 +33,26 @@ long Descriptors() {
   return std::distance(begin, end);
 }
 
-// What is held now: descriptors and widgets exactly, memory within what caches may take and a few
-// bytes a round.
+// What is held now: widgets exactly, descriptors but for a few, memory within what caches may take
+// and a few bytes a round.
 class NothingPilesUp {
  public:
   NothingPilesUp(const char* what, int rounds) : what_(what), rounds_(rounds) {}
+  // What works in the background may still be on its way out: the server's side of the last
+  // connections, the store's checkpoint.  SQLite closes a descriptor only when no other connection
+  // holds a lock.
   ~NothingPilesUp() {
-    // The server's side of the last connections may still be on its way out.
-    EXPECT_TRUE(TestClock::PumpUntil([this] { return Descriptors() <= descriptors_; }));
+    EXPECT_TRUE(TestClock::PumpUntil([this] {
+      return Descriptors() < descriptors_ + rounds_ / 2 && Grown() < kCaches + 50 * rounds_;
+    })) << what_
+        << ": " << Grown() << " bytes and " << Descriptors() - descriptors_ << " descriptors in "
+        << rounds_ << " rounds";
     EXPECT_EQ(QApplication::allWidgets().size(), widgets_);
-    const double grown = static_cast<double>(mallinfo2().uordblks) - bytes_;
-    EXPECT_LT(grown, 100'000 + 50 * rounds_)
-        << what_ << ": " << grown << " bytes in " << rounds_ << " rounds";
   }
 
  private:
+  static constexpr double kCaches = 400'000;  // a socket's buffer of 256 KiB, above all
+  double Grown() const { return static_cast<double>(mallinfo2().uordblks) - bytes_; }
   const char* const what_;
   const int rounds_;
   const long descriptors_ = Descriptors();
@@ -59,7 +60,7 @@ class NothingPilesUp {
   const double bytes_ = static_cast<double>(mallinfo2().uordblks);
 };
 
-class WindowRounds : public WindowTest {
+class WindowRounds : public StoreTest {
  protected:
   template <class... Windows>
   void OpenAndClose(int rounds) {
@@ -88,11 +89,10 @@ TEST_F(WindowRounds, EachWindowOpensAndCloses) {
   open(rounds);
 }
 
-class RunRounds : public EngineTest {};
+using RunRounds = EngineTest;
 
 TEST_F(RunRounds, ConnectionsComeAndGoAndFilesAreImportedAgain) {
-  posted.Add("film.avi", 30'000, 10'000);
-  Serve();
+  Post({"film.avi"});
   const int rounds = Rounds(20);
   server->On(NewsServer::kGreeting, CutAfter(0));
   int connected = 0;
@@ -103,7 +103,6 @@ TEST_F(RunRounds, ConnectionsComeAndGoAndFilesAreImportedAgain) {
       ASSERT_TRUE(TestClock::PumpUntil([&] { return server->Ended() >= connected; }));
     }
   };
-  Import();
   Start();
   ++connected;
   ASSERT_TRUE(TestClock::PumpUntil([&] { return server->Ended() >= connected; }));
@@ -119,9 +118,7 @@ TEST_F(RunRounds, ConnectionsComeAndGoAndFilesAreImportedAgain) {
     for (int i = 0; i < rounds; ++i) Import();
   }
   server->ClearRules();
-  Start();
-  ASSERT_TRUE(RunToEnd());
-  ExpectAllFiles();
+  DownloadAll();
 }
 
 // Of several starts at the same instant one stays; the others hand over and end.
@@ -129,28 +126,20 @@ TEST(OneInstance, OfManyStartsAtTheSameInstantOneStays) {
   constexpr int kStarts = 4;
   for (int round = 0; round < Rounds(3); ++round) {
     const TempFolder home;
-    std::vector<std::string> variables = {"HOME=" + home.Path().string(),
-                                          "XDG_RUNTIME_DIR=" + home.Path().string(),
-                                          "QT_QPA_PLATFORM=offscreen", "LC_ALL=C.UTF-8"};
-    std::vector<char*> environment;
-    for (std::string& variable : variables) environment.push_back(variable.data());
-    environment.push_back(nullptr);
-    std::string program = kProgram;
-    char* arguments[] = {program.data(), nullptr};
-    std::vector<pid_t> running(kStarts);
-    for (pid_t& pid : running)
-      ASSERT_EQ(posix_spawn(&pid, arguments[0], nullptr, nullptr, arguments, environment.data()),
-                0);
-    int status = 0;
-    while (running.size() > 1) {
-      const pid_t ended = waitpid(-1, &status, 0);
-      EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-      ASSERT_EQ(std::erase(running, ended), 1u);
+    const QString own = QString::fromStdString(home.Path().string());
+    QProcess starts[kStarts];
+    for (QProcess& start : starts) {
+      start.setEnvironment(
+          {"HOME=" + own, "XDG_RUNTIME_DIR=" + own, "QT_QPA_PLATFORM=offscreen", "LC_ALL=C.UTF-8"});
+      start.start(kProgram, QStringList());
     }
-    EXPECT_EQ(waitpid(running[0], &status, WNOHANG), 0);
-    kill(running[0], SIGTERM);
-    ASSERT_EQ(waitpid(running[0], &status, 0), running[0]);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    const auto runs = [](const QProcess& start) { return start.state() != QProcess::NotRunning; };
+    ASSERT_TRUE(TestClock::PumpUntil([&] { return std::ranges::count_if(starts, runs) <= 1; }));
+    QProcess* const stays = std::ranges::find_if(starts, runs);
+    ASSERT_NE(stays, std::end(starts));
+    stays->terminate();
+    EXPECT_TRUE(stays->waitForFinished());
+    for (const QProcess& start : starts) EXPECT_EQ(start.exitStatus() + start.exitCode(), 0);
     Database store(FolderItem::FromPath((home / ".local/share/Gravlin/Gravlin.rsd").string()));
     ASSERT_TRUE(store.Connect());
     EXPECT_EQ(store.SQLSelect("pragma integrity_check")->Field("integrity_check").StringValue(),

@@ -1,11 +1,11 @@
 // The editor of the file types, on a real store.
-#include "support/window_fixture.h"
+#include "support/store_fixture.h"
 #include "ui/file_types_window.h"
 
 namespace gravlin::testing {
 namespace {
 
-class FileTypesTest : public WindowTest {
+class FileTypesTest : public StoreTest {
  protected:
   FileTypesTest() {
     Store("Delete from FileTypes");

@@ -4,12 +4,12 @@
 #include <QRect>
 
 #include "engine/gravlin.h"
-#include "support/window_fixture.h"
+#include "support/store_fixture.h"
 
 namespace gravlin::testing {
 namespace {
 
-class FilesWindowTest : public WindowTest {
+class FilesWindowTest : public StoreTest {
  protected:
   void AddFile(const std::string& name, const std::string& parts) {
     main_window.List.AddRow(name);

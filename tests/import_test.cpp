@@ -7,7 +7,7 @@
 #include "nzb/catalogue.h"
 #include "nzb/grv_parse.h"
 #include "platform/scheduler.h"
-#include "support/window_fixture.h"
+#include "support/store_fixture.h"
 
 namespace gravlin {
 namespace {
@@ -38,7 +38,7 @@ std::string FileElement(const std::string& subject, int segments, int bytes = 10
   return text + "</segments>\n</file>\n";
 }
 
-class ImportTest : public testing::WindowTest {
+class ImportTest : public testing::StoreTest {
  protected:
   ImportTest() { Code::LoadTypes(); }
   void Start(const FolderItem& nzb) {

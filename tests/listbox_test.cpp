@@ -1,8 +1,6 @@
 // Tables: what the program sees of them, and that the screen is told rarely and rightly.
 #include "platform/listbox.h"
 
-#include <gtest/gtest.h>
-
 #include <QAbstractItemModel>
 #include <QHeaderView>
 #include <QScrollBar>
@@ -13,8 +11,7 @@
 
 #include "platform/failures.h"
 #include "platform/native.h"
-#include "platform/text.h"
-#include "support/test_clock.h"
+#include "support/store_fixture.h"
 
 namespace gravlin::testing {
 namespace {
@@ -29,13 +26,8 @@ struct ListWindow : Window {
   Listbox List;
 };
 
-class ListboxTest : public ::testing::Test {
+class ListboxTest : public StoreTest {
  protected:
-  void TearDown() override {
-    Window::CloseAll();
-    PumpEvents(0);
-  }
-
   void Fill(const std::vector<std::string>& names) {
     for (const std::string& name : names) list.AddRow(name);
   }
@@ -55,7 +47,6 @@ class ListboxTest : public ::testing::Test {
     QTest::mouseClick(header.viewport(), Qt::LeftButton, Qt::NoModifier, at);
   }
 
-  TestClock clock;  // no frame is waited for
   ListWindow& window = Window::New<ListWindow>();
   Listbox& list = window.List;
   QTableView& view = *static_cast<QTableView*>(list.Native().widget.data());

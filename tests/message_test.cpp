@@ -5,7 +5,7 @@
 
 #include "engine/gravlin.h"
 #include "platform/native.h"
-#include "support/window_fixture.h"
+#include "support/store_fixture.h"
 #include "ui/message_window.h"
 #include "ui/small_windows.h"
 
@@ -44,7 +44,7 @@ class WebServer {
   QTcpServer server_;
 };
 
-class MessageTest : public WindowTest {
+class MessageTest : public StoreTest {
  protected:
   WebServer web;
 };

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "support/window_fixture.h"
+#include "support/store_fixture.h"
 
 namespace gravlin {
 namespace {
@@ -60,12 +60,7 @@ TEST(Names, EscapesAreUndoneInOrder) {
   }
 }
 
-TEST(Names, PathsForTheShellHaveNoVolume) {
-  EXPECT_EQ(Code::GetFixedPath(FolderItem::FromPath("/x.rar")), "x.rar");
-  EXPECT_EQ(Code::GetFixedPath2(FolderItem::FromPath("/d:1 a/x:2.rar")), "d/1 a:x/2.rar");
-}
-
-using NamesInTheStore = testing::WindowTest;
+using NamesInTheStore = testing::StoreTest;
 
 TEST_F(NamesInTheStore, OnlyCommittedRowsMakeANameADuplicate) {
   Code::UnknownNZBFileNo = 0;

@@ -69,10 +69,6 @@ struct Replay {
 };
 
 TEST(ParParser, ARecordedRunShowsItsFilesAndItsEnding) {
-  struct Case {
-    const char *recording, *rows, *archive, *ending, *notes;
-    bool repaired;
-  };
   const std::string n(196, 'n');
   const std::string odd = n +
                           ".rar: found|a - b.part01.rar: found|two: parts, [x] (1).bin: found|" +
@@ -82,7 +78,10 @@ TEST(ParParser, ARecordedRunShowsItsFilesAndItsEnding) {
       "status=Solving Reed-Solomon matrix...|status=Repairing...|clock|clear|"
       "status=Verifying repaired files...|status=Scanning";
   const std::string scanned = "status=Loading PAR's...|status=Scanning";
-  const Case cases[] = {
+  const struct {
+    const char *recording, *rows, *archive, *ending, *notes;
+    bool repaired;
+  } cases[] = {
       {"par2-correct.txt", "set.part1.rar: found|set.part2.rar: found|", "set.part1.rar",
        "All files are correct, repair is not required.", scanned.c_str(), true},
       {"par2-repaired.txt", "notes.txt: found|set.part1.rar: found|set.part2.rar: found|",
@@ -96,7 +95,7 @@ TEST(ParParser, ARecordedRunShowsItsFilesAndItsEnding) {
       {"par2-renamed.txt", "set.part1.rar: missing|", "set.part1.rar",
        "You need 1 more recovery blocks to be able to repair.", "status=Loading PAR's...", false},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     Replay run;
     const std::string archive = c.archive ? c.archive : n + ".rar";
     run.Read(Recording(c.recording));
@@ -148,12 +147,11 @@ TEST(ParParser, ARecordingCutAtAnyByteEndsAsTheWholeOneDoes) {
 }
 
 TEST(ParParser, EachRuleTakesItsCutOfTheLine) {
-  struct Case {
+  const struct {
     const char *mode, *line, *mode_after, *notes;
     int percent;
     const char* last_row;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"start", "loading \"x y.PAR2\".", "start", "status=Loading PAR's...", 0, "x y.PAR2="},
       {"start", "Loading: 61.9%", "start", "status=Loading PAR's...", 61, "A.bin="},
       {"start", "Loaded 5 new packets including 2 recovery blocks", "start",
@@ -171,7 +169,7 @@ TEST(ParParser, EachRuleTakesItsCutOfTheLine) {
       {"solving", "Repairing: 3.5%", "repairing", "status=Repairing...|clock", 3, "A.bin="},
       {"verify repair", "Target: \"a.BIN\" - found.", "verify repair", "", 7, "A.bin=found"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     Shown shown;
     shown.AddRow("A.bin");
     shown.percent = 7;

@@ -12,13 +12,6 @@ namespace {
 
 class ParTest : public ToolTest {
  protected:
-  // A run that a user starts by dropping the file.
-  Par& Start(const FolderItem& file) {
-    Par& par = Window::New<Par>();
-    par.Show();
-    par.pbSelectFile.DropObject(DragItem{file});
-    return par;
-  }
   std::string Rows(const Par& par) {
     std::string rows;
     for (int row = 0; row < par.List.ListCount(); ++row)
@@ -29,28 +22,27 @@ class ParTest : public ToolTest {
 };
 
 TEST_F(ParTest, ThePlaceIsReadAndSaved) {
-  store.SQLExecute(
-      "Update Settings Set ParTop=0, ParLeft=-5, ParWidth=10, ParHeight=400, ParCols='300,100'");
-  store.Commit();
+  Store("Update Settings Set ParTop=0, ParLeft=-5, ParWidth=10, ParHeight=400, ParCols='300,100'");
   Par& par = Window::New<Par>();
   EXPECT_EQ(Str(par.Top()) + " " + Str(par.Left()) + " " + Str(par.Height()), "70 10 400");
   EXPECT_EQ(par.Width(), par.MinWidth());
   EXPECT_EQ(par.List.ColumnWidths(), "300,100");
   par.SetTop(0);
   par.SetWidth(700);
-  ASSERT_TRUE(clock.RunUntil([] { return Code::PendingWrites() == 0; }));
-  EXPECT_EQ(Stored("ParWidth"), "10") << "nothing is saved for a window without a title in reach";
+  Save();
+  EXPECT_EQ(Stored("Settings", "ParWidth"), "10")
+      << "nothing is saved for a window without a title in reach";
   par.SetTop(90);
   par.List.SetColumnWidths("250,150");
   par.Close();
-  ASSERT_TRUE(clock.RunUntil([] { return Code::PendingWrites() == 0; }));
-  EXPECT_EQ(Stored("ParTop||' '||ParLeft||' '||ParHeight||' '||ParWidth||' '||ParCols"),
+  Save();
+  EXPECT_EQ(Stored("Settings", "ParTop||' '||ParLeft||' '||ParHeight||' '||ParWidth||' '||ParCols"),
             "90 10 400 700 250,150");
 }
 
 TEST_F(ParTest, ARunFollowsTheOutputToItsEnd) {
   folder.Write("Gravlin/unPar.txt", "Repair complete.\n");  // of an earlier run
-  Par& par = Start(
+  Par& par = Drop<Par>(
       Script("write Loading \"set.par2\".\\nLoading: 40.0%\\r\nuntil go1\n"
              "write Verifying source files:\\nTarget: \"a.bin\" - damaged.\\nTarg\nuntil go2\n"
              "write et: \"b.bin\" - found.\\nYou need 3 more\\n\n"));
@@ -97,7 +89,7 @@ TEST_F(ParTest, TheTimeLeftIsReckonedFromTheFractionDone) {
 }
 
 TEST_F(ParTest, AToolThatWritesNothingIsStartedAgainWithoutEnd) {
-  Par& par = Start(Script("pid tool\nchild child\nhang\n"));
+  Par& par = Drop<Par>(Script("pid tool\nchild child\nhang\n"));
   clock.Advance(1000);
   for (int attempt = 1; attempt <= 5; ++attempt) {
     if (attempt > 1) {
@@ -123,7 +115,7 @@ TEST_F(ParTest, SilenceEndsTheRunAndKeepsTheFlag) {
   for (const std::string writes : {"write Loading \"a\".\\n\npid tool\nhang\n",
                                    "write Loading \"a\".\\nSomething else\npid tool\n",
                                    "write Repair complete.\\n\\n\\n\npid tool\n"}) {
-    Par& par = Start(Script(writes));
+    Par& par = Drop<Par>(Script(writes));
     clock.Advance(1000);
     const pid_t tool = Noted("tool");
     clock.Advance(59'000);
@@ -142,7 +134,7 @@ TEST_F(ParTest, SilenceEndsTheRunAndKeepsTheFlag) {
 
 TEST_F(ParTest, AToolThatIsMissingAndAnOutputFileThatStaysAreTold) {
   Shell("mkdir -p Gravlin/unPar.txt/keep");
-  Par& par = Start(Script("write Repair complete.\\n\n"));
+  Par& par = Drop<Par>(Script("write Repair complete.\\n\n"));
   clock.Advance(160'500);
   ASSERT_EQ(Asked().boxes.size(), 1u);
   EXPECT_EQ(Asked().boxes[0].text,
@@ -150,15 +142,15 @@ TEST_F(ParTest, AToolThatIsMissingAndAnOutputFileThatStaysAreTold) {
   EXPECT_TRUE(par.pbSelectFile.Enabled());
   EXPECT_TRUE(std::exchange(Code::ParJobRunning, false));
   Code::fParApp = folder.Item("par2");
-  Start(Script(""));
+  Drop<Par>(Script(""));
   ASSERT_EQ(Asked().boxes.size(), 2u);
   EXPECT_EQ(Asked().boxes[1].text, "The par2 file is missing from your Gravlin folder.");
 }
 
 TEST_F(ParTest, ThreeWindowsRunOneAfterTheOther) {
   const std::string script = "until go\nwrite Repair complete.\\n\n";
-  Par* windows[] = {&Start(Script(script, "1.par2")), &Start(Script(script, "2.par2")),
-                    &Start(Script(script, "3.par2"))};
+  Par* windows[] = {&Drop<Par>(Script(script, "1.par2")), &Drop<Par>(Script(script, "2.par2")),
+                    &Drop<Par>(Script(script, "3.par2"))};
   clock.Advance(3000);
   for (int i : {1, 2})
     EXPECT_EQ(windows[i]->stStatus.Text(), "Waiting for previous Par window to finish...");
@@ -177,7 +169,7 @@ TEST_F(ParTest, ThreeWindowsRunOneAfterTheOther) {
 
 TEST_F(ParTest, ClosingAWindowInMidRunEndsTheToolAndItsChildren) {
   for (const char* manners : {"", "deaf\n"}) {  // a deaf one is killed in the end
-    Par& par = Start(
+    Par& par = Drop<Par>(
         Script(std::string(manners) + "write Loading \"a\".\\n\npid tool\nchild child\nhang\n"));
     clock.Advance(2000);
     const pid_t tool = Noted("tool"), child = Noted("child");
@@ -193,56 +185,40 @@ TEST_F(ParTest, ClosingAWindowInMidRunEndsTheToolAndItsChildren) {
   }
 }
 
-TEST_F(ParTest, APathWithASingleQuoteRunsLikeAToolThatWritesNothing) {
-  Par& par = Start(folder.Write("it'; touch 'gone.par2", "write Repair complete.\\n\n"));
-  clock.Advance(50'000);
-  EXPECT_EQ(par.Attempts, 4);
-  EXPECT_NE(Window::IfOpen<ParFailed>(), nullptr);
-  EXPECT_FALSE(ToolRuns());
-}
-
-// --- The real tools ---
-
-class ParRealTest : public ParTest {
- protected:
-  // Runs a set of two files of 200 kB with 20 recovery blocks of 4000 bytes.
-  Par& RunSet(const std::string& spoil) {
-    UseRealTools();
+TEST_F(ParTest, TheRealToolRepairsASetThatIsDamagedUnlessItLacksBlocks) {
+  const struct {
+    const char *spoil, *status, *row;
+    bool whole;
+  } cases[] = {
+      {":", "All files are correct, repair is not required.", "ä - b: [c].bin=found|", true},
+      {"printf X | dd of=set.part1.rar bs=1 seek=9000 conv=notrunc 2>/dev/null;"
+       "truncate -s 190000 *.bin",
+       "Repair complete.", "set.part1.rar=found|", true},
+      {"rm set.part1.rar", "You need ", "set.part1.rar=missing|", false}};
+  UseRealTools();
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.status);
+    // Two files of 200 kB with 20 recovery blocks of 4000 bytes.
     Shell(
-        "seq 1 40000 > set.part1.rar; seq 50000 90000 > 'ä - b: [c].bin';"
+        "rm -f set.* *.bin; seq 1 40000 > set.part1.rar; seq 50000 90000 > 'ä - b: [c].bin';"
         "par2 create -q -q -s4000 -c20 -n2 set.par2 set.part1.rar 'ä - b: [c].bin';"
-        "sha256sum *.rar *.bin > sums;" +
-        spoil);
-    Par& par = Start(folder.Item("set.par2"));
-    EXPECT_TRUE(RunTool([&] { return Over(par); }));
+        "sha256sum *.rar *.bin > sums;");
+    Shell(c.spoil);
+    Par& par = Drop<Par>(folder.Item("set.par2"));
+    ASSERT_TRUE(RunTool([&] { return Over(par); }));
     EXPECT_FALSE(Code::ParJobRunning);
-    return par;
+    EXPECT_TRUE(par.stStatus.Text().starts_with(c.status)) << par.stStatus.Text();
+    EXPECT_NE(Rows(par).find(c.row), std::string::npos) << Rows(par);
+    EXPECT_EQ(Window::IfOpen<Rar>() != nullptr, c.whole);
+    EXPECT_EQ(Asked().beeps, c.whole ? 0 : 1);
+    if (c.whole) {
+      EXPECT_EQ(par.fRAR, folder.Item("set.part1.rar"));
+      Shell("sha256sum --quiet -c sums");
+    }
+    Window::CloseAll();
+    Code::RarJobRunning = false;
+    PumpEvents(0);
   }
-};
-
-TEST_F(ParRealTest, ASetThatIsWholeNeedsNoRepair) {
-  Par& par = RunSet("");
-  EXPECT_EQ(par.stStatus.Text(), "All files are correct, repair is not required.");
-  EXPECT_NE(Rows(par).find("|ä - b: [c].bin=found|"), std::string::npos) << Rows(par);
-  EXPECT_EQ(par.fRAR, folder.Item("set.part1.rar"));
-  EXPECT_NE(Window::IfOpen<Rar>(), nullptr);
-}
-
-TEST_F(ParRealTest, ADamagedSetIsRepaired) {
-  Par& par = RunSet(
-      "printf X | dd of=set.part1.rar bs=1 seek=9000 conv=notrunc 2>/dev/null;"
-      "truncate -s 190000 *.bin");
-  EXPECT_EQ(par.stStatus.Text(), "Repair complete.");
-  EXPECT_NE(Rows(par).find("set.part1.rar=found|"), std::string::npos) << Rows(par);
-  Shell("sha256sum --quiet -c sums");
-}
-
-TEST_F(ParRealTest, ASetThatLacksBlocksIsLeft) {
-  Par& par = RunSet("rm set.part1.rar");
-  EXPECT_TRUE(par.stStatus.Text().starts_with("You need ")) << par.stStatus.Text();
-  EXPECT_NE(Rows(par).find("set.part1.rar=missing|"), std::string::npos) << Rows(par);
-  EXPECT_EQ(Window::IfOpen<Rar>(), nullptr);
-  EXPECT_EQ(Asked().beeps, 1);
 }
 
 }  // namespace

@@ -19,17 +19,10 @@ class QueueTest : public EngineTest {
     std::ofstream(Parts() / (posted_file.name + "-p" + number + ".txt"), std::ios::binary)
         << ArticleReply(posted_file.ids[part - 1], *posted.Article(posted_file.ids[part - 1]));
   }
-  void PostThree() {
-    posted.Add("a.rar", 6000, 2000);
-    posted.Add("b.rar", 6000, 2000);
-    posted.Add("c.rar", 6000, 2000);
-  }
 };
 
 TEST_F(QueueTest, ALaunchCountsWhatLiesOnDisk) {
-  PostThree();
-  Serve();
-  Import();
+  Post({"a.rar", "b.rar", "c.rar"});
   LeavePart(0, 2);
   LeavePart(1, 1);
   std::ofstream(Parts() / "b.rar-p00002.txt");  // empty: a crash left it
@@ -73,45 +66,31 @@ TEST_F(QueueTest, WhatAPowerCutDamagedIsNoPart) {
   resize_file(part(5), 500);
   const auto now = std::filesystem::last_write_time(part(1));
   std::filesystem::last_write_time(part(5), now - std::chrono::seconds(30));
-  std::ofstream(data / "Gravlin/Parts.flushed");
-  std::filesystem::last_write_time(data / "Gravlin/Parts.flushed", now - std::chrono::seconds(20));
+  const std::filesystem::path mark = data / "Gravlin/Parts.flushed";
+  std::ofstream{mark};
+  std::filesystem::last_write_time(mark, now - std::chrono::seconds(20));
   Launch();
   EXPECT_EQ(Cell(0, ListColumn::kPartsPresent), "2");
   EXPECT_TRUE(std::filesystem::exists(part(1)) && std::filesystem::exists(part(5)));
-}
-
-TEST_F(QueueTest, TheMarkTellsUpToWhenPartsAreOnTheDisk) {
-  PostThree();
-  Serve();
-  Import();
-  const std::filesystem::path mark = data / "Gravlin/Parts.flushed";
-  std::ofstream{mark};
-  const auto before = std::filesystem::last_write_time(mark) - std::chrono::hours(1);
-  std::filesystem::last_write_time(mark, before);
-  Launch();
   Start();
   ASSERT_TRUE(RunToEnd());
-  EXPECT_GT(std::filesystem::last_write_time(mark), before);
+  EXPECT_GT(std::filesystem::last_write_time(mark), now - std::chrono::seconds(20))
+      << "the parts of this run are flushed";
 }
 
 // Whether the file that was complete at launch has been assembled before Start, or not yet: no file
 // is left out, and none is fetched.
 TEST_F(QueueTest, AFileCompleteAtLaunchIsAssembledOnce) {
-  PostThree();
-  Serve();
-  Import();
+  Post({"a.rar", "b.rar", "c.rar"});
   for (const bool wait : {true, false}) {
     SCOPED_TRACE(wait);
-    std::filesystem::remove_all(Downloads());
-    std::filesystem::create_directory(Downloads());
+    EmptyDownloads();
     for (int part = 1; part <= 3; ++part) LeavePart(1, part);
     Launch();
     if (wait) {
       ASSERT_TRUE(clock.RunUntil([&] { return window->ThreadFlag; }));
     }
-    Start();
-    ASSERT_TRUE(RunToEnd());
-    ExpectAllFiles();
+    DownloadAll();
     for (const std::string& id : posted.Files()[1].ids) EXPECT_EQ(server->ArticleCount(id), 0);
     EXPECT_TRUE(std::filesystem::is_empty(Parts()));
   }
@@ -136,38 +115,13 @@ TEST_F(QueueTest, AnyNumberOfFilesIsPassedOver) {
   }
   Launch();
   ASSERT_EQ(window->List.ListCount(), 120001);
-  Start();
-  ASSERT_TRUE(RunToEnd());
-  ExpectAllFiles();
+  DownloadAll();
   EXPECT_EQ(Cell(window->List.FindRow("a1.rar"), ListColumn::kMessage), "File already done.");
   EXPECT_EQ(server->ArticleCount("x110000"), 0);
 }
 
-TEST_F(QueueTest, APartThatCannotBeSavedIsAnErrorAndNoPart) {
-  PostThree();
-  Serve();
-  Import();
-  std::filesystem::create_directory(Parts() / "nzb_temp.txt");
-  server->On("QUIT", Silence());
-  Start();
-  ASSERT_TRUE(RunToState("sent quit"));
-  EXPECT_EQ(window->TotalErrors, 9);
-  window->Stop();
-  server->ClearRules();
-  EXPECT_TRUE(Cell(0, ListColumn::kMessage).starts_with("Last error: Disk error: "));
-  std::filesystem::remove(Parts() / "nzb_temp.txt");
-  EXPECT_TRUE(std::filesystem::is_empty(Parts()));
-  Start();
-  ASSERT_TRUE(RunToEnd());
-  ExpectAllFiles();
-}
-
 TEST_F(QueueTest, TheFirstRepairFileAndTheFirstVolumeAreChosen) {
-  for (const char* name :
-       {"set.part2.rar", "set.part1.rar", "set.vol00+01.par2", "set.par2", "z.rar"})
-    posted.Add(name, 300, 300);
-  Serve();
-  Import();
+  Post({"set.part2.rar", "set.part1.rar", "set.vol00+01.par2", "set.par2", "z.rar"}, 1);
   window->ParFilename = "stale";
   Asked().Clear();
   server->On("QUIT", Silence());
@@ -180,9 +134,7 @@ TEST_F(QueueTest, TheFirstRepairFileAndTheFirstVolumeAreChosen) {
 }
 
 TEST_F(QueueTest, AllFilesDoneIsSaidWithoutAConnection) {
-  posted.Add("a.rar", 300, 300);
-  Serve();
-  Import();
+  Post({"a.rar"}, 1);
   Start();
   ASSERT_TRUE(RunToEnd());
   const int connections = server->Connections();
@@ -196,9 +148,7 @@ TEST_F(QueueTest, AllFilesDoneIsSaidWithoutAConnection) {
 
 // Windows outlive the threads that work for them, and what was under way is taken up again.
 TEST_F(QueueTest, AQuitInTheMiddleOfAnAssemblyLosesNothing) {
-  PostThree();
-  Serve();
-  Import();
+  Post({"a.rar", "b.rar", "c.rar"});
   Start();
   ASSERT_TRUE(clock.RunUntil([&] { return window->Concats > 0; }));
   window->SetTop(123);
@@ -207,19 +157,13 @@ TEST_F(QueueTest, AQuitInTheMiddleOfAnAssemblyLosesNothing) {
   clock.Advance(100);
   Launch();
   EXPECT_EQ(window->Top(), 123);
-  Start();
-  ASSERT_TRUE(RunToEnd());
-  ExpectAllFiles();
+  DownloadAll();
 }
 
 TEST_F(QueueTest, TheLogTellsARunAndNeverThePassword) {
-  posted.Add("a.rar", 300, 300);
-  NewsServer::Options options;
-  options.user = "lena";
-  options.password = "s3cret";
-  Serve(options);
-  Import();
+  Post({"a.rar"}, 1, WithLogOn());
   Code::DebugOn = true;
+  window->stStatus.TextChange = [&] { EXPECT_EQ(InStr(window->stStatus.Text(), "s3cret"), 0); };
   Start();
   ASSERT_TRUE(RunToEnd());
   Code::DebugOn = false;
@@ -227,7 +171,9 @@ TEST_F(QueueTest, TheLogTellsARunAndNeverThePassword) {
   EXPECT_EQ(InStr(log, " - StartDebugMode: " + Code::DebugName + "\r\n"), 9);
   EXPECT_GT(InStr(log, " - GotArticle: Got " + posted.Files()[0].ids[0] + "\r\n"), 0);
   EXPECT_GT(InStr(log, " - Finish: All done.\r\n"), 0);
+  EXPECT_GT(InStr(log, "AUTHINFO PASS"), 0);
   EXPECT_EQ(InStr(log, "s3cret"), 0);
+  window->stStatus.TextChange = nullptr;
 }
 
 }  // namespace

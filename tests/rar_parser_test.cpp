@@ -105,11 +105,10 @@ TEST(RarParser, ARecordingCutAtAnyByteEndsAsTheWholeOneDoes) {
 
 TEST(RarParser, LinesOutsideTheUsualAreTakenAsTheyStand) {
   const std::string start = "UNRAR\n\nExtracting from /a/b.rar\n";
-  struct Case {
+  const struct {
     std::string lines;
     const char *files, *comments;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {start + "\n\nExtracting  /x/a   ", "a |", ""},         // two empty lines: no comment
       {start + "\n!\nExtracting  /x/a   ", "a |", "\r!\r|"},  // three characters: a comment
       {start + "hi\nExtracting from /a/b.r00\nExtracting  /x/a   ", "a |", "hi\r|"},

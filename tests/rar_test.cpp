@@ -6,7 +6,6 @@
 #include <cstdint>
 
 #include "postprocess/outcome_windows.h"
-#include "postprocess/par.h"
 #include "support/rar_writer.h"
 #include "support/tool_fixture.h"
 
@@ -22,12 +21,6 @@ std::string Rows(const Listbox& list) {
 
 class RarTest : public ToolTest {
  protected:
-  Rar& Start(const FolderItem& file) {
-    Rar& rar = Window::New<Rar>();
-    rar.Show();
-    rar.pbSelectFile.DropObject(DragItem{file});
-    return rar;
-  }
   static bool Over(const Rar& rar) { return rar.tRar.Mode() == 0; }
   bool Run(Rar& rar) {
     return RunTool([&] { return Over(rar); });
@@ -55,8 +48,7 @@ class RarRealTest : public RarTest {
     for (char& byte : big) byte = static_cast<char>((state = state * 1664525 + 1013904223) >> 24);
   }
   void MakeSet(const std::string& comment = "") {
-    WriteRar(folder.Path(), "set", {{"a.bin", big}},
-             {.volume_size = 100'000, .comment = comment, .password = ""});
+    WriteRar(folder.Path(), "set", {{"a.bin", big}}, {.volume_size = 100'000, .comment = comment});
   }
   std::string big = std::string(300'000, '\0');
 };
@@ -65,9 +57,9 @@ TEST_F(RarRealTest, AVolumeSetIsExtractedAndItsFolderOpened) {
   const std::string n(196, 'n');
   WriteRar(folder.Path(), "a - b [c]",
            {{"in a folder/two: (1) [x].bin", big}, {"süß.txt", "text"}, {n + ".rar", "x"}},
-           {.volume_size = 100'000, .comment = "A comment", .password = ""});
+           {.volume_size = 100'000, .comment = "A comment"});
   Shell("mkdir Extracted_Files; echo longer than the new one > Extracted_Files/süß.txt");
-  Rar& rar = Start(folder.Item("a - b [c].part1.rar"));
+  Rar& rar = Drop<Rar>(folder.Item("a - b [c].part1.rar"));
   ASSERT_TRUE(Run(rar));
   // The comment of a first volume comes ahead of the line that lets the window look for it.
   EXPECT_EQ(Outcome(rar), "Extraction complete. opened advice");
@@ -81,7 +73,7 @@ TEST_F(RarRealTest, AVolumeSetIsExtractedAndItsFolderOpened) {
 
 TEST_F(RarRealTest, TheCommentOfASetThatIsOpenedAtALaterVolumeIsShown) {
   MakeSet("Line one\nZeile zwei, süß");
-  Rar& rar = Start(folder.Item("set.part2.rar"));
+  Rar& rar = Drop<Rar>(folder.Item("set.part2.rar"));
   ASSERT_TRUE(Run(rar));
   EXPECT_EQ(Outcome(rar), "Extraction complete. opened advice notes");
   EXPECT_EQ(Window::Shared<RarNotes>().efComment.Text(), "\rLine one\rZeile zwei, süß\r\r\r");
@@ -89,12 +81,11 @@ TEST_F(RarRealTest, TheCommentOfASetThatIsOpenedAtALaterVolumeIsShown) {
 
 TEST_F(RarRealTest, EachFailureEndsAsTheToolWordsIt) {
   const std::string damaged = "Archive damaged or incomplete. ", wrong = "Something went wrong. ";
-  struct Case {
+  const struct {
     const char *spoil, *archive;
     std::string outcome;
     const char* files;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"rm set.part2.rar", "set.part1.rar", damaged + "advice", "a.bin|"},
       {"printf X | dd of=set.part2.rar bs=1 seek=5000 conv=notrunc 2>/dev/null", "set.part1.rar",
        damaged + "advice", "a.bin|"},
@@ -105,14 +96,14 @@ TEST_F(RarRealTest, EachFailureEndsAsTheToolWordsIt) {
       // Asked for a password on no terminal, the tool gives up in words that no rule knows.
       {":", "secret.rar", damaged + "flag", ""},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.spoil);
     MakeSet();
     WriteRar(folder.Path(), "secret", {{"a.bin", big}},
-             {.volume_size = 0, .comment = "", .password = "x"});
+             {.volume_size = 0, .comment = "", .locked = true});
     Shell(c.spoil);
     Asked().Clear();
-    Rar& rar = Start(folder.Item(c.archive));
+    Rar& rar = Drop<Rar>(folder.Item(c.archive));
     ASSERT_TRUE(Run(rar));
     EXPECT_EQ(Outcome(rar), c.outcome);
     EXPECT_EQ(Rows(rar.List2), c.files);
@@ -122,40 +113,9 @@ TEST_F(RarRealTest, EachFailureEndsAsTheToolWordsIt) {
   }
 }
 
-TEST_F(RarRealTest, ARepairedSetIsExtractedWithoutAClick) {
-  MakeSet();
-  Shell(
-      "par2 create -q -q -s4000 -c10 set.par2 *.rar;"
-      "printf damage | dd of=set.part2.rar bs=1 seek=5000 conv=notrunc 2>/dev/null");
-  Par& par = Window::New<Par>();
-  par.Show();
-  par.OpenDocumentEvent(folder.Item("set.par2"));
-  ASSERT_TRUE(RunTool([&] { return Window::IfOpen<Rar>() != nullptr; })) << par.stStatus.Text();
-  EXPECT_EQ(Asked().beeps, 0);
-  Rar& rar = *Window::IfOpen<Rar>();
-  ASSERT_TRUE(Run(rar));
-  EXPECT_EQ(Outcome(rar), "Extraction complete. opened advice");
-  EXPECT_TRUE(ReadFile(folder / "Extracted_Files/a.bin") == big);
-}
-
-TEST_F(RarTest, SilenceEndsTheRunAndKeepsTheFlag) {
-  Rar& rar =
-      Start(Script("write Extracting from /a/b.rar\\n\npid tool\nchild child\nhang\n", "b.rar"));
-  clock.Advance(1000);
-  const pid_t tool = Noted("tool"), child = Noted("child");
-  clock.Advance(59'000);
-  EXPECT_FALSE(Over(rar));
-  clock.Advance(2'000);
-  EXPECT_EQ(Outcome(rar), "Archive damaged or incomplete. flag");
-  rar.Close();
-  EXPECT_TRUE(WaitFor([&] { return Gone(tool) && Gone(child); }));
-  Rar& next = Start(Script("write All OK\\n\n"));
-  clock.Advance(100'000);
-  EXPECT_EQ(next.stStatus.Text(), "Waiting for previous Rar window to finish...");
-}
-
 TEST_F(RarTest, TheBarCrawlsWithEachGrowthAndWraps) {
-  Rar& rar = Start(Script("until 1\nwrite x\\n\nuntil 2\nwrite x\\n\nuntil 3\nwrite All OK\\n\n"));
+  Rar& rar =
+      Drop<Rar>(Script("until 1\nwrite x\\n\nuntil 2\nwrite x\\n\nuntil 3\nwrite All OK\\n\n"));
   rar.Bar.SetValue(99);  // where an earlier run left it
   clock.Advance(1000);
   std::string seen;
@@ -173,13 +133,13 @@ TEST_F(RarTest, TheBarCrawlsWithEachGrowthAndWraps) {
 
 TEST_F(RarTest, AToolThatIsMissingOrSilentAndAnOutputThatStaysAreTold) {
   Code::fRarApp = folder.Item("unrar");
-  Start(Script(""));
+  Drop<Rar>(Script(""));
   ASSERT_EQ(Asked().boxes.size(), 1u);
   EXPECT_EQ(Asked().boxes[0].text,
             "The unrar program is missing from your Applications Support Folder folder.");
   EXPECT_TRUE(std::exchange(Code::RarJobRunning, false));
   UseFakes();
-  Rar& silent = Start(Script("hang\n"));
+  Rar& silent = Drop<Rar>(Script("hang\n"));
   clock.Advance(47'000);
   EXPECT_NE(Window::IfOpen<RarFailed>(), nullptr);
   EXPECT_EQ(silent.stStatus.Text(), "File selected: set.par2. Trying to start unrar. Attempt: 4");
@@ -187,7 +147,7 @@ TEST_F(RarTest, AToolThatIsMissingOrSilentAndAnOutputThatStaysAreTold) {
   EXPECT_TRUE(std::exchange(Code::RarJobRunning, false));
   std::filesystem::remove(folder / "Gravlin/unRar.txt");
   Shell("mkdir -p Gravlin/unRar.txt/keep");
-  Start(Script("write All OK\\n\n"));
+  Drop<Rar>(Script("write All OK\\n\n"));
   clock.Advance(70'000);
   ASSERT_EQ(Asked().boxes.size(), 2u);
   EXPECT_EQ(Asked().boxes[1].text,
@@ -199,10 +159,10 @@ TEST_F(RarTest, TheAdviceIsShownUntilTheUserTicksItAway) {
     AfterRAR& advice = Window::Shared<AfterRAR>();
     advice.boxShow.SetValue(ticked);
     advice.Close();
-    ASSERT_TRUE(clock.RunUntil([] { return Code::PendingWrites() == 0; }));
-    EXPECT_EQ(Stored("Future2"), ticked ? "n" : "y");
+    Save();
+    EXPECT_EQ(Stored("Settings", "Future2"), ticked ? "n" : "y");
   }
-  Rar& rar = Start(Script("write No files to extract\\n\n"));
+  Rar& rar = Drop<Rar>(Script("write No files to extract\\n\n"));
   ASSERT_TRUE(Run(rar));
   EXPECT_EQ(Outcome(rar), "Something went wrong.");
 }

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "nzb/catalogue.h"
-#include "support/window_fixture.h"
+#include "support/store_fixture.h"
 
 namespace gravlin {
 namespace {
@@ -92,7 +92,7 @@ TEST(SubjectScanner, TakesAnySubject) {
   EXPECT_EQ(ScanSubject(long_subject, kTypes).name, "");
 }
 
-using Catalogue = testing::WindowTest;
+using Catalogue = testing::StoreTest;
 
 TEST_F(Catalogue, OrdersTheTableForTheScanner) {
   const FolderItem there = Code::fGlobalDB;

@@ -36,13 +36,12 @@ std::string Codes(const std::string& bytes, char zero) {
 }
 
 TEST(UUCoderStreamTest, LinesBecomeBytes) {
-  struct Case {
-    const char* what;
-    std::string text, expected;
-  };
   const std::string cat = "begin 644 a\r\n#0V%T\r\n`\r\nend\r\n";
   const std::string begin = "begin 644 a\n";
-  const Case cases[] = {
+  const struct {
+    const char* what;
+    std::string text, expected;
+  } cases[] = {
       {"one block", cat, "Cat"},
       {"no line end at the end", "begin 644 a\n#0V%T", "Cat"},
       {"two blocks and text around", "hello\r\n" + cat + "junk 1\r\n#0V%T\r\n" + cat + "bye",
@@ -59,7 +58,7 @@ TEST(UUCoderStreamTest, LinesBecomeBytes) {
       {"the dot that closes an article", begin + "#0V%T\r\n.\r\n#0V%T\r\nend\r\n", "CatCat"},
       {"characters that are no code", begin + "#0V{T\n#0V\x90T\n#0V%T\nend\n", "Cat"},
   };
-  for (const Case& c : cases) EXPECT_EQ(DecodeUU(c.text), c.expected) << c.what;
+  for (const auto& c : cases) EXPECT_EQ(DecodeUU(c.text), c.expected) << c.what;
 }
 
 TEST(UUCoderStreamTest, ADoubledDotIsUndoneWhereTheCountTellsIt) {
@@ -90,11 +89,10 @@ TEST(UUCoderStreamTest, AnyBytesComeBack) {
 }
 
 TEST(Base64StreamTest, GroupsBecomeBytesWhateverThePieces) {
-  struct Case {
+  const struct {
     const char* what;
     std::string text, expected;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"empty", "", ""},
       {"line ends within a group", "TW\r\nFu\neS\rBo", "Many h"},
       {"what is no character", "T-W_F*u", "Man"},
@@ -104,7 +102,7 @@ TEST(Base64StreamTest, GroupsBecomeBytesWhateverThePieces) {
       {"padding behind a lone character", "T=TWFu", "Man"},
       {"the highest values", "+/+/", "\xfb\xff\xbf"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     for (std::size_t piece = 1; piece <= c.text.size() + 1; ++piece) {
       Base64Stream stream;
       std::string decoded;

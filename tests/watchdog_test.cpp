@@ -46,9 +46,7 @@ TEST_F(WatchdogTest, SilenceIsCountedDownAndEndsInANewSession) {
 }
 
 TEST_F(WatchdogTest, TheCountDownRunsFrom29) {
-  posted.Add("film.avi", 3000, 3000);
-  Serve();
-  Import();
+  Post({"film.avi"}, 1);
   server->On("GROUP", Silence());
   Start();
   ASSERT_TRUE(TestClock::PumpUntil([&] { return window->State == "sent group"; }));

@@ -11,7 +11,7 @@
 #include "postprocess/outcome_windows.h"
 #include "postprocess/par.h"
 #include "postprocess/rar.h"
-#include "support/window_fixture.h"
+#include "support/store_fixture.h"
 #include "ui/file_types_window.h"
 #include "ui/files_window.h"
 #include "ui/message_window.h"
@@ -21,7 +21,7 @@
 namespace gravlin::testing {
 namespace {
 
-class WindowsTest : public WindowTest {
+class WindowsTest : public StoreTest {
  protected:
   WindowsTest() { Code::ServerErrorPage = "https://www.ardentis.example/usenet/support?source=x"; }
 };

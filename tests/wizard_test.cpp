@@ -3,18 +3,18 @@
 
 #include "engine/active_files.h"
 #include "engine/gravlin.h"
-#include "support/window_fixture.h"
+#include "support/store_fixture.h"
 #include "ui/files_window.h"
 #include "ui/message_window.h"
 
 namespace gravlin::testing {
 namespace {
 
-class WizardTest : public WindowTest {
+class WizardTest : public StoreTest {
  protected:
   Gravlin& window = Window::New<Gravlin>();
 };
-using WizardStart = WindowTest;
+using WizardStart = StoreTest;
 
 TEST_F(WizardStart, TheFirstShowsTheSampleServerAndALaterOneLooksForAMessageOnce) {
   auto& first = Window::New<Gravlin>();

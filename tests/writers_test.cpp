@@ -3,52 +3,24 @@
 
 #include <gtest/gtest.h>
 
-#include "app/code.h"
 #include "platform/failures.h"
-#include "store/schema.h"
-#include "support/temp_folder.h"
-#include "support/test_clock.h"
+#include "support/store_fixture.h"
 
-namespace gravlin {
+namespace gravlin::testing {
 namespace {
 
-using testing::TempFolder;
-using testing::TestClock;
-
-class WritersTest : public ::testing::Test {
+class WritersTest : public StoreTest {
  protected:
-  WritersTest() {
-    Code::fGlobalDB = folder.Item("store.rsd");
-    Code::DBFree = true;
-    reader.SetDatabaseFile(Code::fGlobalDB);
-    EXPECT_TRUE(reader.CreateDatabaseFile());
-    MakeSchema(reader);
-  }
-  ~WritersTest() override {
-    EndAllThreads();
-    Code::DBFree = true;
-    Code::fGlobalDB = FolderItem();
-  }
-  std::string Value(const std::string& sql) {
-    const auto rows = reader.SQLSelect("Select (" + sql + ") as v");
-    return rows ? rows->Field("v").StringValue() : reader.ErrorMessage();
-  }
-  bool AllDone() {
-    return clock.RunUntil([] { return Code::PendingWrites() == 0; });
-  }
-
-  TempFolder folder;
-  TestClock clock;
-  Database reader;
+  std::string Server(const std::string& columns) { return Stored("Servers", columns); }
 };
 
 TEST_F(WritersTest, ABadStatementLeavesTheOthers) {
   Code::SaveToDB(
       {"Update Servers Set Port=1", "Update Servers Set Nonsense=1", "Update Servers Set SSL='v3'"},
       "none");
-  EXPECT_EQ(Value("Select Port from Servers"), "119") << "written before the caller went on";
-  ASSERT_TRUE(AllDone());
-  EXPECT_EQ(Value("Select Port||SSL from Servers"), "1v3");
+  EXPECT_EQ(Server("Port"), "119") << "written before the caller went on";
+  ASSERT_TRUE(Save());
+  EXPECT_EQ(Server("Port||SSL"), "1v3");
   EXPECT_TRUE(Code::DBFree);
 }
 
@@ -63,8 +35,8 @@ TEST_F(WritersTest, ATakenRightHoldsWritersUpAndAnOlderWriteIsNeverTheLast) {
   clock.Advance(50);
   EXPECT_EQ(Code::PendingWrites(), 3);
   Code::DBFree = true;
-  ASSERT_TRUE(AllDone());
-  EXPECT_EQ(Value("Select URL from Servers"), "new");
+  ASSERT_TRUE(Save());
+  EXPECT_EQ(Server("URL"), "new");
   EXPECT_TRUE(Code::DBFree);
 }
 
@@ -79,10 +51,10 @@ TEST_F(WritersTest, ABurstOfWritersWritesOneAtATimeAndLosesNothing) {
   }
   EXPECT_EQ(Code::PendingWrites(), 10);
   const std::int64_t start = clock.Milliseconds();
-  ASSERT_TRUE(AllDone());
+  ASSERT_TRUE(Save());
   SetSlice(8);
-  EXPECT_EQ(Value("Select count(*) from FileTypes where Name='burst'"), "10");
-  EXPECT_EQ(Value("Select Name from Settings_Gravlin"), "()()()()()()()()()()");
+  EXPECT_EQ(Stored("FileTypes where Name='burst'", "count(*)"), "10");
+  EXPECT_EQ(Stored("Settings_Gravlin", "Name"), "()()()()()()()()()()");
   EXPECT_LT(clock.Milliseconds() - start, 3000);
 }
 
@@ -94,8 +66,8 @@ TEST_F(WritersTest, AnotherConnectionsTransactionOnlyDelays) {
   clock.Advance(60'000);  // no limit within a thread
   EXPECT_EQ(Code::PendingWrites(), 1);
   other.Commit();
-  ASSERT_TRUE(AllDone());
-  EXPECT_EQ(Value("Select Port||SSL from Servers"), "1v1");
+  ASSERT_TRUE(Save());
+  EXPECT_EQ(Server("Port||SSL"), "1v1");
 }
 
 // What a call back sees.
@@ -133,15 +105,15 @@ TEST_F(WritersTest, TheRightIsGivenBackBeforeOneCallBackAndAfterTheOther) {
   for (const char* return_to : {"none", "call", "fail"}) {
     Seen saved, inserted;
     Thread::Run(std::make_unique<Noting<SaveData>>(saved, return_to));
-    ASSERT_TRUE(AllDone());
+    ASSERT_TRUE(Save());
     Thread::Run(std::make_unique<Noting<InsertRecord>>(inserted, return_to));
-    ASSERT_TRUE(AllDone());
+    ASSERT_TRUE(Save());
     EXPECT_TRUE(Code::DBFree);
     const bool called = return_to != std::string("none");
     EXPECT_EQ(saved.free && saved.committed, called);
     EXPECT_EQ(inserted.committed, called);
     EXPECT_FALSE(inserted.free);
-    EXPECT_EQ(inserted.id, called ? std::stoll(Value("Select max(ID) from FileTypes")) : -1);
+    EXPECT_EQ(inserted.id, called ? std::stoll(Stored("FileTypes", "max(ID)")) : -1);
   }
 }
 
@@ -153,8 +125,8 @@ TEST_F(WritersTest, AWriterEndedInTheMiddleGivesTheRightBack) {
   SetSlice(8);
   EXPECT_TRUE(Code::DBFree);
   EXPECT_EQ(Code::PendingWrites(), 0);
-  EXPECT_EQ(Value("Select Port from Servers"), "119");
+  EXPECT_EQ(Server("Port"), "119");
 }
 
 }  // namespace
-}  // namespace gravlin
+}  // namespace gravlin::testing

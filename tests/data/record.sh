@@ -59,7 +59,7 @@ seq 1 20000 >big.bin
 "$make_rar" . plain big.bin small.txt >"/dev/null"
 "$make_rar" . comment -c $'First line\nSecond line, für dich\n\nlast' big.bin small.txt >"/dev/null"
 "$make_rar" . set -v 30000 -c 'A comment' big.bin small.txt >"/dev/null"
-"$make_rar" . password -p secret big.bin small.txt >"/dev/null"
+"$make_rar" . password -p big.bin small.txt >"/dev/null"
 "$make_rar" . names "${odd_names[@]}" >"/dev/null"
 extract plain plain.rar
 extract comment comment.rar

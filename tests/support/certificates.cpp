@@ -30,41 +30,29 @@ void Must(bool done, const char* step) {
 
 constexpr long kDay = 24 * 60 * 60;
 
-struct Terms {
-  const char* name;
-  const char* alternatives;  // nullptr for an authority
-  long from, until;          // seconds from now
-};
-
-void AddExtension(X509* certificate, X509* issuer, int kind, const char* value) {
+void AddExtension(X509* certificate, int kind, const char* value) {
   X509V3_CTX context;
-  X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
+  X509V3_set_ctx(&context, certificate, certificate, nullptr, nullptr, 0);
   Extension extension(X509V3_EXT_conf_nid(nullptr, &context, kind, value));
   Must(extension && X509_add_ext(certificate, extension.get(), -1) == 1, "extension");
 }
 
-Certificate Issue(const Terms& terms, EVP_PKEY* key, X509* issuer, EVP_PKEY* issuer_key) {
+// For the hosts, or as an authority if there are none; signed by itself if there is no issuer.
+Certificate Issue(const std::string& name, const char* hosts, long until, EVP_PKEY* key,
+                  X509* issuer, EVP_PKEY* issuer_key) {
   static long serial = 1000;
   Certificate made(X509_new());
   X509_set_version(made.get(), X509_VERSION_3);
   ASN1_INTEGER_set(X509_get_serialNumber(made.get()), ++serial);
-  X509_gmtime_adj(X509_getm_notBefore(made.get()), terms.from);
-  X509_gmtime_adj(X509_getm_notAfter(made.get()), terms.until);
+  X509_gmtime_adj(X509_getm_notBefore(made.get()), -2 * kDay);
+  X509_gmtime_adj(X509_getm_notAfter(made.get()), until);
   X509_set_pubkey(made.get(), key);
-  X509_NAME* name = X509_get_subject_name(made.get());
-  X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8,
-                             reinterpret_cast<const unsigned char*>(terms.name), -1, -1, 0);
-  X509* from = issuer ? issuer : made.get();
-  X509_set_issuer_name(made.get(), X509_get_subject_name(from));
-  AddExtension(made.get(), from, NID_subject_key_identifier, "hash");
-  if (terms.alternatives) {
-    AddExtension(made.get(), from, NID_basic_constraints, "critical,CA:FALSE");
-    AddExtension(made.get(), from, NID_subject_alt_name, terms.alternatives);
-    AddExtension(made.get(), from, NID_ext_key_usage, "serverAuth");
-  } else {
-    AddExtension(made.get(), from, NID_basic_constraints, "critical,CA:TRUE");
-    AddExtension(made.get(), from, NID_key_usage, "critical,keyCertSign,cRLSign");
-  }
+  X509_NAME* subject = X509_get_subject_name(made.get());
+  X509_NAME_add_entry_by_txt(subject, "CN", MBSTRING_UTF8,
+                             reinterpret_cast<const unsigned char*>(name.c_str()), -1, -1, 0);
+  X509_set_issuer_name(made.get(), issuer ? X509_get_subject_name(issuer) : subject);
+  AddExtension(made.get(), NID_basic_constraints, hosts ? "critical,CA:FALSE" : "critical,CA:TRUE");
+  if (hosts) AddExtension(made.get(), NID_subject_alt_name, hosts);
   Must(X509_sign(made.get(), issuer_key, EVP_sha256()) > 0, "signature");
   return made;
 }
@@ -83,23 +71,22 @@ Certificates::Certificates(Identity identity) {
   // A name of its own for each, since a client may come to trust several.
   static int authorities = 0;
   const std::string name = "Gravlin test authority " + std::to_string(++authorities);
-  const Terms authority_terms{name.c_str(), nullptr, -kDay, 30 * kDay};
-  Key authority_key(EVP_EC_gen("P-256"));
-  Certificate authority = Issue(authority_terms, authority_key.get(), nullptr, authority_key.get());
+  Key authority_key(EVP_EC_gen("P-256")), key(EVP_EC_gen("P-256"));
+  const auto make_authority = [&](const std::string& called) {
+    return Issue(called, nullptr, 30 * kDay, authority_key.get(), nullptr, authority_key.get());
+  };
+  Certificate authority = make_authority(name);
   authority_pem_ = Pem(authority.get());
   if (identity == Identity::kUnknownIssuer) {
     authority_key.reset(EVP_EC_gen("P-256"));
-    authority = Issue({"Another authority", nullptr, -kDay, 30 * kDay}, authority_key.get(),
-                      nullptr, authority_key.get());
+    authority = make_authority("Another authority");
   }
-  Terms terms{"localhost", "DNS:localhost,IP:127.0.0.1", -2 * kDay, 30 * kDay};
-  if (identity == Identity::kExpired) terms.until = -kDay;
-  if (identity == Identity::kWrongHost)
-    terms.name = "elsewhere.example", terms.alternatives = "DNS:elsewhere.example";
-  Key key(EVP_EC_gen("P-256"));
   const bool self_signed = identity == Identity::kSelfSigned;
-  Certificate certificate = Issue(terms, key.get(), self_signed ? nullptr : authority.get(),
-                                  self_signed ? key.get() : authority_key.get());
+  const Certificate certificate = Issue(
+      "News server",
+      identity == Identity::kWrongHost ? "DNS:elsewhere.example" : "DNS:localhost,IP:127.0.0.1",
+      identity == Identity::kExpired ? -kDay : 30 * kDay, key.get(),
+      self_signed ? nullptr : authority.get(), self_signed ? key.get() : authority_key.get());
 
   context_.reset(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
   SSL_CTX_set_min_proto_version(context_.get(), TLS1_2_VERSION);

@@ -21,8 +21,7 @@ class Certificates {
  public:
   explicit Certificates(Identity identity = Identity::kGood);
 
-  // The authority's certificate, for clients to trust.
-  const std::string& AuthorityPem() const { return authority_pem_; }
+  // The authority's certificate as PEM, for clients to trust.
   void WriteAuthority(const std::filesystem::path& file) const;
   // What a server needs: TLS 1.2 or newer, the certificate and its key.
   ssl_ctx_st* ServerContext() const { return context_.get(); }

@@ -71,6 +71,20 @@ class EngineTest : public ::testing::Test {
         clock.RunUntil([&] { return window->stStatus.Text().ends_with("begin downloading."); }));
   }
 
+  // Posts files of so many parts of 2,000 bytes, serves and imports them.
+  void Post(std::initializer_list<const char*> names, int parts = 3,
+            const NewsServer::Options& options = {}) {
+    for (const char* name : names) posted.Add(name, 2000 * parts, 2000);
+    Serve(options);
+    Import();
+  }
+  static NewsServer::Options WithLogOn() {
+    NewsServer::Options options;
+    options.user = "lena";
+    options.password = "s3cret";
+    return options;
+  }
+
   void Start() { window->pbStart.Push(); }
   bool RunToState(std::string_view state) {
     return clock.RunUntil([&] { return window->State == state; });
@@ -83,9 +97,21 @@ class EngineTest : public ::testing::Test {
   // Every file of the posted set lies in Downloads with its bytes.
   void ExpectAllFiles() {
     for (const PostedFile& file : posted.Files()) {
-      const std::string name = file.body_name.empty() ? file.name : file.body_name;
-      EXPECT_TRUE(ReadFile(Downloads() / name) == file.read(0, file.size)) << name;
+      EXPECT_TRUE(ReadFile(Downloads() / file.body_name) == file.read(0, file.size))
+          << file.body_name;
     }
+  }
+  // A run that brings what is missing.
+  void DownloadAll() {
+    Start();
+    ASSERT_TRUE(RunToEnd());
+    ExpectAllFiles();
+  }
+  // Before the same files are fetched again.
+  void EmptyDownloads() {
+    std::filesystem::remove_all(Downloads());
+    window->CheckFolders();
+    Import();
   }
   std::string Cell(int row, int column) const { return window->List.Cell(row, column); }
 

@@ -1,5 +1,4 @@
-// A disk that takes no more: until the end of the scope no file of this process grows beyond a
-// size.
+// Until the end of the scope this process gets no more of something than a limit.
 #pragma once
 
 #include <sys/resource.h>
@@ -8,24 +7,30 @@
 
 namespace gravlin::testing {
 
-class FullDisk {
+class ResourceLimit {
  public:
-  explicit FullDisk(unsigned long bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    rlimit limit = before_;
-    limit.rlim_cur = bytes;
-    setrlimit(RLIMIT_FSIZE, &limit);
+  ResourceLimit(int resource, rlim_t most)
+      : resource_(resource), handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(resource_, &before_);
+    const rlimit limit{most, before_.rlim_max};
+    setrlimit(resource_, &limit);
   }
-  ~FullDisk() {
-    setrlimit(RLIMIT_FSIZE, &before_);
+  ~ResourceLimit() {
+    setrlimit(resource_, &before_);
     std::signal(SIGXFSZ, handler_);
   }
-  FullDisk(const FullDisk&) = delete;
-  FullDisk& operator=(const FullDisk&) = delete;
+  ResourceLimit(const ResourceLimit&) = delete;
+  ResourceLimit& operator=(const ResourceLimit&) = delete;
 
  private:
+  const int resource_;
   rlimit before_{};
   void (*handler_)(int);
+};
+
+// A disk that takes no more: no file grows beyond a size.
+struct FullDisk : ResourceLimit {
+  explicit FullDisk(rlim_t bytes) : ResourceLimit(RLIMIT_FSIZE, bytes) {}
 };
 
 }  // namespace gravlin::testing

@@ -5,13 +5,18 @@
 // into pieces wait at each border until the test calls Release, so that no test depends on time.
 #pragma once
 
-#include <cstdint>
+#include <chrono>
+#include <condition_variable>
 #include <filesystem>
+#include <fstream>
 #include <functional>
-#include <memory>
+#include <list>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
+#include <unordered_map>
 #include <vector>
 
 #include "support/certificates.h"
@@ -29,13 +34,12 @@ struct Reply {
 using Change = std::function<Reply(Reply)>;
 
 // Changes for NewsServer::On.
-Change Answer(std::string line);                   // another answer, CR LF added
-Change Silence();                                  // no answer; later requests are answered again
-Change CutAfter(std::size_t count);                // closes the connection after so many bytes
-Change StallAfter(std::size_t count);              // nothing more after so many bytes
-Change SplitAt(std::vector<std::size_t> borders);  // held pieces
-Change SplitEvery(std::size_t count);              // small sendings, not held
-Change FlipByteAt(std::size_t position);           // damages one byte
+Change Answer(std::string line);          // another answer, CR LF added
+Change Silence();                         // no answer; later requests are answered again
+Change CutAfter(std::size_t count);       // closes the connection after so many bytes
+Change StallAfter(std::size_t count);     // nothing more after so many bytes
+Change SplitEvery(std::size_t count);     // small sendings, not held
+Change FlipByteAt(std::size_t position);  // damages one byte
 
 // An article's text (headers, blank line, body) as the reply to ARTICLE: status line, stuffed dots,
 // end line.
@@ -50,21 +54,20 @@ class NewsServer {
     int port = 0;  // 0: any free port
     bool tls = false;
     Identity identity = Identity::kGood;
-    std::string user, password;  // without a user no log-on is asked
-    std::string greeting = "200 News server ready";
+    std::string user, password;         // without a user no log-on is asked
     int delay_milliseconds = 0;         // before each answer
     double bytes_per_second = 0;        // 0: as fast as it goes
     std::filesystem::path request_log;  // one request a line
   };
   using Source = std::function<std::optional<std::string>(std::string_view id)>;
 
-  NewsServer();  // plain, open to all
+  NewsServer() : NewsServer(Options()) {}  // plain, open to all
   explicit NewsServer(Options options);
   ~NewsServer();
   NewsServer(const NewsServer&) = delete;
   NewsServer& operator=(const NewsServer&) = delete;
 
-  int Port() const;
+  int Port() const { return port_; }
   // The authority that clients of a TLS server are to trust.
   void WriteAuthority(const std::filesystem::path& file) const;
 
@@ -80,27 +83,70 @@ class NewsServer {
   // Called on the server's thread for each request before it is answered; `number` counts from 1.
   void OnRequest(std::function<void(const std::string& request, int number)> observer);
 
-  // Lets each held piece go on, or only so many of them.
-  void Release(int pieces = 1 << 30);
+  // Lets each piece that is held now go on.
+  void Release();
   // Connections that wait at a border or are stalled.
-  int Held() const;
-  // Ends all connections without a word.  New ones are taken.
-  void DropConnections();
+  int Held() const { return Locked(held_); }
 
   // What clients have sent so far, without line ends, and how often one article was asked for.
-  std::vector<std::string> Requests() const;
-  int ArticleCount(std::string_view id) const;
+  std::vector<std::string> Requests() const { return Locked(requests_); }
+  int ArticleCount(const std::string& id) const;
   // Since the start: connections taken, and those of them that have ended.
-  int Connections() const;
-  int Ended() const;
-  std::int64_t BytesSent() const;
+  int Connections() const { return Locked(accepted_); }
+  int Ended() const { return Locked(ended_); }
   // Waits until `reached` is true, which is tried again whenever something happens at the server.
   // False after 30 s.
   bool WaitFor(const std::function<bool()>& reached) const;
 
  private:
-  struct State;
-  std::unique_ptr<State> state_;
+  class Connection;
+  struct Rule {
+    std::string prefix;
+    Change change;
+    int times;
+  };
+  using Time = std::chrono::steady_clock::time_point;
+
+  template <class T>
+  T Locked(const T& member) const {
+    const std::lock_guard lock(mutex_);
+    return member;
+  }
+  void Listen();
+  void AcceptAll();
+  void Serve(Connection& connection);
+  bool Converse(Connection& connection);
+  // The server's own answer.
+  Reply Respond(Connection& connection, const std::string& request);
+  Reply RespondToArticle(const std::string& id);
+  Reply LogOn(Connection& connection, const std::string& request);
+  // The answer as the rules change it.
+  Reply Changed(std::string_view request, Reply reply);
+  void Note(const std::string& request);
+  // What is sent, or waited for, gives false when the connection is over.
+  bool Send(Connection& connection, const Reply& reply);
+  bool SendPaced(Connection& connection, std::string_view bytes);
+  bool AwaitRelease();
+  void AwaitEnd(Connection& connection);
+  bool Pause(Time until);
+
+  const Options options_;
+  std::optional<Certificates> certificates_;
+  int listener_ = -1, port_ = 0;
+
+  mutable std::mutex mutex_;  // of all that follows
+  mutable std::condition_variable changed_;
+  bool stopping_ = false;
+  std::list<Connection> open_;  // each with a thread that is detached, so that none piles up
+  std::vector<Rule> rules_;
+  std::unordered_map<std::string, std::string> wires_;  // ready replies by message id
+  Source source_;
+  std::function<void(const std::string&, int)> observer_;
+  int releases_ = 0, held_ = 0, accepted_ = 0, ended_ = 0;
+  std::vector<std::string> requests_;
+  std::unordered_map<std::string, int> article_counts_;
+  std::ofstream log_;
+  std::thread accepting_;
 };
 
 }  // namespace gravlin::testing

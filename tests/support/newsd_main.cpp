@@ -22,8 +22,6 @@ Posts a set of files on a news server on 127.0.0.1 until it is ended (SIGTERM, o
 The folder receives set.nzb, SHA256SUMS, parts.tsv (id, file, part, name in the body) and, with --tls, ca.pem.
   --files N --parts N --bytes N   N yEnc files of N parts of N bytes instead of the demonstration's set
   --post FOLDER                   the files of a folder instead, in parts of --bytes
-  --seed N                        other contents
-  --refuse FILE:PART              that article has expired (may be given again)
   --damage FILE:PART              that article arrives with a wrong byte (may be given again)
   --tls                           TLS, with a certificate made for this run
   --user NAME --pass WORD         asks for a log-on
@@ -37,7 +35,7 @@ The folder receives set.nzb, SHA256SUMS, parts.tsv (id, file, part, name in the 
 
 struct Arguments {
   std::map<std::string, std::string> values;
-  std::vector<std::string> refused, damaged;
+  std::vector<std::string> damaged;
 
   bool Has(const std::string& name) const { return values.contains(name); }
   std::string Text(const std::string& name) const {
@@ -51,10 +49,10 @@ struct Arguments {
 
 Arguments Parse(int argc, char** argv) {
   static const std::map<std::string, bool> known = {
-      {"set", true},       {"files", true},      {"parts", true},  {"bytes", true}, {"post", true},
-      {"seed", true},      {"refuse", true},     {"damage", true}, {"tls", false},  {"user", true},
-      {"pass", true},      {"port", true},       {"delay", true},  {"rate", true},  {"fast", false},
-      {"port-file", true}, {"request-log", true}};
+      {"set", true},   {"files", true},     {"parts", true},      {"bytes", true},
+      {"post", true},  {"damage", true},    {"tls", false},       {"user", true},
+      {"pass", true},  {"port", true},      {"delay", true},      {"rate", true},
+      {"fast", false}, {"port-file", true}, {"request-log", true}};
   Arguments arguments;
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
@@ -63,7 +61,6 @@ Arguments Parse(int argc, char** argv) {
     if (option == known.end()) throw std::runtime_error("unknown option " + word);
     if (option->second && i + 1 == argc) throw std::runtime_error(word + " needs a value");
     const std::string value = option->second ? argv[++i] : "";
-    if (name == "refuse") arguments.refused.push_back(value);
     if (name == "damage") arguments.damaged.push_back(value);
     arguments.values[name] = value;
   }
@@ -71,9 +68,23 @@ Arguments Parse(int argc, char** argv) {
   return arguments;
 }
 
+// The set of the demonstration: large and small yEnc files, UU in parts, Base64, and a name that
+// only the body tells.
+PostedSet DemoSet() {
+  PostedSet set(2024);
+  set.Add("holiday.mkv", 40 * 700'000 - 12'345, 700'000);
+  for (int i = 1; i <= 10; ++i) {
+    set.Add("track" + std::to_string(100 + i).substr(1) + ".mp3", 150'000 * i + 77, 250'000);
+  }
+  set.Add("scan.bmp", 3 * 9'000 * 45 - 4'004, 9'000 * 45, Coding::kUu);
+  set.Add("cover.jpg", 180'001, 180'001, Coding::kBase64);
+  set.Add("a1b2c3d4.avi", 3'000'017, 500'000, Coding::kYenc, "The real name.avi");
+  return set;
+}
+
 PostedSet MakeSet(const Arguments& arguments) {
   const auto bytes = static_cast<std::int64_t>(arguments.Number("bytes", 700'000));
-  PostedSet set(static_cast<std::uint64_t>(arguments.Number("seed", 1)));
+  PostedSet set;
   if (arguments.Has("post")) {
     std::map<std::string, std::filesystem::path> in_order;
     for (const auto& entry : std::filesystem::directory_iterator(arguments.Text("post"))) {
@@ -101,7 +112,8 @@ std::string IdOf(const PostedSet& set, const std::string& file_and_part) {
   throw std::runtime_error("no such file and part: " + file_and_part);
 }
 
-void Serve(const Arguments& arguments) {
+// Until one of the signals comes.
+void Serve(const Arguments& arguments, const sigset_t& ends) {
   const std::filesystem::path folder = arguments.Text("set");
   std::filesystem::create_directories(folder);
   const PostedSet set = MakeSet(arguments);
@@ -120,9 +132,6 @@ void Serve(const Arguments& arguments) {
     for (const PostedFile& file : set.Files()) {
       for (const std::string& id : file.ids) server.Add(id, *set.Article(id));
     }
-  }
-  for (const auto& item : arguments.refused) {
-    server.On("ARTICLE <" + IdOf(set, item) + ">", Answer("430 No such article"));
   }
   for (const auto& item : arguments.damaged) {
     server.On("ARTICLE <" + IdOf(set, item) + ">",
@@ -146,10 +155,6 @@ void Serve(const Arguments& arguments) {
     std::ofstream(file.string() + ".new") << server.Port() << "\n";
     std::filesystem::rename(file.string() + ".new", file);
   }
-  sigset_t ends;
-  sigemptyset(&ends);
-  sigaddset(&ends, SIGTERM);
-  sigaddset(&ends, SIGINT);
   int signal = 0;
   sigwait(&ends, &signal);
 }
@@ -164,7 +169,7 @@ int main(int argc, char** argv) {
   sigaddset(&ends, SIGINT);
   pthread_sigmask(SIG_BLOCK, &ends, nullptr);
   try {
-    gravlin::testing::Serve(gravlin::testing::Parse(argc, argv));
+    gravlin::testing::Serve(gravlin::testing::Parse(argc, argv), ends);
     return 0;
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "gravlin-newsd: %s\n%s", failure.what(), gravlin::testing::kUsage);

@@ -32,24 +32,12 @@ std::string Hex(std::uint32_t value) {
 }
 
 std::string Escaped(std::string_view text) {
+  static const std::unordered_map<char, const char*> names = {
+      {'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'"', "&quot;"}};
   std::string out;
   for (const char c : text) {
-    switch (c) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      default:
-        out += c;
-    }
+    const auto name = names.find(c);
+    name == names.end() ? out += c : out += name->second;
   }
   return out;
 }
@@ -58,6 +46,60 @@ std::string Subject(const PostedFile& file, std::size_t part) {
   const char* coding = file.coding == Coding::kYenc ? " yEnc" : "";
   return "Test post - \"" + file.name + "\"" + coding + " (" + Number(part + 1) + "/" +
          Number(file.ids.size()) + ")";
+}
+
+// The encoders, in lines with CR LF.
+std::string YencLines(std::string_view bytes) {
+  std::string out(bytes.size() * 2 + bytes.size() / 64 + 4, '\0');
+  char* to = out.data();
+  int column = 0;
+  const auto end_line = [&] {
+    to = std::copy_n("\r\n", 2, to);
+    column = 0;
+  };
+  for (const char c : bytes) {
+    const auto coded = static_cast<unsigned char>(c + 42);
+    const bool escape = coded == 0 || coded == '\n' || coded == '\r' || coded == '=';
+    if (escape) *to++ = '=';
+    *to++ = static_cast<char>(escape ? coded + 64 : coded);
+    column += escape ? 2 : 1;
+    if (column >= 128) end_line();
+  }
+  if (column > 0) end_line();
+  out.resize(static_cast<std::size_t>(to - out.data()));
+  return out;
+}
+
+std::string UuLines(std::string_view bytes) {
+  const auto letter = [](unsigned value) { return static_cast<char>(value ? value + 32 : '`'); };
+  std::string out;
+  for (std::size_t from = 0; from < bytes.size(); from += 45) {
+    std::string line(bytes.substr(from, 45));
+    out += letter(static_cast<unsigned>(line.size()));
+    line.resize((line.size() + 2) / 3 * 3);
+    for (std::size_t i = 0; i < line.size(); i += 3) {
+      const unsigned a = static_cast<unsigned char>(line[i]);
+      const unsigned b = static_cast<unsigned char>(line[i + 1]);
+      const unsigned c = static_cast<unsigned char>(line[i + 2]);
+      for (const unsigned six : {a >> 2, (a & 3) << 4 | b >> 4, (b & 15) << 2 | c >> 6, c & 63}) {
+        out += letter(six);
+      }
+    }
+    out += "\r\n";
+  }
+  return out;
+}
+
+std::string Base64Lines(std::string_view bytes) {
+  std::string out;
+  unsigned char line[80];
+  for (std::size_t from = 0; from < bytes.size(); from += 57) {
+    const auto piece = bytes.substr(from, 57);
+    const int count = EVP_EncodeBlock(line, reinterpret_cast<const unsigned char*>(piece.data()),
+                                      static_cast<int>(piece.size()));
+    out.append(reinterpret_cast<char*>(line), static_cast<std::size_t>(count)).append("\r\n");
+  }
+  return out;
 }
 
 std::string YencBody(const PostedFile& file, std::size_t part, const std::string& bytes) {
@@ -120,66 +162,6 @@ std::uint32_t Crc32(std::string_view bytes) {
   return ~crc;
 }
 
-std::string YencLines(std::string_view bytes) {
-  std::string out(bytes.size() * 2 + bytes.size() / 64 + 4, '\0');
-  char* to = out.data();
-  int column = 0;
-  for (const char c : bytes) {
-    const auto coded = static_cast<unsigned char>(c + 42);
-    if (coded == 0 || coded == '\n' || coded == '\r' || coded == '=') {
-      *to++ = '=';
-      *to++ = static_cast<char>(coded + 64);
-      column += 2;
-    } else {
-      *to++ = static_cast<char>(coded);
-      ++column;
-    }
-    if (column >= 128) {
-      *to++ = '\r';
-      *to++ = '\n';
-      column = 0;
-    }
-  }
-  if (column > 0) {
-    *to++ = '\r';
-    *to++ = '\n';
-  }
-  out.resize(static_cast<std::size_t>(to - out.data()));
-  return out;
-}
-
-std::string UuLines(std::string_view bytes) {
-  const auto letter = [](unsigned value) { return static_cast<char>(value ? value + 32 : '`'); };
-  std::string out;
-  for (std::size_t from = 0; from < bytes.size(); from += 45) {
-    std::string line(bytes.substr(from, 45));
-    out += letter(static_cast<unsigned>(line.size()));
-    line.resize((line.size() + 2) / 3 * 3);
-    for (std::size_t i = 0; i < line.size(); i += 3) {
-      const unsigned a = static_cast<unsigned char>(line[i]);
-      const unsigned b = static_cast<unsigned char>(line[i + 1]);
-      const unsigned c = static_cast<unsigned char>(line[i + 2]);
-      for (const unsigned six : {a >> 2, (a & 3) << 4 | b >> 4, (b & 15) << 2 | c >> 6, c & 63}) {
-        out += letter(six);
-      }
-    }
-    out += "\r\n";
-  }
-  return out;
-}
-
-std::string Base64Lines(std::string_view bytes) {
-  std::string out;
-  unsigned char line[80];
-  for (std::size_t from = 0; from < bytes.size(); from += 57) {
-    const auto piece = bytes.substr(from, 57);
-    const int count = EVP_EncodeBlock(line, reinterpret_cast<const unsigned char*>(piece.data()),
-                                      static_cast<int>(piece.size()));
-    out.append(reinterpret_cast<char*>(line), static_cast<std::size_t>(count)).append("\r\n");
-  }
-  return out;
-}
-
 std::string PostedFile::Sha256() const {
   const std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> hash(EVP_MD_CTX_new(), EVP_MD_CTX_free);
   EVP_DigestInit_ex(hash.get(), EVP_sha256(), nullptr);
@@ -191,51 +173,50 @@ std::string PostedFile::Sha256() const {
   std::array<unsigned char, 32> sum{};
   EVP_DigestFinal_ex(hash.get(), sum.data(), nullptr);
   std::string text;
-  for (std::size_t i = 0; i < sum.size(); i += 4) {
-    text += Hex(static_cast<std::uint32_t>(sum[i]) << 24 |
-                static_cast<std::uint32_t>(sum[i + 1]) << 16 |
-                static_cast<std::uint32_t>(sum[i + 2]) << 8 | sum[i + 3]);
-  }
+  for (const unsigned char byte : sum) text += Hex(byte).substr(6);
   return text;
 }
 
-const PostedFile& PostedSet::Add(std::string_view name, std::int64_t size, std::int64_t part_size,
-                                 Coding coding, std::string_view body_name) {
+void PostedSet::Add(std::string_view name, std::int64_t size, std::int64_t part_size, Coding coding,
+                    std::string_view body_name) {
   const std::uint64_t seed = seed_ * 1000003 + files_.size();
   const auto read = [seed](std::int64_t offset, std::int64_t count) {
     return RandomBytes(seed, offset, count);
   };
-  return Add(name, size, part_size, read, coding, body_name);
+  Add({.name = std::string(name),
+       .body_name = std::string(body_name.empty() ? name : body_name),
+       .coding = coding,
+       .size = size,
+       .part_size = coding == Coding::kBase64 ? size : part_size,
+       .read = read,
+       .ids = {}});
 }
 
-const PostedFile& PostedSet::Add(std::string_view name, std::int64_t size, std::int64_t part_size,
-                                 Read read, Coding coding, std::string_view body_name) {
-  PostedFile file;
-  file.name = name;
-  file.body_name = body_name.empty() ? name : body_name;
-  file.coding = coding;
-  file.size = size;
-  file.part_size = coding == Coding::kBase64 ? size : part_size;
-  file.read = std::move(read);
-  for (std::int64_t at = 0; at == 0 || at < size; at += file.part_size) {
+void PostedSet::AddFile(const std::filesystem::path& path, std::int64_t part_size) {
+  const auto read = [path](std::int64_t offset, std::int64_t count) {
+    std::string bytes(static_cast<std::size_t>(count), '\0');
+    std::ifstream in(path, std::ios::binary);
+    in.seekg(offset);
+    in.read(bytes.data(), count);
+    return bytes;
+  };
+  const std::string name = path.filename().string();
+  Add({.name = name,
+       .body_name = name,
+       .size = static_cast<std::int64_t>(std::filesystem::file_size(path)),
+       .part_size = part_size,
+       .read = read,
+       .ids = {}});
+}
+
+void PostedSet::Add(PostedFile file) {
+  for (std::int64_t at = 0; at == 0 || at < file.size; at += file.part_size) {
     // Ids with a hyphen and an ampersand, which the NZB has to escape.
     file.ids.push_back("p" + Number(at / file.part_size + 1) + "-f" + Number(files_.size() + 1) +
                        "&s" + std::to_string(seed_) + "@news.example");
     places_[file.ids.back()] = {files_.size(), file.ids.size() - 1};
   }
-  return files_.emplace_back(std::move(file));
-}
-
-const PostedFile& PostedSet::AddFile(const std::filesystem::path& file, std::int64_t part_size) {
-  const auto read = [file](std::int64_t offset, std::int64_t count) {
-    std::string bytes(static_cast<std::size_t>(count), '\0');
-    std::ifstream in(file, std::ios::binary);
-    in.seekg(offset);
-    in.read(bytes.data(), count);
-    return bytes;
-  };
-  const auto size = static_cast<std::int64_t>(std::filesystem::file_size(file));
-  return Add(file.filename().string(), size, part_size, read);
+  files_.push_back(std::move(file));
 }
 
 std::int64_t PostedSet::Bytes() const {
@@ -260,58 +241,35 @@ std::optional<std::string> PostedSet::Article(std::string_view id) const {
             std::string(kBoundary.substr(2)) + "\"\r\n";
   }
   text += "\r\n";
-  switch (file.coding) {
-    case Coding::kYenc:
-      return text += YencBody(file, part, bytes);
-    case Coding::kUu:
-      return text += UuBody(file, part, bytes);
-    case Coding::kBase64:
-      return text += Base64Body(file, bytes);
-  }
-  return std::nullopt;
-}
-
-std::string PostedSet::Nzb() const {
-  std::string text =
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n"
-      "<nzb>\r\n";
-  for (const PostedFile& file : files_) {
-    text += " <file poster=\"Poster &lt;poster@news.example&gt;\" date=\"1714989600\" subject=\"" +
-            Escaped(Subject(file, 0)) + "\">\r\n  <groups>\r\n   <group>" + std::string(kGroup) +
-            "</group>\r\n  </groups>\r\n  <segments>\r\n";
-    for (std::size_t part = 0; part < file.ids.size(); ++part) {
-      const std::int64_t begin = static_cast<std::int64_t>(part) * file.part_size;
-      const std::int64_t bytes = std::min(file.part_size, file.size - begin);
-      // Posters count the encoded bytes; this is near enough, as it is in the wild.
-      const std::int64_t encoded = file.coding == Coding::kYenc ? bytes * 104 / 100 : bytes * 7 / 5;
-      text += "   <segment bytes=\"" + Number(encoded + 600) + "\" number=\"" + Number(part + 1) +
-              "\">" + Escaped(file.ids[part]) + "</segment>\r\n";
-    }
-    text += "  </segments>\r\n </file>\r\n";
-  }
-  return text += "</nzb>\r\n";
+  if (file.coding == Coding::kBase64) return text + Base64Body(file, bytes);
+  return text +=
+         file.coding == Coding::kUu ? UuBody(file, part, bytes) : YencBody(file, part, bytes);
 }
 
 void PostedSet::WriteNzb(const std::filesystem::path& file) const {
-  std::ofstream(file, std::ios::binary) << Nzb();
+  std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<nzb>\r\n";
+  for (const PostedFile& posted : files_) {
+    text += " <file poster=\"Poster &lt;poster@news.example&gt;\" date=\"1714989600\" subject=\"" +
+            Escaped(Subject(posted, 0)) + "\">\r\n  <groups>\r\n   <group>" + std::string(kGroup) +
+            "</group>\r\n  </groups>\r\n  <segments>\r\n";
+    for (std::size_t part = 0; part < posted.ids.size(); ++part) {
+      const std::int64_t begin = static_cast<std::int64_t>(part) * posted.part_size;
+      const std::int64_t bytes = std::min(posted.part_size, posted.size - begin);
+      // Posters count the encoded bytes; this is near enough, as it is in the wild.
+      const std::int64_t encoded =
+          posted.coding == Coding::kYenc ? bytes * 104 / 100 : bytes * 7 / 5;
+      text += "   <segment bytes=\"" + Number(encoded + 600) + "\" number=\"" + Number(part + 1) +
+              "\">" + Escaped(posted.ids[part]) + "</segment>\r\n";
+    }
+    text += "  </segments>\r\n </file>\r\n";
+  }
+  std::ofstream(file, std::ios::binary) << text << "</nzb>\r\n";
 }
 
 std::string PostedSet::Sums() const {
   std::string text;
   for (const PostedFile& file : files_) text += file.Sha256() + "  " + file.body_name + "\n";
   return text;
-}
-
-PostedSet DemoSet() {
-  PostedSet set(2024);
-  set.Add("holiday.mkv", 40 * 700'000 - 12'345, 700'000);
-  for (int i = 1; i <= 10; ++i) {
-    set.Add("track" + std::to_string(100 + i).substr(1) + ".mp3", 150'000 * i + 77, 250'000);
-  }
-  set.Add("scan.bmp", 3 * 9'000 * 45 - 4'004, 9'000 * 45, Coding::kUu);
-  set.Add("cover.jpg", 180'001, 180'001, Coding::kBase64);
-  set.Add("a1b2c3d4.avi", 3'000'017, 500'000, Coding::kYenc, "The real name.avi");
-  return set;
 }
 
 }  // namespace gravlin::testing

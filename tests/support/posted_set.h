@@ -33,20 +33,15 @@ struct PostedFile {
 
 class PostedSet {
  public:
-  using Read = std::function<std::string(std::int64_t offset, std::int64_t count)>;
-
   explicit PostedSet(std::uint64_t seed = 1) : seed_(seed) {}
 
   // Adds a file of `size` pseudo-random bytes, cut into parts of `part_size`.  A Base64 file is one
   // part.  UU parts are whole lines of 45 bytes, and no line of a UU file may have 14 bytes: such a
   // line begins with a dot, and dots that were doubled on the wire stay doubled in UU posts.
-  const PostedFile& Add(std::string_view name, std::int64_t size, std::int64_t part_size,
-                        Coding coding = Coding::kYenc, std::string_view body_name = {});
-  // Adds a file that reads its bytes from elsewhere.
-  const PostedFile& Add(std::string_view name, std::int64_t size, std::int64_t part_size, Read read,
-                        Coding coding = Coding::kYenc, std::string_view body_name = {});
+  void Add(std::string_view name, std::int64_t size, std::int64_t part_size,
+           Coding coding = Coding::kYenc, std::string_view body_name = {});
   // Adds a file of the disk as yEnc.
-  const PostedFile& AddFile(const std::filesystem::path& file, std::int64_t part_size);
+  void AddFile(const std::filesystem::path& file, std::int64_t part_size);
 
   const std::deque<PostedFile>& Files() const { return files_; }
   std::int64_t Bytes() const;
@@ -54,13 +49,14 @@ class PostedSet {
   // An article as it was posted: headers, blank line, body, without stuffed dots.  Callable from
   // any thread as long as nothing is added.
   std::optional<std::string> Article(std::string_view id) const;
-  std::string Nzb() const;
   void WriteNzb(const std::filesystem::path& file) const;
   // One line for each file, as sha256sum writes and checks them, with the names that the files end
   // up under.
   std::string Sums() const;
 
  private:
+  void Add(PostedFile file);
+
   struct Place {
     std::size_t file, part;
   };
@@ -69,16 +65,8 @@ class PostedSet {
   std::unordered_map<std::string, Place> places_;
 };
 
-// The set of the demonstration: large and small yEnc files, UU in parts, Base64, and a name that
-// only the body tells.
-PostedSet DemoSet();
-
 // `count` bytes at `offset` of an endless pseudo-random file.
 std::string RandomBytes(std::uint64_t seed, std::int64_t offset, std::int64_t count);
 std::uint32_t Crc32(std::string_view bytes);
-// Encoded lines with CR LF.
-std::string YencLines(std::string_view bytes);
-std::string UuLines(std::string_view bytes);
-std::string Base64Lines(std::string_view bytes);
 
 }  // namespace gravlin::testing

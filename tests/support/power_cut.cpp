@@ -47,9 +47,10 @@ int TakeBackNames(const std::vector<Noted>& journal, std::mt19937_64& random) {
   const std::size_t kept = safe + random() % (names.size() - safe + 1);
   std::error_code ignored;
   for (std::size_t i = names.size(); i-- > kept;) {
-    if (names[i].kind == "made") fs::remove(names[i].first, ignored);
-    if (names[i].kind == "renamed") fs::rename(names[i].second, names[i].first, ignored);
-    if (names[i].kind == "deleted") fs::rename(names[i].second, names[i].first, ignored);
+    if (names[i].kind == "made")
+      fs::remove(names[i].first, ignored);
+    else
+      fs::rename(names[i].second, names[i].first, ignored);
   }
   return static_cast<int>(names.size() - kept);
 }

@@ -132,17 +132,6 @@ int Renamed(const char* from, const char* to, int result) {
   return result;
 }
 
-int Opened(const char* path, int flags, mode_t mode) {
-  Journal& journal = Journal::Get();
-  const bool watched = (flags & O_CREAT) && journal.Watches(path);
-  struct stat about {};
-  const bool made = watched && lstat(path, &about) != 0;
-  const int file = static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
-  if (file >= 0 && made) journal.Note("made\t" + std::string(path));
-  if (file >= 0 && watched) journal.Changes(file);
-  return file;
-}
-
 }  // namespace
 
 extern "C" {
@@ -152,15 +141,17 @@ int open(const char* path, int flags, ...) {
   va_start(more, flags);
   const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) ? va_arg(more, mode_t) : 0;
   va_end(more);
-  return Opened(path, flags, mode);
+  Journal& journal = Journal::Get();
+  const bool watched = (flags & O_CREAT) && journal.Watches(path);
+  struct stat about {};
+  const bool made = watched && lstat(path, &about) != 0;
+  const int file = static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+  if (file >= 0 && made) journal.Note("made\t" + std::string(path));
+  if (file >= 0 && watched) journal.Changes(file);
+  return file;
 }
-int open64(const char* path, int flags, ...) {
-  va_list more;
-  va_start(more, flags);
-  const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) ? va_arg(more, mode_t) : 0;
-  va_end(more);
-  return Opened(path, flags | O_LARGEFILE, mode);
-}
+// Where file offsets always have 64 bits, both names mean the same.
+int open64(const char* path, int flags, ...) __attribute__((alias("open")));
 ssize_t write(int file, const void* bytes, size_t size) {
   Journal::Get().Changes(file);
   return Real<ssize_t(int, const void*, size_t)>("write")(file, bytes, size);

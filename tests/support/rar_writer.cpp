@@ -1,36 +1,20 @@
 // RAR archives without compression, whole or in volumes.
 #include "support/rar_writer.h"
 
-#include <openssl/evp.h>
-#include <openssl/rand.h>
-
-#include <array>
 #include <cstdint>
 #include <fstream>
-#include <memory>
 #include <stdexcept>
 #include <string_view>
+
+#include "support/posted_set.h"
 
 namespace gravlin {
 namespace {
 
+using testing::Crc32;
+
 enum Block : std::uint64_t { kMain = 1, kFile = 2, kService = 3, kEnd = 5 };
 enum BlockFlag : std::uint64_t { kExtra = 1, kData = 2, kFromLast = 8, kIntoNext = 16 };
-
-std::uint32_t Crc32(std::string_view bytes) {
-  static const auto table = [] {
-    std::array<std::uint32_t, 256> made{};
-    for (std::uint32_t i = 0; i < 256; ++i) {
-      made[i] = i;
-      for (int bit = 0; bit < 8; ++bit) made[i] = (made[i] >> 1) ^ (made[i] & 1 ? 0xEDB88320u : 0);
-    }
-    return made;
-  }();
-  std::uint32_t crc = 0xFFFFFFFFu;
-  for (const char byte : bytes)
-    crc = (crc >> 8) ^ table[(crc ^ static_cast<unsigned char>(byte)) & 0xFF];
-  return ~crc;
-}
 
 // Seven bits in each byte, the lowest first; the high bit says that more follow.
 std::string Vint(std::uint64_t value) {
@@ -64,44 +48,13 @@ std::string FileFields(std::string_view name, std::uint64_t unpacked_size, std::
          Vint(kUnix) + Vint(name.size()) + std::string(name);
 }
 
-std::string Kdf(const std::string& password, const std::string& salt, int rounds) {
-  std::string key(32, '\0');
-  PKCS5_PBKDF2_HMAC(password.data(), static_cast<int>(password.size()),
-                    reinterpret_cast<const unsigned char*>(salt.data()),
-                    static_cast<int>(salt.size()), rounds, EVP_sha256(), 32,
-                    reinterpret_cast<unsigned char*>(key.data()));
-  return key;
-}
-
-// Replaces `bytes` by their encrypted form.  The extra record that tells how: the salt, the start
-// vector, and a value by which a wrong password is told from damaged bytes.
-std::string Encrypt(const std::string& password, std::string& bytes) {
-  constexpr int kLogRounds = 15, kRounds = 1 << kLogRounds;
-  std::string salt(16, '\0'), vector(16, '\0');
-  RAND_bytes(reinterpret_cast<unsigned char*>(salt.data()), 16);
-  RAND_bytes(reinterpret_cast<unsigned char*>(vector.data()), 16);
-  const std::string key = Kdf(password, salt, kRounds);
-  const std::string folded = Kdf(password, salt, kRounds + 32);
-  std::string check(8, '\0');
-  for (std::size_t i = 0; i < folded.size(); ++i) check[i % 8] ^= folded[i];
-  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-  EVP_Digest(check.data(), check.size(), digest.data(), nullptr, EVP_sha256(), nullptr);
-  check.append(reinterpret_cast<const char*>(digest.data()), 4);
-
-  bytes.resize((bytes.size() + 15) / 16 * 16);
-  const std::unique_ptr<EVP_CIPHER_CTX, void (*)(EVP_CIPHER_CTX*)> cipher(EVP_CIPHER_CTX_new(),
-                                                                          EVP_CIPHER_CTX_free);
-  EVP_EncryptInit_ex(cipher.get(), EVP_aes_256_cbc(), nullptr,
-                     reinterpret_cast<const unsigned char*>(key.data()),
-                     reinterpret_cast<const unsigned char*>(vector.data()));
-  EVP_CIPHER_CTX_set_padding(cipher.get(), 0);
-  int written = 0;
-  auto* data = reinterpret_cast<unsigned char*>(bytes.data());
-  EVP_EncryptUpdate(cipher.get(), data, &written, data, static_cast<int>(bytes.size()));
-
-  constexpr std::uint64_t kEncryption = 1, kAes256 = 0, kHasCheck = 1;
-  const std::string record = Vint(kEncryption) + Vint(kAes256) + Vint(kHasCheck) +
-                             static_cast<char>(kLogRounds) + salt + vector + check;
+// The extra record of a member that only a password opens: AES-256, with a salt and a start vector
+// that nobody needs to know.
+std::string EncryptionRecord() {
+  constexpr std::uint64_t kEncryption = 1, kAes256 = 0, kNoCheck = 0;
+  constexpr char kLogRounds = 15;
+  const std::string record =
+      Vint(kEncryption) + Vint(kAes256) + Vint(kNoCheck) + kLogRounds + std::string(32, 's');
   return Vint(record.size()) + record;
 }
 
@@ -117,10 +70,9 @@ class Writer {
   }
 
   void Add(const RarMember& member) {
-    std::string packed = member.bytes, extra;
-    if (!options_.password.empty()) extra = Encrypt(options_.password, packed);
+    const std::string extra = options_.locked ? EncryptionRecord() : "";
     std::uint64_t flags = kData;
-    std::string_view rest = packed;
+    std::string_view rest = member.bytes;
     do {
       if (Room(member, extra) == 0) NextVolume();
       const std::string_view piece = rest.substr(0, Room(member, extra));
@@ -148,7 +100,7 @@ class Writer {
 
   // Bytes of the member that still go into this volume.
   std::size_t Room(const RarMember& member, const std::string& extra) const {
-    if (!Multi()) return member.bytes.size() + 16;
+    if (!Multi()) return member.bytes.size() + 1;
     const std::size_t others = 64 + member.name.size() + extra.size();  // both headers, at most
     const std::size_t taken = volume_.size() + others;
     return taken < options_.volume_size ? options_.volume_size - taken : 0;

@@ -45,6 +45,9 @@ class TestDesktop : public Desktop {
 };
 
 // The one that is in force in the whole test program; empty at the start of each test.
-TestDesktop& Asked();
+inline TestDesktop& Asked() {
+  static TestDesktop desktop;
+  return desktop;
+}
 
 }  // namespace gravlin::testing

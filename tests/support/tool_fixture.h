@@ -1,47 +1,27 @@
-// What the tests of the repair and the extraction window stand on: a store and a folder of their
-// own, a set clock, and tools that are the real ones or a fake that does what its input file says.
+// What the tests of the repair and the extraction window stand on, beside what every window does:
+// tools that are the real ones or a fake that does what its input file says.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <functional>
 #include <ios>
-#include <string>
 
-#include "app/code.h"
 #include "paths.h"
-#include "platform/text.h"
-#include "platform/window.h"
-#include "store/schema.h"
-#include "store/writers.h"
-#include "support/temp_folder.h"
-#include "support/test_clock.h"
-#include "support/test_desktop.h"
+#include "support/store_fixture.h"
 
 namespace gravlin::testing {
 
-class ToolTest : public ::testing::Test {
+class ToolTest : public StoreTest {
  protected:
-  ToolTest() {
-    Code::AppDataFolder = folder.Item("Gravlin");
-    Code::AppDataFolder.CreateAsFolder();
-    Code::fGlobalDB = folder.Item("store.rsd");
-    store.SetDatabaseFile(Code::fGlobalDB);
-    EXPECT_TRUE(store.CreateDatabaseFile());
-    MakeSchema(store);
-    UseFakes();
-  }
+  ToolTest() { UseFakes(); }
   ~ToolTest() override {
     Window::CloseAll();
-    clock.RunUntil([] { return Code::PendingWrites() == 0; });
-    EndAllThreads();
+    Save();
     Code::ParJobRunning = Code::RarJobRunning = false;
-    Code::DBFree = true;
-    Code::AppDataFolder = Code::fGlobalDB = Code::fParApp = Code::fRarApp = FolderItem();
+    Code::fParApp = Code::fRarApp = FolderItem();
   }
 
   void UseFakes() { Code::fParApp = Code::fRarApp = FolderItem::FromPath(kFakeTool); }
@@ -57,11 +37,14 @@ class ToolTest : public ::testing::Test {
     ASSERT_EQ(std::system(("cd '" + folder.Path().string() + "' && " + command).c_str()), 0)
         << command;
   }
-  std::string Stored(const std::string& column) {
-    const auto rows = store.SQLSelect("Select " + column + " as v from Settings");
-    return rows ? rows->Field("v").StringValue() : store.ErrorMessage();
+  // A run that a user starts by dropping the file.
+  template <class Tool>
+  static Tool& Drop(const FolderItem& file) {
+    Tool& tool = Window::New<Tool>();
+    tool.Show();
+    tool.pbSelectFile.DropObject(DragItem{file});
+    return tool;
   }
-
   // True while this process has a child, and none that has ended.
   static bool ToolRuns() {
     siginfo_t child{};
@@ -98,10 +81,6 @@ class ToolTest : public ::testing::Test {
       return true;
     }
   }
-
-  TempFolder folder;
-  TestClock clock;
-  Database store;
 };
 
 }  // namespace gravlin::testing

@@ -1,4 +1,5 @@
-// What the tests of the windows stand on: a fresh store in a folder of its own, and a set clock.
+// What most tests stand on: a fresh store in a folder of its own, and a set clock.  Windows that a
+// test leaves open are closed.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -16,9 +17,9 @@
 
 namespace gravlin::testing {
 
-class WindowTest : public ::testing::Test {
+class StoreTest : public ::testing::Test {
  protected:
-  WindowTest() {
+  StoreTest() {
     Code::AppDataFolder = folder.Item("Gravlin");
     Code::AppDataFolder.CreateAsFolder();
     Code::fGlobalDB = folder.Item("store.rsd");
@@ -30,7 +31,7 @@ class WindowTest : public ::testing::Test {
     EXPECT_TRUE(store.CreateDatabaseFile());
     MakeSchema(store);
   }
-  ~WindowTest() override {
+  ~StoreTest() override {
     Window::CloseAll();
     Save();
     EndAllThreads();
