@@ -235,13 +235,19 @@ TEST_F(ControlsTest, WhatAHandlerThrowsIsReportedAndTheWindowGoesOn) {
   EXPECT_EQ(log, "Action: no yes ");
 }
 
-TEST_F(ControlsTest, TheMouseIsFollowedOnlyWhereItsPressWasTaken) {
+TEST_F(ControlsTest, AClickCountsOnlyWhereItsPressWasTakenAndKeysClickToo) {
+  QWidget* const status = WidgetOf(window.status);
   window.status.MouseUp = [this] { log += "up "; };
   for (const bool taken : {false, true}) {
     window.status.MouseDown = [taken] { return taken; };
-    QTest::mouseClick(WidgetOf(window.status), Qt::LeftButton);
+    QTest::mouseClick(status, Qt::LeftButton);
+    QTest::keyClick(status, Qt::Key_Space);
   }
-  EXPECT_EQ(log, "up ");
+  EXPECT_EQ(log, "up up ");
+  Show();
+  for (int tabs = 0; tabs < 10 && !status->hasFocus(); ++tabs)
+    QTest::keyClick(window.Native().frame.get(), Qt::Key_Tab);
+  EXPECT_TRUE(status->hasFocus());
 }
 
 TEST_F(ControlsTest, ADropBringsTheFirstFileOnceTheDropIsOver) {

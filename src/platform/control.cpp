@@ -106,7 +106,8 @@ class Tap : public QObject {
         if (control_.MouseDown) control_.Native().widget->setCursor(Qt::PointingHandCursor);
         return false;
       case QEvent::KeyPress:
-        return KeyPressed(*static_cast<QKeyEvent*>(event));
+        return LinkPressed(*static_cast<QKeyEvent*>(event)) ||
+               KeyPressed(*static_cast<QKeyEvent*>(event));
       case QEvent::DragEnter:
       case QEvent::DragMove:
         return Dragged(*static_cast<QDropEvent*>(event));
@@ -127,6 +128,15 @@ class Tap : public QObject {
   bool Released() {
     if (!std::exchange(down_, false)) return false;
     Raise("MouseUp", control_.MouseUp);
+    return true;
+  }
+
+  // What the mouse can click the keyboard can too.
+  bool LinkPressed(const QKeyEvent& press) {
+    if (!control_.MouseDown || (press.key() != Qt::Key_Return && press.key() != Qt::Key_Enter &&
+                                press.key() != Qt::Key_Space))
+      return false;
+    if (Ask("MouseDown", control_.MouseDown, false)) Raise("MouseUp", control_.MouseUp);
     return true;
   }
 

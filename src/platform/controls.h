@@ -80,7 +80,8 @@ class Control {
   // Files may be dropped on the control; DropObject is then raised once for each drop.
   void AcceptFileDrop(std::string_view file_type);
   std::function<void(const DragItem&)> DropObject;
-  // True from MouseDown makes MouseUp arrive.
+  // True from MouseDown makes MouseUp arrive.  A control with MouseDown can be reached and clicked
+  // by the keyboard as well.
   std::function<bool()> MouseDown;
   std::function<void()> MouseUp;
 

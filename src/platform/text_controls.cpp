@@ -38,13 +38,15 @@ class Label : public QLabel {
     const QColor plain = ground ? QColor(Qt::black) : palette().color(QPalette::WindowText);
     const QColor wanted = colour.value_or(plain);
     painter.setPen(Readable(wanted, ground ? ground->fill : palette().color(QPalette::Window)));
+    QFont marked = font();
+    marked.setUnderline(hasFocus());  // a link that the keyboard has reached
+    painter.setFont(marked);
     QString shown = text();
     // A server's line comes with its end.
     if (!wordWrap()) shown = shown.trimmed().replace('\n', ' ');
     if (!wordWrap() && fontMetrics().horizontalAdvance(shown) > width()) {
-      QFont narrow = font();
-      narrow.setStretch(narrow.stretch() * 85 / 100);
-      painter.setFont(narrow);
+      marked.setStretch(marked.stretch() * 85 / 100);
+      painter.setFont(marked);
       shown = painter.fontMetrics().elidedText(shown, Qt::ElideRight, width());
     }
     // The readouts hang a little high in their rectangles.

@@ -162,7 +162,10 @@ void WindowNative::SetTabOrder() {
   std::vector<QWidget*> pages;
   for (Control* control : window.Controls()) {
     const ControlNative& native = control->Native();
-    if (native.widget->focusPolicy() == Qt::NoFocus) continue;
+    if (native.widget->focusPolicy() == Qt::NoFocus) {
+      if (!control->MouseDown) continue;
+      native.widget->setFocusPolicy(Qt::TabFocus);
+    }
     auto page_at = std::find(pages.begin(), pages.end(), native.page);
     if (page_at == pages.end()) page_at = pages.insert(pages.end(), native.page);
     const Rect& at = native.bounds;
