@@ -158,7 +158,10 @@ void Driver::AwaitEndOfDownload() {
     End("the server refused the log-on");
     return;
   }
-  if (window_->State != "logged off") return;
+  // A server may hang up instead of answering the sign-off at the end.
+  const bool hung_up = window_->State == "sent quit" && window_->TheTimer.Mode() == 0 &&
+                       !window_->News.IsConnected();
+  if (window_->State != "logged off" && !hung_up) return;
   TakePictures("downloaded");
   Summarise();
 }

@@ -62,9 +62,11 @@ TEST(NzbReader, LooksForWordsAndNotForXml) {
   const std::string premature = "Premature end of file while processing <file> tag.";
   const std::string no_subject_end = "Can't find closing quote for subject attribute of file tag.";
   const std::string no_number_end = "Can't find closing quote of number attribute of segment tag.";
+  std::string capitals = head + seg + end;
+  for (char& c : capitals) c = static_cast<char>(std::toupper(c));
   const std::pair<std::string, std::string> cases[] = {
       {head + seg + end, row},
-      {Uppercase(head + seg + end), "S|G|1-5-ID|1|5;"},
+      {capitals, "S|G|1-5-ID|1|5;"},
       {head + seg + "</nzb>", row},
       {head + seg + seg + end, row},  // one segment a line
       {file + group + "</groups>" + seg + "\n" + seg + end, row},

@@ -77,7 +77,12 @@ bool App::_mCompactDataba_Action() {
              kOkCancelCaution, "Gravlin.") != kOk)
     return false;
   Window::Shared<Compacting>().Show();
-  for (int round = 0; round < 11; ++round) DoEvents();  // so that the window is painted
+  constexpr int kRounds = 11, kRound = 10;  // milliseconds
+  // So that the window is painted.  The screen asks for that from outside, which takes a moment.
+  for (int round = 0; round < kRounds; ++round) {
+    DoEvents();
+    Thread::Sleep(kRound);
+  }
   Database db(Code::fGlobalDB);
   if (db.Connect()) {
     db.SQLExecute("VACUUM");

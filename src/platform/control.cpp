@@ -223,7 +223,6 @@ void Control::SetVisible(bool visible) {
 
 bool Control::Enabled() const { return native_->widget->isEnabledTo(native_->widget->window()); }
 void Control::SetEnabled(bool enabled) { native_->widget->setEnabled(enabled); }
-std::string Control::HelpTag() const { return FromQt(native_->widget->toolTip()); }
 
 void Control::SetHelpTag(std::string_view text) {
   native_->widget->setToolTip(ToQt(text));

@@ -65,7 +65,6 @@ class Control {
   void SetVisible(bool visible);
   bool Enabled() const;
   void SetEnabled(bool enabled);
-  std::string HelpTag() const;
   void SetHelpTag(std::string_view text);
   // Read out for a field whose label is a separate text.
   void SetAccessibleName(std::string_view text);
@@ -91,7 +90,7 @@ class Control {
   ControlNative& Native() const { return *native_; }
 
  protected:
-  // The control is made inside `window`, or inside the page of a tab panel when `page` is given.
+  // The control is made inside `window`, or inside the page that TabPanel::BeginPage has chosen.
   Control(std::unique_ptr<ControlNative> native, Window& window, std::string_view name,
           const Rect& bounds);
   friend class Window;
@@ -120,8 +119,7 @@ class PushButton : public Control {
   PushButton(Window& window, std::string_view name, const Rect& bounds, std::string_view caption);
   std::string Caption() const;
   void SetCaption(std::string_view caption);
-  // Pressed by Return, or by Escape, anywhere in the window.
-  void SetDefault(bool is_default);
+  // Pressed by Escape, anywhere in the window.
   void SetCancel(bool is_cancel);
   std::function<void()> Action;
   // Presses the button as a user would: nothing happens when it is disabled or hidden.
@@ -136,13 +134,8 @@ class TextField : public Control {
   std::string Text() const;
   // Raises TextChange when it changes the text, as typing does.
   void SetText(std::string_view text);
-  void SetReadOnly(bool read_only);
-  int SelStart() const;
   int SelLength() const;
   void SetSelection(int start, int length);
-  void Cut();
-  void Copy();
-  void Paste();
   std::function<void()> TextChange;
   // The key's character: 13 Return, 3 Enter, 127 Delete, 27 Escape.  True keeps the key from the
   // field.
@@ -157,14 +150,9 @@ class TextArea : public Control {
   std::string Text() const;
   void SetText(std::string_view text);
   void AppendText(std::string_view text);
-  void SetReadOnly(bool read_only);
   // Line (from 0) of the character at that offset, and the line at the top of the view.
   int LineNumAtCharPos(int position) const;
   void SetScrollPosition(int line);
-  void Cut();
-  void Copy();
-  void Paste();
-  std::function<void()> TextChange;
 };
 
 class PopupMenu : public Control {

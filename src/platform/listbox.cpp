@@ -47,8 +47,6 @@ struct Listbox::View : QTableView {
               model_.widths[static_cast<std::size_t>(column)] = width;
             });
     connect(horizontalHeader(), &QHeaderView::sectionClicked, this, &View::HeadingClicked);
-    connect(this, &QTableView::doubleClicked, this,
-            [this] { Raise("DoubleClick", listbox_.DoubleClick); });
     SetFont();
   }
 
@@ -293,12 +291,6 @@ void Listbox::SetListIndex(int row) {
 void Listbox::SetHeld(bool held) {
   Table().held = held;
   if (!held) Table().Changed();
-}
-
-int Listbox::ScrollPosition() const {
-  const View& table = Table().Table();
-  return table.isVisible() && !table.scroll_to_position ? table.verticalScrollBar()->value()
-                                                        : model_.scroll_position;
 }
 
 void Listbox::SetScrollPosition(int row) {

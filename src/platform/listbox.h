@@ -62,7 +62,6 @@ class Listbox : public Control {
   int ListIndex() const;
   void SetListIndex(int row);
   // The row at the top of the view.
-  int ScrollPosition() const;
   void SetScrollPosition(int row);
 
   // Keeps what is on the screen as it is while the table is rebuilt and events run.
@@ -78,7 +77,6 @@ class Listbox : public Control {
   };
 
   std::function<void()> Change;
-  std::function<void()> DoubleClick;
   // The key's character as in TextField.  True keeps the key from the list.
   std::function<bool(int key)> KeyDown;
   // Compares two rows for sorting by `column`: true if it set `result` (1 row1 behind row2, -1

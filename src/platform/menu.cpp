@@ -55,10 +55,11 @@ void EditFocused(std::string_view edit) {
   QWidget* focused = QApplication::focusWidget();
   if (auto* line = qobject_cast<QLineEdit*>(focused)) {
     Edit(*line, edit);
-    if (edit == "clear" && !line->isReadOnly()) line->del();
+    // Without a selection the toolkit would take the next character.
+    if (edit == "clear" && line->hasSelectedText()) line->del();
   } else if (auto* area = qobject_cast<QPlainTextEdit*>(focused)) {
     Edit(*area, edit);
-    if (edit == "clear" && !area->isReadOnly()) area->textCursor().removeSelectedText();
+    if (edit == "clear") area->textCursor().removeSelectedText();
   }
 }
 
@@ -114,6 +115,8 @@ void MenuBar::SetQuitItem(std::string_view name) {
   if (item == native_->items.end()) return;
   item->second->Action().setMenuRole(QAction::QuitRole);
   item->second->Action().setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
+  // The menu hangs in the main window, and any window may be in front.
+  item->second->Action().setShortcutContext(Qt::ApplicationShortcut);
 }
 
 MenuItem* MenuBar::Find(std::string_view name) {

@@ -102,7 +102,7 @@ struct WindowNative {
   // Where controls are made at the moment: a page of a tab panel, or nowhere.
   QWidget* page = nullptr;
   int page_left = 0, page_top = 0;
-  QPointer<QPushButton> default_button, cancel_button;
+  QPointer<QPushButton> cancel_button;
 
   int MenuHeight() const;
   // Gives the frame the content's size and limits.

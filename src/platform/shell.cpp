@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -123,6 +124,9 @@ std::vector<std::string> Environment() {
 // In the new process, where only what is safe in a signal handler may be called.
 [[noreturn]] void Become(char* const* arguments, char* const* variables, pid_t parent) {
   setpgid(0, 0);
+  // A tool that asks for a password on the terminal would be stopped there for good.
+  const int terminal = open("/dev/tty", O_RDWR | O_CLOEXEC);
+  if (terminal >= 0) ioctl(terminal, TIOCNOTTY);
   // The shell becomes the tool.  A tool that outlived a killed program would work on files that the
   // next start works on as well.
   prctl(PR_SET_PDEATHSIG, SIGKILL);

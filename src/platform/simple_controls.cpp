@@ -57,12 +57,6 @@ void PushButton::SetCaption(std::string_view caption) {
   WidgetOf<QPushButton>(*this).setText(ToCaption(caption));
 }
 
-void PushButton::SetDefault(bool is_default) {
-  auto& button = WidgetOf<QPushButton>(*this);
-  button.setDefault(is_default);
-  window_.Native().default_button = is_default ? &button : nullptr;
-}
-
 void PushButton::SetCancel(bool is_cancel) {
   window_.Native().cancel_button = is_cancel ? &WidgetOf<QPushButton>(*this) : nullptr;
 }

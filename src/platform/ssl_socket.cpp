@@ -121,8 +121,9 @@ struct SSLSocket::Native {
 
   void Fail() {
     if (error.empty()) error = socket->errorString().toStdString();
-    CallSoon([alive = std::weak_ptr<int>(life), this] {
-      if (!alive.expired() && owner.Error) Dispatch("socket error", owner.Error);
+    CallSoon([alive = std::weak_ptr<int>(life), failed = socket.get(), this] {
+      if (!alive.expired() && socket.get() == failed && owner.Error)
+        Dispatch("socket error", owner.Error);
     });
   }
 

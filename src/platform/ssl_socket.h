@@ -24,7 +24,7 @@ class SSLSocket {
   // One of the codes 0 to 3 of the SSL menu.  The protocols they are named after are dead: each of
   // them negotiates TLS 1.2 or newer, with the certificate checked against the system's store and
   // the host name.
-  void SetConnectionType(int type) { connection_type_ = type; }
+  void SetConnectionType(int) {}
 
   // Starts connecting and returns.  An earlier connection is dropped and its buffer emptied.
   void Connect();
@@ -75,7 +75,6 @@ class SSLSocket {
   std::string address_;
   int port_ = 0;
   bool secure_ = false;
-  int connection_type_ = 0;
 };
 
 }  // namespace gravlin

@@ -222,12 +222,6 @@ std::string Lowercase(std::string_view text) {
   return result;
 }
 
-std::string Uppercase(std::string_view text) {
-  std::string result(text);
-  std::transform(result.begin(), result.end(), result.begin(), Upper);
-  return result;
-}
-
 std::string Trim(std::string_view text) {
   const std::size_t first = text.find_first_not_of(' ');
   if (first == kNone) return {};

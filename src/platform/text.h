@@ -52,7 +52,6 @@ int CompareText(std::string_view a, std::string_view b);
 std::string ReplaceAll(std::string_view text, std::string_view find, std::string_view with);
 
 std::string Lowercase(std::string_view text);
-std::string Uppercase(std::string_view text);
 // Cuts blanks (character 32 only) off both ends.
 std::string Trim(std::string_view text);
 // The pieces between separators; an empty text has no pieces.

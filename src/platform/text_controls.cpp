@@ -84,24 +84,13 @@ struct LabelNative : ControlNative {
 
 LabelNative& LabelOf(const Control& control) { return static_cast<LabelNative&>(control.Native()); }
 
-constexpr const char* kEditItems[] = {"Cut", "Copy", "Paste"};
-
-// Acts on an editor by the text of a contextual menu's item.
-template <class Editor>
-bool ContextualMenuAction(Editor& editor, const QString& item) {
-  if (item == "Cut") editor.cut();
-  if (item == "Copy") editor.copy();
-  if (item == "Paste") editor.paste();
-  return true;
-}
-
 template <class Editor>
 void ShowContextualMenu(Editor& editor, const QPoint& at) {
   auto* menu = new QMenu(&editor);
   menu->setAttribute(Qt::WA_DeleteOnClose);
-  for (const char* item : kEditItems)
-    QObject::connect(menu->addAction(item), &QAction::triggered, &editor,
-                     [&editor, item] { ContextualMenuAction(editor, item); });
+  menu->addAction("Cut", &editor, &Editor::cut);
+  menu->addAction("Copy", &editor, &Editor::copy);
+  menu->addAction("Paste", &editor, &Editor::paste);
   menu->popup(at);
 }
 
@@ -189,18 +178,8 @@ TextField::TextField(Window& window, std::string_view name, const Rect& bounds)
 
 std::string TextField::Text() const { return FromQt(LineOf(*this).text()); }
 void TextField::SetText(std::string_view text) { LineOf(*this).setText(ToQt(text)); }
-void TextField::SetReadOnly(bool read_only) { LineOf(*this).setReadOnly(read_only); }
-
-int TextField::SelStart() const {
-  const QLineEdit& line = LineOf(*this);
-  return line.hasSelectedText() ? line.selectionStart() : line.cursorPosition();
-}
-
 int TextField::SelLength() const { return LineOf(*this).selectionLength(); }
 void TextField::SetSelection(int start, int length) { LineOf(*this).setSelection(start, length); }
-void TextField::Cut() { LineOf(*this).cut(); }
-void TextField::Copy() { LineOf(*this).copy(); }
-void TextField::Paste() { LineOf(*this).paste(); }
 
 TextArea::TextArea(Window& window, std::string_view name, const Rect& bounds)
     : Control(std::make_unique<ControlNative>(new AreaEdit(ParentFor(window))), window, name,
@@ -209,8 +188,6 @@ TextArea::TextArea(Window& window, std::string_view name, const Rect& bounds)
   area.setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
   area.setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   area.setTabChangesFocus(true);
-  QObject::connect(&area, &QPlainTextEdit::textChanged,
-                   [this] { Raise("TextChange", TextChange); });
 }
 
 std::string TextArea::Text() const {
@@ -228,8 +205,6 @@ void TextArea::AppendText(std::string_view text) {
   end.insertText(ToLines(text));
 }
 
-void TextArea::SetReadOnly(bool read_only) { AreaOf(*this).setReadOnly(read_only); }
-
 int TextArea::LineNumAtCharPos(int position) const {
   const QTextDocument& document = *AreaOf(*this).document();
   const int at = std::clamp(position, 0, document.characterCount() - 1);
@@ -240,8 +215,5 @@ int TextArea::LineNumAtCharPos(int position) const {
 }
 
 void TextArea::SetScrollPosition(int line) { AreaOf(*this).verticalScrollBar()->setValue(line); }
-void TextArea::Cut() { AreaOf(*this).cut(); }
-void TextArea::Copy() { AreaOf(*this).copy(); }
-void TextArea::Paste() { AreaOf(*this).paste(); }
 
 }  // namespace gravlin

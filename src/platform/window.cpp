@@ -147,11 +147,8 @@ void WindowNative::ContentResized() {
 }
 
 bool WindowNative::KeyPressed(int key) {
-  QPushButton* button = nullptr;
-  if (key == Qt::Key_Return || key == Qt::Key_Enter) button = default_button;
-  if (key == Qt::Key_Escape) button = cancel_button;
-  if (!button || !button->isVisible()) return false;
-  button->click();
+  if (key != Qt::Key_Escape || !cancel_button || !cancel_button->isVisible()) return false;
+  cancel_button->click();
   return true;
 }
 
@@ -217,7 +214,6 @@ void Window::Show() {
   frame.activateWindow();
 }
 
-void Window::Hide() { native_->frame->hide(); }
 bool Window::Visible() const { return native_->frame->isVisible(); }
 
 void Window::Close() {
@@ -301,12 +297,6 @@ void Window::SetMenuBar(MenuBar& menu) {
   native_->menu->show();
   native_->ApplyLimits();
   native_->menu->setGeometry(0, 0, Width(), native_->MenuHeight());
-}
-
-Control* Window::FindControl(std::string_view name) const {
-  for (Control* control : controls_)
-    if (control->Name() == name) return control;
-  return nullptr;
 }
 
 bool Window::SavePicture(const FolderItem& file) const {

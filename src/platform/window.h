@@ -65,7 +65,6 @@ class Window {
 
   // Shows the window, or brings it up.
   void Show();
-  void Hide();
   bool Visible() const;
   // Raises Event_Close and hides the window; the object is destroyed when the event loop is next
   // free.
@@ -89,10 +88,8 @@ class Window {
   void Refresh();
   void SetMenuBar(MenuBar& menu);
 
-  // The controls in the order in which they were made, and one by its name; nullptr if there is
-  // none.
+  // In the order in which they were made.
   const std::vector<Control*>& Controls() const { return controls_; }
-  Control* FindControl(std::string_view name) const;
   // Saves a picture of the content as a PNG file.
   bool SavePicture(const FolderItem& file) const;
   WindowNative& Native() const { return *native_; }

@@ -56,9 +56,6 @@ RarFailed::RarFailed()
   pbGo.Action = [this] { pbGo_Action(); };
 }
 
-// The interface's own font.
-void RarFailed::Event_Open() { pbGo.SetTextSize(0); }
-
 void RarFailed::pbGo_Action() { ShowURL(endpoints::Vendor("/usenet/faq/winrar?Source=Gravlin")); }
 
 // Not in the middle of the screen, where the advice at the end of the run would cover it.
@@ -67,13 +64,6 @@ RarNotes::RarNotes()
       efComment(*this, "efComment", {16, 15, 329, 287}) {
   efComment.SetAccessibleName("Comment of the archive");
   efComment.SetAnchors(kAllEdges);
-}
-
-bool RarNotes::efComment_ContextualMenuAction(std::string_view item) {
-  if (item == "Cut") efComment.Cut();
-  if (item == "Copy") efComment.Copy();
-  if (item == "Paste") efComment.Paste();
-  return true;
 }
 
 AfterRAR::AfterRAR()

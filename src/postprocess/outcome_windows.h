@@ -25,17 +25,12 @@ class RarFailed : public Window {
   void pbGo_Action();
   StaticText StaticText1;
   PushButton pbGo;
-
- protected:
-  void Event_Open() override;
 };
 
 // The comment of one archive.  The user may edit it; nothing keeps the edits.
 class RarNotes : public Window {
  public:
   RarNotes();
-  // Serves "Cut", "Copy" and "Paste".
-  bool efComment_ContextualMenuAction(std::string_view item);
   TextArea efComment;
 };
 

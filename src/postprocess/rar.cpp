@@ -70,7 +70,6 @@ void Rar::Event_Open() {
 void Rar::OpenDocumentEvent(const FolderItem& f) {
   fInput = f;
   FixPath = 2;
-  OpenDownloadsFolder = false;
   StartProcess();
 }
 

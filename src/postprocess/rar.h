@@ -19,8 +19,6 @@ class Rar : public ToolWindow, public RarReading, private RarView {
   void ParseRar();
   void CallUnRarMac();
 
-  bool OpenDownloadsFolder = true;  // cleared by OpenDocumentEvent; nothing reads it
-
   Listbox List;   // the volumes read
   Listbox List2;  // the files written
   Timer tRar;

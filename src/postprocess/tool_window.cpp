@@ -116,7 +116,7 @@ void ToolWindow::StartProcess() {
 void ToolWindow::tWait_Action() {
   if (job_.running) return;
   tWait.SetMode(0);
-  StartProcess();
+  if (!fInput.IsNil()) StartProcess();  // the user may have begun another choice and cancelled it
 }
 
 void ToolWindow::tDeleteOutput_Action() {

@@ -1,6 +1,8 @@
 // The copy of the main window's list, made anew each second.
 #include "ui/files_window.h"
 
+#include <utility>
+
 #include "app/code.h"
 #include "engine/gravlin.h"
 #include "platform/desktop.h"
@@ -60,6 +62,8 @@ void grvFiles::Event_Open() {
 void grvFiles::LoadList() {
   const Gravlin* main_window = Window::IfOpen<Gravlin>();
   if (!main_window) return;
+  // A tick may come in while the opening copies.
+  if (std::exchange(copying_, true)) return;
   const Listbox& source = main_window->List;
   // The rows appear together: events run while they are copied.
   const Listbox::Held held(List);
@@ -72,6 +76,7 @@ void grvFiles::LoadList() {
     Thread::Yield();
   }
   List.SetListIndex(source.ListIndex());
+  copying_ = false;
 }
 
 void grvFiles::tRefresh_Action() { LoadList(); }

@@ -32,6 +32,9 @@ class grvFiles : public Window {
   void Event_Open() override;
   void Event_Close() override;
   void Event_Resized() override;
+
+ private:
+  bool copying_ = false;
 };
 
 }  // namespace gravlin

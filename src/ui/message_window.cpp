@@ -25,7 +25,6 @@ GetMessage::GetMessage()
                   "You can re-open this window at any time by going onto the Help menu and then to "
                   "\"Get Message From Ardentis.\"") {
   efMessage.SetAnchors({.left = true, .top = true, .right = true, .bottom = true});
-  efMessage.SetReadOnly(true);
   efMessage.SetAccessibleName("Message");
   pbClose.SetAnchors({.left = true, .top = false, .right = false, .bottom = true});
   pbGo.SetAnchors({.left = false, .top = false, .right = true, .bottom = true});

@@ -78,8 +78,6 @@ Window& OutsideTabs(TabPanel& panel, Window& window) {
 
 }  // namespace
 
-// Sizes of text are those of the design; where the interface font runs wider than the design's, a
-// text is set smaller to stay in its rectangle.
 WizardControls::WizardControls(Window& window)
     : TabPanel1(
           window, "TabPanel1", {20, 20, 600, 300},
