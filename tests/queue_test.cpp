@@ -160,6 +160,69 @@ TEST_F(QueueTest, AQuitInTheMiddleOfAnAssemblyLosesNothing) {
   DownloadAll();
 }
 
+TEST_F(QueueTest, StopInTheMiddleOfAnAssemblyIsTheEndOfTheRun) {
+  Post({"a.rar", "b.rar"});
+  server->On("QUIT", Silence());
+  Start();
+  ASSERT_TRUE(clock.RunUntil([&] { return window->Concats > 0; }));
+  window->pbStart.Push();
+  ASSERT_TRUE(clock.RunUntil([&] { return window->Concats == 0; }));
+  clock.Advance(32'000);
+  EXPECT_EQ(window->State, "logged off");
+  EXPECT_TRUE(window->pbStart.Enabled());
+  EXPECT_EQ(server->ArticleCount(posted.Files()[1].ids[0]), 0);
+  server->ClearRules();
+  DownloadAll();
+}
+
+// The next set comes while a file of the first one is still fetched: twice in a hurry, and with a
+// file whose parts are all there.
+TEST_F(QueueTest, AnImportInTheMiddleOfARunIsNotMixedWithIt) {
+  posted.Add("posted.rar", 6000, 2000, Coding::kYenc, "real.rar");
+  Serve();
+  Import();
+  PostedSet next(2);
+  next.Add("next.rar", 6000, 2000);
+  next.Add("there.rar", 6000, 2000);
+  next.WriteNzb(data / "next.nzb");
+  server->SetSource([&](std::string_view id) {
+    const auto article = next.Article(id);
+    return article ? article : posted.Article(id);
+  });
+  server->On("ARTICLE <" + posted.Files()[0].ids[2], [](Reply reply) {
+    reply.borders = {500};
+    reply.held = true;
+    return reply;
+  });
+  Start();
+  ASSERT_TRUE(clock.RunUntil([&] { return window->PartsDone == 2 && server->Held() == 1; }));
+  for (int part = 1; part <= 3; ++part) {
+    const std::string& id = next.Files()[1].ids[part - 1];
+    std::ofstream(Parts() / ("there.rar-p0000" + std::to_string(part) + ".txt"), std::ios::binary)
+        << ArticleReply(id, *next.Article(id));
+  }
+  for (const char* nzb : {"set.nzb", "next.nzb"}) {
+    window->fNZB = data.Item(nzb);
+    window->InitNZBFile();
+  }
+  int imports = 0;
+  ASSERT_TRUE(clock.RunUntil([&] {
+    imports += InStr(window->stStatus.Text(), "next.nzb imported") == 1;
+    if (imports == 1) window->stStatus.SetText("");
+    return imports == 2;
+  }));
+  server->Release();
+  ASSERT_TRUE(RunToEnd());
+  Settle();
+  ExpectAllFiles();
+  EXPECT_EQ(window->List.ListCount(), 2);
+  Start();
+  ASSERT_TRUE(RunToEnd());
+  for (const PostedFile& file : next.Files())
+    EXPECT_TRUE(ReadFile(Downloads() / file.name) == file.read(0, file.size)) << file.name;
+  EXPECT_TRUE(std::filesystem::is_empty(Parts()));
+}
+
 TEST_F(QueueTest, TheLogTellsARunAndNeverThePassword) {
   Post({"a.rar"}, 1, WithLogOn());
   Code::DebugOn = true;

@@ -61,17 +61,6 @@ TEST(UUCoderStreamTest, LinesBecomeBytes) {
   for (const auto& c : cases) EXPECT_EQ(DecodeUU(c.text), c.expected) << c.what;
 }
 
-TEST(UUCoderStreamTest, ADoubledDotIsUndoneWhereTheCountTellsIt) {
-  // Fourteen bytes make a line that begins with a dot; the first six bits choose what follows it.
-  const std::string begin = "begin 644 a\r\n" + Codes(std::string(45, 'q'), '`') + "\r\n";
-  for (const char first : {'\x38', '\x39', '\x44'}) {
-    const std::string bytes = first + std::string("4567890abcdef");
-    const std::string line = Codes(bytes, '`');
-    for (const std::string& text : {line, "." + line, "." + line + "X"})
-      EXPECT_EQ(DecodeUU(begin + text + "\r\nend\r\n"), std::string(45, 'q') + bytes) << text;
-  }
-}
-
 TEST(UUCoderStreamTest, AnyBytesComeBack) {
   std::mt19937 random(3);
   for (const char zero : {'`', ' '}) {
@@ -82,7 +71,7 @@ TEST(UUCoderStreamTest, AnyBytesComeBack) {
     for (std::size_t i = 0; i < bytes.size(); i += 45) {
       std::string line = Codes(bytes.substr(i, 45), zero);
       while (line.ends_with(' ')) line.pop_back();
-      text += (line.starts_with('.') ? "." : "") + line + "\r\n";
+      text += line + "\r\n";
     }
     EXPECT_TRUE(DecodeUU(text + zero + "\r\nend\r\n") == bytes) << zero;
   }

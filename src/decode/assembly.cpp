@@ -134,7 +134,6 @@ void PutInPlace(Gravlin& window, const AssemblyJob& job) {
   });
   Need(moved, "the decoded file could not be moved to the Downloads folder");
   window.fTemp = file;
-  window.FileCreated = true;
   Need(flushed, "the Downloads folder could not be brought to the disk");
 }
 
@@ -172,9 +171,10 @@ void RenameToNameInBody(Gravlin& window, const AssemblyJob& job) {
   Thread::Offload([folder = window.fDownloads] { folder.Flush(); });
   window.WriteDebug("Gravlin.Decode",
                     "Renamed: " + job.TheFilename + " to filename found in body: " + name);
-  Code::SaveToDB(
-      {"Update NZBFiles Set Filename='" + name + "' where ID=" + Str(job.DownloaderFilesID)},
-      "none");
+  // An import may have given the ID to a file of another NZB meanwhile.
+  Code::SaveToDB({"Update NZBFiles Set Filename='" + name + "' where ID=" +
+                  Str(job.DownloaderFilesID) + " and Filename='" + job.TheFilename + "'"},
+                 "none");
   if (const int row = window.List.FindRow(job.TheFilename); row >= 0) {
     window.List.SetListIndex(row);
     window.List.SetCell(row, ListColumn::kFilename, name);
@@ -266,12 +266,13 @@ void Gravlin::Decode(const AssemblyJob& job) {
     if (fTemp.IsNil()) throw NilObjectException();
     fTemp.Delete();  // of an earlier run that was cut off
     // Without an encoding there is no decoded file, and the row is reported as saved all the same;
-    // only the parts, which are all there is, stay.
+    // but the parts, which are all there is, stay, and nothing is renamed.
     const bool decodable = !Encoding.empty();
     if (decodable) {
       DecodeJoined(*this, job);
       PutInPlace(*this, job);
     }
+    FileCreated = true;
     JoinedFile(*this, job).Delete();
     if (decodable) DeleteParts(*this, job);
     ShowRow(*this, job, "Yes", "File saved OK.");

@@ -62,10 +62,6 @@ void UUDecoder::ReadLine(std::string_view line, std::string& to) {
     full_count_ = 0;
     doubtful_.clear();
   } else if (in_block_) {
-    if (line.starts_with('.') && line.size() > 1 && line[1] == '.' &&
-        line.size() != 1 + Demanded(Value('.'))) {
-      line.remove_prefix(1);
-    }
     ReadData(line, to);
   }
 }

@@ -18,8 +18,9 @@ namespace gravlin {
 //
 // A data line is its count of bytes, as a character from blank (0) to `_`, back-quote being another
 // 0, and four characters for each three bytes.  Lines may lack blanks at their end, which mail
-// programs cut, or have a check character more.  The lines of an article have a dot before a
-// leading dot (RFC 3977, section 3.1.1), which is undone here, since joining leaves it.
+// programs cut, or have a check character more.  The dot that an article has before a leading dot
+// (RFC 3977, section 3.1.1) is kept, so that a last line of fourteen bytes, the only one that can
+// begin with a dot, is decoded one character late.
 class UUDecoder {
  public:
   // Adds what the line decodes to.

@@ -94,8 +94,7 @@ const std::uint8_t* YencDecoder::ReadOutside(const std::uint8_t* at, const std::
     } else if (line_length_ == 0) {
       line_[line_length_++] = c;
     } else if (line_length_ == kMarkLength) {
-      // The byte behind the mark is lost with it, which is no loss: it is the blank or a line's
-      // second CR.
+      // The byte behind the mark, the blank, is lost with it.
       if (LineIsBegin()) state_ = State::kControlLine;
       line_length_ = 0;
     } else {

@@ -68,9 +68,10 @@ class YencDecoder {
 namespace Code {
 
 // Decodes a file of joined articles into `target`, which is made or overwritten.  Returns the
-// number of decoded bytes, of any size; 0, and an empty target, for a source without data.  -1 if a
-// file could not be opened, read or written to its end: the target is then not to be used.  Touches
-// nothing but its arguments, so that it may run anywhere.
+// number of decoded bytes, beyond 2 GiB too, since the parts are deleted behind it; 0, and an empty
+// target, for a source without data.  -1 if a file could not be opened, read or written to its end:
+// the target is then not to be used.  Touches nothing but its arguments, so that it may run
+// anywhere.
 double DecodeYencFile(const FolderItem& source, const FolderItem& target);
 
 }  // namespace Code

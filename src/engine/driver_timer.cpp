@@ -17,9 +17,9 @@ constexpr int kSilenceAllowed = 60;  // and until the session is started anew
 
 void Gravlin::SetDeadline() {
   Now = Date();
-  LastResponse = Date();
-  Deadline = Date();
-  LastResponse.SetTotalSeconds(Now.TotalSeconds());
+  LastResponse = Now;
+  last_response_at_ = TheClock().Milliseconds();
+  Deadline = Now;
   Deadline.SetMinute(Now.Minute() + 1);
 }
 
@@ -47,7 +47,7 @@ void Gravlin::Tick() {
     SetDeadline();
     WriteDebug("TheTimer", "Thread done. Calling LoadNextFile...");
     // Before the log-on is through no command may go out; the log-on itself goes to the next file
-    // then.
+    // then.  Behind a sign-off there is no next file.
     if (logged_on_) GetNextFile();
     return;
   }
@@ -72,8 +72,8 @@ void Gravlin::Tick() {
 
 // True when it ended the session or started it anew.
 bool Gravlin::WatchSilence() {
-  const Date now;
-  const int seconds = ToInt32(now.TotalSeconds() - LastResponse.TotalSeconds());
+  // Not the difference of two dates: local time stands still for an hour each autumn.
+  const int seconds = static_cast<int>((TheClock().Milliseconds() - last_response_at_) / 1000);
   if (seconds > kSilenceShown) {
     if (State == "sent quit") {
       News.Close();
@@ -86,7 +86,7 @@ bool Gravlin::WatchSilence() {
     stStatus.SetText(text);
     WriteDebug("TheTimer", text);
   }
-  if (LastResponse.TotalSeconds() + kSilenceAllowed >= now.TotalSeconds()) return false;
+  if (seconds <= kSilenceAllowed) return false;
   WriteDebug("TheTimer", "Calling Reconnect");
   Reconnect();
   return true;

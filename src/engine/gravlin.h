@@ -213,11 +213,13 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   void DropRestOfLine();
 
   PartFlush part_flush_;
-  PartsOnDisk parts_on_disk_;      // of the current file
-  std::set<std::string> endless_;  // articles of this run whose reply had no end
-  int engine_depth_ = 0;           // engine steps that are under way, one inside the other
-  bool data_waiting_ = false;      // data came during an engine step
-  bool logged_on_ = false;         // the log-on of this connection is through
+  PartsOnDisk parts_on_disk_;          // of the current file
+  std::set<std::string> endless_;      // articles of this run whose reply had no end
+  int engine_depth_ = 0;               // engine steps that are under way, one inside the other
+  bool data_waiting_ = false;          // data came during an engine step
+  std::int64_t last_response_at_ = 0;  // Clock milliseconds of LastResponse
+  bool logged_on_ = false;             // between the log-on of this connection and Stop
+  bool advising_ = false;              // a box with advice about the port is open
   int next_file_requests_ = 0;
   bool walking_queue_ = false;
   char rest_of_line_ =

@@ -24,6 +24,9 @@ void Gravlin::ImportDone(std::string_view nzb_name, double total_bytes) {
   BytesLeft = total_bytes;
   barParse.SetVisible(false);
   Refresh();
+  // Of an import that ended after this one was dropped.
+  List.DeleteAllRows();
+  pbStart.SetEnabled(false);  // or it would take the rows that are there already for all
   LoadFiles();
   stStatus.SetText(std::string(nzb_name) + " imported. Click Start to begin downloading.");
   pbStart.SetEnabled(true);

@@ -58,24 +58,34 @@ void Gravlin::LoadFiles() {
   List.SetListIndex(0);
   List.SetScrollPosition(0);
   List.Refresh();
-  if (complete.empty()) return;
+  // A run has a file of its own in these fields; its queue finds the complete one.
+  if (complete.empty() || TheTimer.Mode() != 0) return;
   const auto file = db->SQLSelect(
       "Select TotalParts, ID, Ext, Parts from NZBFiles where Filename='" + complete + "'");
   if (!file || file->EndOfFile()) return;
+  // Numbers may run beyond the count; a part that is left out here would be lost.
+  const std::int32_t total = file->Field("TotalParts").IntegerValue();
+  std::int32_t largest = total, present = 0;
+  for (const std::string& entry : Split(file->Field("Parts").StringValue(), ",")) {
+    const std::int32_t number = ToInt32(Val(entry));
+    largest = std::max(largest, number);
+    const FolderItem part = fParts.Child(PartFileNameOf(complete, number));
+    if (!part.IsNil() && part.Length() > 0) ++present;
+  }
+  // The row may have been given the parts of another file, whose name differs in case alone.
+  if (present < total) return;
   TheFilename = complete;
   TheExt = file->Field("Ext").StringValue();
   DownloaderFilesID = file->Field("ID").IntegerValue();
-  // Numbers may run beyond the count; a part that is left out here would be lost.
-  LargestPartNo = file->Field("TotalParts").IntegerValue();
-  for (const std::string& entry : Split(file->Field("Parts").StringValue(), ","))
-    LargestPartNo = std::max(LargestPartNo, ToInt32(Val(entry)));
+  LargestPartNo = largest;
   StartConcat();
 }
 
 void Gravlin::RemoveLeftovers() {
   const auto is_finished = [this](std::string_view filename) {
     const int row = filename.empty() ? -1 : List.FindRow(filename);
-    return row >= 0 && SameText(List.Cell(row, ListColumn::kDone), "Yes");
+    return row >= 0 && List.Cell(row, ListColumn::kFilename) == filename &&
+           SameText(List.Cell(row, ListColumn::kDone), "Yes");
   };
   for (const std::string& name : fParts.ChildNames()) {
     const std::string_view filename = FilenameOfPart(name);

@@ -10,12 +10,12 @@ namespace gravlin {
 class PartsOnDisk {
  public:
   void Clear() { numbers_.clear(); }
-  void Add(std::int32_t number) { numbers_.insert(number); }
-  void Remove(std::int32_t number) { numbers_.erase(number); }
-  // Parts from 1 on; a part 0, which a broken NZB can ask for, is never joined and does not count.
-  std::int32_t Count() const {
-    return static_cast<std::int32_t>(numbers_.size() - numbers_.count(0));
+  // A part below 1, which a broken NZB can ask for, is never joined and does not count.
+  void Add(std::int32_t number) {
+    if (number > 0) numbers_.insert(number);
   }
+  void Remove(std::int32_t number) { numbers_.erase(number); }
+  std::int32_t Count() const { return static_cast<std::int32_t>(numbers_.size()); }
 
  private:
   std::unordered_set<std::int32_t> numbers_;

@@ -142,6 +142,8 @@ void Gravlin::StopScanning() {
   SetDeadline();
   stStatus.SetText("Signing off...");
   State = "sent quit";
+  // The end of an assembly would go on to the next file, and Stop be forgotten.
+  logged_on_ = false;
   Code::RemoveFromActiveFiles(PartFileName);
   WriteDebug("StopScanning", "Sending command: Quit");
   Send("Quit");

@@ -1,4 +1,6 @@
 // What the server says, and the step that each reply leads to.
+#include <utility>
+
 #include "app/code.h"
 #include "engine/engine_step.h"
 #include "engine/gravlin.h"
@@ -159,11 +161,15 @@ void Gravlin::AnswerArticle(std::string_view code) {
   }
 }
 
+// The watchdog starts a lost session anew; this only tells.
 void Gravlin::News_Error() {
+  if (State == "sent quit" || State == "logged off") return;  // the server hangs up, as it should
   WriteDebug("News.Error", News.ErrorText());
   if (News.IsConnected()) return;
   if (News.HandshakeFailed())
     stStatus.SetText("No secure connection to " + TheServerURL + ": " + News.ErrorText());
+  // The session is started anew each minute under an open box; one is enough.
+  if (std::exchange(advising_, true)) return;
   if (TheSSLSetting == 999 && TheServerPort == 563)
     MsgBox(
         "Connection error. Port 563 usually requires that SSL be turned on. Check with your "
@@ -172,6 +178,7 @@ void Gravlin::News_Error() {
     MsgBox(
         "Connection error. Port 119 usually requires that SSL be turned off. Check with your "
         "provider.");
+  advising_ = false;
 }
 
 }  // namespace gravlin

@@ -103,8 +103,8 @@ bool grvParse::ReadFiles(TextInputStream& stream) {
       case NzbEvent::kEmptyFile:
         throw OutOfBoundsException();
       case NzbEvent::kFailure:
-        // The end inside a file keeps the right to write for good: every write of this run would
-        // build on half an import.
+        // The end inside a file keeps the right to write for good, on purpose: later writes wait
+        // until the program has been started anew.
         Tell(MessageOf(reader_.Failure()), reader_.Failure() != NzbFailure::kPrematureEnd);
         return false;
     }
@@ -132,7 +132,8 @@ bool grvParse::NameFile() {
         true);
     return false;
   }
-  filename_ = committed_ ? Code::FixNZBFilename(*committed_, filename_) : std::string();
+  filename_ =
+      committed_ ? Code::FixNZBFilename(*committed_, filename_) : Code::FixNZBFilename(filename_);
   return true;
 }
 
@@ -175,7 +176,8 @@ void grvParse::Tell(std::string_view message, bool bail_out) {
 void grvParse::BailOut() {
   Code::DBFree = true;
   lock_taken_ = false;
-  Code::SaveToDB({"Delete from NZBFiles"}, "none");
+  // Another import that waits empties the list itself, and may be through before this write.
+  if (living_ == 1) Code::SaveToDB({"Delete from NZBFiles"}, "none");
 }
 
 }  // namespace gravlin

@@ -15,7 +15,8 @@ namespace gravlin {
 class grvParse : public Thread {
  public:
   // `window` outlives the thread.
-  explicit grvParse(ImportWindow& window) : w(window) {}
+  explicit grvParse(ImportWindow& window) : w(window) { ++living_; }
+  ~grvParse() override { --living_; }
 
  protected:
   void Event_Run() override;
@@ -31,6 +32,8 @@ class grvParse : public Thread {
   void Finish();
   void Tell(std::string_view message, bool bail_out);
   void BailOut();
+
+  static inline int living_ = 0;
 
   ImportWindow& w;
   std::unique_ptr<Database> db;  // without a commit its transaction goes when the thread goes

@@ -43,6 +43,7 @@ std::string CleanFilename(std::string_view name) {
        {":", "'", "\\", "/", ",", "..", ";", "\"", "<", ">", "|", "\r"}) {
     if (result.find(bad) != std::string::npos) result = ReplaceAll(result, bad, "");
   }
+  // In bytes: with the eleven that a part's name adds it is what a file system takes.
   return Trim(KeepRight(std::move(result), MaxFileLength));
 }
 
@@ -54,8 +55,7 @@ std::string CleanSQLString(std::string_view text) {
     for (const std::string_view bad : kBadInSql) {
       const int at = InStr(result, bad);
       if (at == 0) continue;
-      // Each side is cut to what a column is expected to hold, though only when a character is
-      // removed.
+      // Each side is cut, though only when a character is removed.
       result =
           Mid(result, 1, std::min(at - 1, kLongestSqlText)) + Mid(result, at + 1, kLongestSqlText);
       changed = true;

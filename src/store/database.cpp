@@ -91,8 +91,8 @@ bool Database::Open(int flags) {
   }
   sqlite3_extended_result_codes(opened, 1);
   Run(kPageSize);  // changes nothing in a file that has its pages already
-  // A store that lies on a file system without shared memory stays in its own mode, which serves
-  // too.
+  // A store that lies on a file system without shared memory stays in its own mode.  That serves
+  // all but a long import, which needs a reader beside it.
   Run("PRAGMA journal_mode=WAL");
   SetDurableCommits(durable_);
   error_.clear();
