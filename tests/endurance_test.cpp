@@ -1,12 +1,16 @@
 // The same thing many times over: nothing piles up.  GRAVLIN_TEST_ROUNDS multiplies the rounds, for
 // a long run by hand.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <QApplication>
 #include <QProcess>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 
 #include "paths.h"
 #include "postprocess/outcome_windows.h"
@@ -121,31 +125,85 @@ TEST_F(RunRounds, ConnectionsComeAndGoAndFilesAreImportedAgain) {
   DownloadAll();
 }
 
+// The real program, in a home of its own.
+struct Program : QProcess {
+  explicit Program(const TempFolder& home) {
+    const QString own = QString::fromStdString(home.Path().string());
+    setEnvironment(
+        {"HOME=" + own, "XDG_RUNTIME_DIR=" + own, "QT_QPA_PLATFORM=offscreen", "LC_ALL=C.UTF-8"});
+    start(kProgram, QStringList());
+  }
+  bool Runs() const { return state() != NotRunning; }
+  std::string Read(const char* what) const {
+    return ReadFile("/proc/" + std::to_string(processId()) + "/" + what);
+  }
+  bool EndsWell() {
+    terminate();
+    return waitForFinished() && exitStatus() == NormalExit;
+  }
+};
+
+// By the text of /proc/PID/status.
+bool CatchesTerm(const std::string& status) {
+  const std::size_t at = status.find("SigCgt:\t");
+  return at != std::string::npos && std::stoull(status.substr(at + 8), nullptr, 16) >> 14 & 1;
+}
+
 // Of several starts at the same instant one stays; the others hand over and end.
 TEST(OneInstance, OfManyStartsAtTheSameInstantOneStays) {
   constexpr int kStarts = 4;
   for (int round = 0; round < Rounds(3); ++round) {
     const TempFolder home;
-    const QString own = QString::fromStdString(home.Path().string());
-    QProcess starts[kStarts];
-    for (QProcess& start : starts) {
-      start.setEnvironment(
-          {"HOME=" + own, "XDG_RUNTIME_DIR=" + own, "QT_QPA_PLATFORM=offscreen", "LC_ALL=C.UTF-8"});
-      start.start(kProgram, QStringList());
-    }
-    const auto runs = [](const QProcess& start) { return start.state() != QProcess::NotRunning; };
-    ASSERT_TRUE(TestClock::PumpUntil([&] { return std::ranges::count_if(starts, runs) <= 1; }));
-    QProcess* const stays = std::ranges::find_if(starts, runs);
+    Program starts[kStarts] = {Program(home), Program(home), Program(home), Program(home)};
+    ASSERT_TRUE(
+        TestClock::PumpUntil([&] { return std::ranges::count_if(starts, &Program::Runs) <= 1; }));
+    Program* const stays = std::ranges::find_if(starts, &Program::Runs);
     ASSERT_NE(stays, std::end(starts));
-    stays->terminate();
-    EXPECT_TRUE(stays->waitForFinished());
-    for (const QProcess& start : starts) EXPECT_EQ(start.exitStatus() + start.exitCode(), 0);
+    EXPECT_TRUE(stays->EndsWell());
+    for (const Program& start : starts) EXPECT_EQ(start.exitStatus() + start.exitCode(), 0);
     Database store(FolderItem::FromPath((home / ".local/share/Gravlin/Gravlin.rsd").string()));
     ASSERT_TRUE(store.Connect());
     EXPECT_EQ(store.SQLSelect("pragma integrity_check")->Field("integrity_check").StringValue(),
               "ok");
     EXPECT_EQ(store.SQLSelect("Select * from Servers")->RecordCount(), 1);
   }
+}
+
+// Another process that is about to end has the lock, and listens no more.
+TEST(OneInstance, AStartWaitsForTheEndOfTheOneBefore) {
+  const TempFolder home;
+  const std::string lock = (home / "gravlin.lock").string();
+  const int before = open(lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  ASSERT_EQ(flock(before, LOCK_EX | LOCK_NB), 0);
+  Program program(home);
+  ASSERT_TRUE(TestClock::PumpUntil([&] {
+    std::error_code none;
+    const auto folder = "/proc/" + std::to_string(program.processId()) + "/fd";
+    for (const auto& link : std::filesystem::directory_iterator(folder, none))
+      if (std::filesystem::read_symlink(link, none) == lock) return true;
+    return false;
+  }));
+  EXPECT_FALSE(std::filesystem::exists(home / "gravlin.socket"));
+  close(before);
+  EXPECT_TRUE(TestClock::PumpUntil(
+      [&] { return std::filesystem::exists(home / "gravlin.socket") || !program.Runs(); }));
+  // Only now does it do with a signal what it should.
+  EXPECT_TRUE(TestClock::PumpUntil([&] { return CatchesTerm(program.Read("status")); }));
+  EXPECT_TRUE(program.EndsWell());
+}
+
+TEST(OneInstance, TheProgramCanBeEndedWhileABoxOfItsStartIsOpen) {
+  const TempFolder home;
+  std::filesystem::create_directories(home / ".local/share/Gravlin");
+  std::ofstream(home / ".local/share/Gravlin/Gravlin.rsd") << "no store";
+  Program program(home);
+  int asleep = 0;  // in a row: it waits for the user
+  EXPECT_TRUE(TestClock::PumpUntil([&] {
+    const std::string status = program.Read("status");
+    asleep = CatchesTerm(status) && InStr(status, "State:\tS") > 0 ? asleep + 1 : 0;
+    return asleep >= 10;
+  }));
+  EXPECT_TRUE(program.EndsWell());
 }
 
 }  // namespace

@@ -30,6 +30,9 @@ void App::Event_Open() {
     OpenFoldersAndStore();
   } catch (const std::exception&) {
     if (!DBProblem) MsgBox("An error occurred in App.Open");
+    // Without a window nobody could end the program.
+    const Gravlin* window = Window::IfOpen<Gravlin>();
+    if (!window || !window->Visible()) Quit();
   }
 }
 
@@ -80,14 +83,24 @@ bool App::OpenDB() {
   }
 }
 
+// The store gets its name when it is whole: a start that was cut off in the middle, or a full disk,
+// would leave one that no later start can use.
 void App::CreateDatabase() {
-  Database db(Code::fGlobalDB);
-  if (!db.CreateDatabaseFile()) {
+  const std::string name = Code::fGlobalDB.Name();
+  FolderItem half_made = Code::AppDataFolder.Child(name + ".new");
+  for (const char* journal : {"", "-wal", "-shm"})
+    Code::AppDataFolder.Child(half_made.Name() + journal).Delete();
+  bool made;
+  {
+    Database db(half_made);
+    made = db.CreateDatabaseFile() && MakeSchema(db);
+  }
+  if (!made || !half_made.Flush() || !half_made.SetName(name)) {
     MsgBox("Can't create Gravlin.rsd database file.");
     Quit();
     return;
   }
-  MakeSchema(db);
+  Code::AppDataFolder.Flush();
 }
 
 void App::LoadSettings() {
@@ -120,6 +133,7 @@ void App::Init() {
   LoadSettings();
   Code::LoadTypes();
   Code::DBFree = true;
+  Code::DBKept = false;
   Code::MaxFileLength = 240;
   Gravlin& window = Window::Shared<Gravlin>();
   window.SetMenuBar(MenuMain);
@@ -143,6 +157,6 @@ bool App::Event_CancelClose() {
   return false;
 }
 
-bool App::WorkPending() { return Code::PendingWrites() > 0; }
+bool App::WorkPending() { return Code::PendingWrites() > 0 && !Code::DBKept; }
 
 }  // namespace gravlin

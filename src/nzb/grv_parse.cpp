@@ -105,7 +105,8 @@ bool grvParse::ReadFiles(TextInputStream& stream) {
       case NzbEvent::kFailure:
         // The end inside a file keeps the right to write for good, on purpose: later writes wait
         // until the program has been started anew.
-        Tell(MessageOf(reader_.Failure()), reader_.Failure() != NzbFailure::kPrematureEnd);
+        Code::DBKept = reader_.Failure() == NzbFailure::kPrematureEnd;
+        Tell(MessageOf(reader_.Failure()), !Code::DBKept);
         return false;
     }
     if (at_end && reader_.InsideGroups()) Sleep(kRetryMilliseconds);

@@ -32,6 +32,9 @@ namespace {
 constexpr int kQuitPollMilliseconds = 20;
 constexpr int kQuitPatienceMilliseconds = 10000;
 constexpr int kHandOverMilliseconds = 5000;
+// A start in the last moments of another process waits for that one's end.
+constexpr int kStartMilliseconds = kQuitPatienceMilliseconds + 5000;
+constexpr int kStartPauseMicroseconds = 50000;
 
 Application* the_application = nullptr;
 bool quitting = false;
@@ -121,32 +124,27 @@ struct Application::Native {
   }
 
   void Open(const QStringList& list, Application& application) const {
+    if (Quitting()) return;
     const std::vector<Window*> windows = Window::All();
-    if (!windows.empty() && !Quitting()) windows.front()->Show();
+    if (!windows.empty()) windows.front()->Show();
     for (const QString& path : list) {
       Dispatch("open document",
                [&] { application.Event_OpenDocument(FolderItem::FromPath(path.toStdString())); });
     }
   }
 
+  // False if nobody listens: the other process does not do so yet, or is about to end.
   bool HandOver(const std::string& name) const {
     QLocalSocket socket;
-    const std::int64_t start = TheClock().Milliseconds();
-    while (TheClock().Milliseconds() - start < kHandOverMilliseconds) {
-      socket.connectToServer(QString::fromStdString(MeetingFolder() + "/" + name + ".socket"));
-      if (socket.waitForConnected(kHandOverMilliseconds)) {
-        QByteArray bytes;
-        QDataStream stream(&bytes, QIODevice::WriteOnly);
-        stream << documents;
-        socket.write(bytes);
-        socket.waitForBytesWritten(kHandOverMilliseconds);
-        socket.disconnectFromServer();
-        return true;
-      }
-      ::usleep(
-          50000);  // the other process has the lock and does not listen yet, or is about to end
-    }
-    return false;
+    socket.connectToServer(QString::fromStdString(MeetingFolder() + "/" + name + ".socket"));
+    if (!socket.waitForConnected(kHandOverMilliseconds)) return false;
+    QByteArray bytes;
+    QDataStream stream(&bytes, QIODevice::WriteOnly);
+    stream << documents;
+    socket.write(bytes);
+    socket.waitForBytesWritten(kHandOverMilliseconds);
+    socket.disconnectFromServer();
+    return true;
   }
 
   std::unique_ptr<QApplication> toolkit;
@@ -164,7 +162,7 @@ Application::Application(int& argc, char** argv) : native_(std::make_unique<Nati
 Application::~Application() {
   EndAllThreads();
   Window::CloseAll();
-  // What the windows wanted to be written when they closed.
+  // The writers of windows that were open until now; Quit closes them and waits.
   EndAllThreads();
   DestroyClosedWindows();
   the_application = nullptr;
@@ -174,17 +172,24 @@ void Application::Event_OpenDocument(const FolderItem&) {}
 
 int Application::RunLoop() {
   native_->WatchSignals();
-  Dispatch("open", [this] { Event_Open(); });
-  if (!quitting) CallSoon([this] { native_->Open(native_->documents, *this); });
+  // Inside the loop, so that it can be ended while a box of the start is open.
+  CallSoon([this] {
+    Dispatch("open", [this] { Event_Open(); });
+    native_->Open(native_->documents, *this);
+  });
   exit_status = QCoreApplication::exec();
   EndAllThreads();
   return exit_status;
 }
 
 int Application::RunAsOnlyInstance(std::string_view name) {
-  if (!native_->BecomeTheOne(std::string(name), *this))
-    return native_->HandOver(std::string(name)) ? 0 : 1;
-  return RunLoop();
+  const std::int64_t start = TheClock().Milliseconds();
+  do {
+    if (native_->BecomeTheOne(std::string(name), *this)) return RunLoop();
+    if (native_->HandOver(std::string(name))) return 0;
+    ::usleep(kStartPauseMicroseconds);
+  } while (TheClock().Milliseconds() - start < kStartMilliseconds);
+  return 1;
 }
 
 void Application::Quit() {
@@ -193,6 +198,8 @@ void Application::Quit() {
   Dispatch("cancel close", [&] { refused = the_application->Event_CancelClose(); });
   if (refused) return;
   quitting = true;
+  // A start from now on waits for the end of this process, and then comes up itself.
+  the_application->native_->server.reset();
   Window::CloseAll();
   struct Poll {
     static void Turn(std::int64_t start) {

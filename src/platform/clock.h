@@ -14,7 +14,7 @@ class Clock {
   virtual double UnixSeconds() = 0;
   // Milliseconds of a count that only goes forward; drives timers, sleeps and Ticks.
   virtual std::int64_t Milliseconds() = 0;
-  // False for a clock that is set by hand: waits are then ended by AdvanceTime (scheduler.h), never
+  // False for a clock that is set by hand: waits are then ended by RunDueCalls (scheduler.h), never
   // by the system.
   virtual bool RunsByItself() const { return true; }
 };

@@ -8,11 +8,24 @@
 #include <QMessageBox>
 #include <QUrl>
 
+#include "platform/file_types.h"
 #include "platform/native.h"
 #include "platform/scheduler.h"
 
 namespace gravlin {
 namespace {
+
+// The dialog's filter for a registered file type: "NZB files (*.nzb *.NZB)".
+QString FilterOf(std::string_view file_type) {
+  QStringList patterns;
+  for (const FileType* type : FileTypes::kRegistered) {
+    if (type->Name != file_type) continue;
+    for (QString& extension : ToQt(type->Extensions).remove('.').split(';', Qt::SkipEmptyParts))
+      patterns << "*." + extension << "*." + extension.toUpper();
+  }
+  if (patterns.isEmpty()) return "All files (*)";
+  return ToQt(file_type).toUpper() + " files (" + patterns.join(' ') + ")";
+}
 
 class RealDesktop : public Desktop {
  public:
@@ -34,9 +47,8 @@ class RealDesktop : public Desktop {
   }
 
   FolderItem GetOpenFolderItem(std::string_view file_type) override {
-    const QString filter = file_type == "nzb" ? "NZB files (*.nzb *.NZB)" : "All files (*)";
-    const QString path =
-        QFileDialog::getOpenFileName(QApplication::activeWindow(), QString(), folder_, filter);
+    const QString path = QFileDialog::getOpenFileName(QApplication::activeWindow(), QString(),
+                                                      folder_, FilterOf(file_type));
     if (path.isEmpty()) return {};
     folder_ = QFileInfo(path).absolutePath();
     return FolderItem::FromPath(QFile::encodeName(path).toStdString());

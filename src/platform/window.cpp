@@ -9,6 +9,7 @@
 #include <QPushButton>
 #include <QScreen>
 #include <algorithm>
+#include <exception>
 #include <tuple>
 
 #include "platform/application.h"
@@ -189,7 +190,16 @@ Window* Window::FindOpen(const std::type_info& type) {
 void Window::Adopt(std::unique_ptr<Window> window) {
   Window& opened = *window;
   Windows().windows.push_back(std::move(window));
-  Dispatch("Open", [&opened] { opened.Event_Open(); });
+  std::exception_ptr failure;
+  Dispatch("Open", [&] {
+    try {
+      opened.Event_Open();
+    } catch (const std::exception&) {
+      failure = std::current_exception();
+    }
+  });
+  // For whoever asked for the window.
+  if (failure) std::rethrow_exception(failure);
 }
 
 std::vector<Window*> Window::All() {

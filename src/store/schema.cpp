@@ -93,26 +93,37 @@ DatabaseRecord ProgramSettings() {
 
 }  // namespace
 
-void MakeSchema(Database& db) {
-  // A power cut must not leave a file without tables: it would not connect at any later start.
-  db.SetDurableCommits(true);
-  db.SQLExecute("BEGIN");
-  for (const std::string_view sql : kTables) db.SQLExecute(sql);
-  db.Commit();
+bool MakeSchema(Database& db) {
+  bool good = true;
+  const auto execute = [&](std::string_view sql) {
+    db.SQLExecute(sql);
+    good = good && !db.Error();
+  };
+  const auto insert = [&](std::string_view table, const DatabaseRecord& row) {
+    db.InsertRecord(table, row);
+    good = good && !db.Error();
+  };
+  const auto commit = [&] {
+    db.Commit();
+    good = good && !db.Error();
+  };
+  execute("BEGIN");
+  for (const std::string_view sql : kTables) execute(sql);
+  commit();
 
-  db.SQLExecute("BEGIN");
-  db.InsertRecord("Servers", SampleServer());
+  execute("BEGIN");
+  insert("Servers", SampleServer());
   for (const auto& [name, extension] : kFileTypes) {
     DatabaseRecord row;
     row.SetColumn("Name", name);
     row.SetColumn("Ext", extension);
-    db.InsertRecord("FileTypes", row);
+    insert("FileTypes", row);
   }
-  db.InsertRecord("Settings_Main", MainSettings());
-  db.InsertRecord("Settings_Gravlin", GravlinSettings());
-  db.InsertRecord("Settings", ProgramSettings());
-  db.Commit();
-  db.SetDurableCommits(false);
+  insert("Settings_Main", MainSettings());
+  insert("Settings_Gravlin", GravlinSettings());
+  insert("Settings", ProgramSettings());
+  commit();
+  return good;
 }
 
 }  // namespace gravlin

@@ -5,7 +5,7 @@
 
 namespace gravlin {
 
-// Makes tables, indices and seed rows in a freshly made file.
-void MakeSchema(Database& db);
+// Makes tables, indices and seed rows in a freshly made file.  False if the file holds less.
+bool MakeSchema(Database& db);
 
 }  // namespace gravlin

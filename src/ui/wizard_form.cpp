@@ -136,6 +136,9 @@ void Gravlin::Event_Resized() { SaveSize(); }
 void Gravlin::Event_Close() {
   Code::RemoveFromActiveFiles(PartFileName);
   SaveSize();
+  // What came in while the last writes end would only make them longer.
+  TheTimer.SetMode(0);
+  News.Close();
 }
 
 }  // namespace gravlin

@@ -1,0 +1,133 @@
+// The start: what a user is told when it fails, and that it never leaves a store behind that does
+// not serve.
+#include "app/app.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "app/code.h"
+#include "engine/gravlin.h"
+#include "support/full_disk.h"
+#include "support/temp_folder.h"
+#include "support/test_clock.h"
+#include "support/test_desktop.h"
+
+namespace gravlin::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+class AppTest : public ::testing::Test {
+ protected:
+  ~AppTest() override { SpecialFolder::SetApplicationData({}); }
+
+  // The boxes of a start, each with a line end, and "up" behind them if it shows the main window.
+  std::string Start() {
+    SpecialFolder::SetApplicationData(data.Item());
+    int argc = 1;
+    char name[] = "gravlin";
+    char* argv[] = {name, nullptr};
+    Asked().Clear();
+    App app(argc, argv);
+    app.Event_Open();
+    std::string told;
+    for (const auto& box : Asked().boxes) told += box.text + "\n";
+    const auto* window = Window::IfOpen<Gravlin>();
+    const bool up = window && window->Visible();
+    EXPECT_NE(up, Application::Quitting());
+    return told + (up ? "up" : "");
+  }
+  void Write(const char* name, const char* text = "") { std::ofstream(data / name) << text; }
+  void Drop(const char* table, const char* column) {
+    Database db(data.Item("Gravlin/Gravlin.rsd"));
+    ASSERT_TRUE(db.Connect());
+    db.SQLExecute(std::string("Alter Table ") + table + " Drop Column " + column);
+    EXPECT_EQ(db.ErrorMessage(), "");
+    db.Commit();
+  }
+
+  TempFolder data;
+  TestClock clock;
+};
+
+TEST_F(AppTest, AFailedStartIsToldInOneBoxAndEndsTheProgram) {
+  const struct {
+    const char* what;
+    std::function<void()> prepare;
+    const char* told;
+  } cases[] = {
+      {"a file for the folder", [this] { Write("Gravlin"); },
+       "Can't create Gravlin.rsd database file.\n"},
+      {"a damaged store",
+       [this] {
+         fs::create_directory(data / "Gravlin");
+         Write("Gravlin/Gravlin.rsd", "no store");
+       },
+       "Can't open database file.\n"},
+      {"a column of the settings is missing",
+       [this] {
+         EXPECT_EQ(Start(), "up");
+         Drop("Settings", "LastMessageID");
+       },
+       "An error occurred in App.Open\n"},
+      {"a column of the window's settings is missing",
+       [this] {
+         EXPECT_EQ(Start(), "up");
+         Drop("Settings_Gravlin", "Top");
+       },
+       "An error occurred in App.Open\n"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    fs::remove_all(data / "Gravlin");
+    c.prepare();
+    EXPECT_EQ(Start(), c.told);
+  }
+}
+
+// On a full disk, or when it was killed, the first start leaves nothing in the way of the next one.
+TEST_F(AppTest, AFirstStartThatIsCutOffIsMadeAgain) {
+  for (const rlim_t bytes : {0, 20'000, 100'000}) {
+    SCOPED_TRACE(bytes);
+    const FullDisk disk(bytes);
+    EXPECT_EQ(Start(), "Can't create Gravlin.rsd database file.\n");
+  }
+  for (const char* left : {"Gravlin/Gravlin.rsd.new", "Gravlin/Gravlin.rsd.new-wal"})
+    Write(left, "half a store");
+  EXPECT_EQ(Start(), "up");
+  EXPECT_FALSE(fs::exists(data / "Gravlin/Gravlin.rsd.new"));
+  EXPECT_EQ(Start(), "up");
+}
+
+TEST_F(AppTest, DocumentsGoToTheWindowOfTheirKind) {
+  EXPECT_EQ(Start(), "up");
+  int argc = 1;
+  char name[] = "gravlin";
+  char* argv[] = {name, nullptr};
+  App app(argc, argv);
+  app.Event_Open();
+  const std::pair<const char*, const char*> cases[] = {
+      {"set.PAR2", "PAR"}, {"set.p01", "PAR"}, {"a.par", "PAR"}, {"a.rar", "RAR"},
+      {"a.R00", "RAR"},    {"a.r01", "RAR"},   {"a.p02", ""},    {"a.nzb", ""}};
+  for (const auto& [document, title] : cases) {
+    Asked().Clear();
+    const std::size_t before = Window::All().size();
+    app.Event_OpenDocument(data.Item(document));
+    const std::vector<Window*> windows = Window::All();
+    if (*title) {
+      ASSERT_EQ(windows.size(), before + 1) << document;
+      EXPECT_NE(windows.back()->Title().find(title), std::string::npos) << windows.back()->Title();
+      windows.back()->Close();
+    } else {
+      EXPECT_EQ(windows.size(), before) << document;
+      EXPECT_EQ(Asked().boxes.at(0).text,
+                "Sorry, can't figure out what to do with the file you dropped. You can drop files "
+                "that end with .rar, .r00, .r01, .par, .p01, and .par2.");
+    }
+  }
+}
+
+}  // namespace
+}  // namespace gravlin::testing
