@@ -1,9 +1,20 @@
 # What the scripts share; sourced, from any folder.
 set -euo pipefail
+case ${1-} in
+  -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0"; exit ;;
+esac
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 step() { printf '\n== %s\n' "$*"; }
 fail() { printf '%s: %s\n' "$(basename "$0")" "$*" >&2; exit 1; }
+
+# own_folder FOLDER: makes it; what lies in it is only touched where an earlier call has made it.
+own_folder() {
+  local mark=$1/.made-by-gravlin
+  if [ -e "$1" ] && [ ! -e "$mark" ] && [ -n "$(ls -A "$1")" ]; then fail "$1 holds files that are not of this script"; fi
+  mkdir -p "$1"
+  : >"$mark"
+}
 
 # build PRESET [TARGET]...: configures and builds, everything without a target.
 build() {

@@ -32,8 +32,16 @@ void App::Event_Open() {
     if (!DBProblem) MsgBox("An error occurred in App.Open");
     // Without a window nobody could end the program.
     const Gravlin* window = Window::IfOpen<Gravlin>();
-    if (!window || !window->Visible()) Quit();
+    if (window && window->Visible()) return;
+    SetExitStatus(1);
+    Quit();
   }
+}
+
+void App::FailToStart(std::string_view why) {
+  MsgBox(why);
+  SetExitStatus(1);
+  Quit();
 }
 
 void App::OpenFoldersAndStore() {
@@ -42,8 +50,7 @@ void App::OpenFoldersAndStore() {
   const FolderItem application_data = SpecialFolder::ApplicationData();
   Code::AppDataFolder = application_data.IsNil() ? FolderItem() : application_data.Child("Gravlin");
   if (Code::AppDataFolder.IsNil()) {
-    MsgBox("Can't access the Application Support folder.");
-    Quit();
+    FailToStart("Can't access the Application Support folder.");
     return;
   }
   if (!Code::AppDataFolder.Exists()) Code::AppDataFolder.CreateAsFolder();
@@ -56,8 +63,7 @@ void App::OpenFoldersAndStore() {
   if (OpenDB()) {
     Init();
   } else if (!Quitting()) {
-    MsgBox("Can't open database file.");
-    Quit();
+    FailToStart("Can't open database file.");
   }
 }
 
@@ -65,8 +71,7 @@ bool App::OpenDB() {
   try {
     const FolderItem store = Code::AppDataFolder.Child("Gravlin.rsd");
     if (store.IsNil()) {
-      MsgBox("Can't access Gravlin.rsd database file.");
-      Quit();
+      FailToStart("Can't access Gravlin.rsd database file.");
       return false;
     }
     Code::fGlobalDB = store;
@@ -96,8 +101,7 @@ void App::CreateDatabase() {
     made = db.CreateDatabaseFile() && MakeSchema(db);
   }
   if (!made || !half_made.Flush() || !half_made.SetName(name)) {
-    MsgBox("Can't create Gravlin.rsd database file.");
-    Quit();
+    FailToStart("Can't create Gravlin.rsd database file.");
     return;
   }
   Code::AppDataFolder.Flush();

@@ -51,6 +51,8 @@ class App : public Application {
 
  private:
   void OpenFoldersAndStore();
+  // Tells why, and ends the program.
+  void FailToStart(std::string_view why);
   void BindMenu();
 };
 

@@ -1,3 +1,4 @@
+// The names of parts, made and read.
 #include "engine/part_files.h"
 
 #include <algorithm>

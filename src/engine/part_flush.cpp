@@ -1,3 +1,4 @@
+// The flush of parts behind the download, and the look at them after a power cut.
 #include "engine/part_flush.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// Opening, reading, writing and renaming, with the answers of the system looked at.
 #include "platform/files.h"
 
 #include <errno.h>

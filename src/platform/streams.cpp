@@ -1,3 +1,4 @@
+// Files as texts, lines and bytes.
 #include "platform/streams.h"
 
 #include <errno.h>

@@ -1,3 +1,4 @@
+// Two blocks that take turns.
 #include "platform/write_behind.h"
 
 namespace gravlin {

@@ -78,6 +78,7 @@ Window& OutsideTabs(TabPanel& panel, Window& window) {
 
 }  // namespace
 
+// In one piece, since it is a table: what stands where, and with which text.
 WizardControls::WizardControls(Window& window)
     : TabPanel1(
           window, "TabPanel1", {20, 20, 600, 300},

@@ -1,3 +1,4 @@
+// Takes back what a journal tells was not flushed.
 #include "support/power_cut.h"
 
 #include <sys/stat.h>
