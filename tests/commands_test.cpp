@@ -1,8 +1,14 @@
-// The tools' command lines, and the paths that get none.
+// The tools' command lines, the paths that get none, and the shell that runs them.
 #include "postprocess/commands.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <csignal>
+
+#include "platform/scheduler.h"
+#include "platform/shell.h"
 #include "support/temp_folder.h"
 
 namespace gravlin {
@@ -34,6 +40,24 @@ TEST(Commands, UnrarGetsAbsolutePathsAndATargetThatEndsInASlash) {
   EXPECT_EQ(command(2, "/not/there"),
             "'/usr/bin/unrar' e -o+ '/d/a b.rar' '/not/there/' > '/u.txt'");
   EXPECT_EQ(command(0, in), "'/usr/bin/unrar' e -o+ '/usr/bin/unrar' '" + in + "/' > '/u.txt'");
+}
+
+int signal_pipe[2];
+
+// The program's handler must not run in a child that has not become its tool yet.
+TEST(Shell, ACloseRightBehindTheStartReachesTheChildAlone) {
+  ASSERT_EQ(pipe2(signal_pipe, O_NONBLOCK | O_CLOEXEC), 0);
+  const auto before = std::signal(
+      SIGTERM, [](int) { [[maybe_unused]] const ssize_t told = write(signal_pipe[1], "!", 1); });
+  for (int i = 0; i < 50; ++i) {
+    Shell shell;
+    shell.Execute("sleep infinity");
+    shell.Close();
+    PumpEvents(0);
+  }
+  char told;
+  EXPECT_EQ(read(signal_pipe[0], &told, 1), -1);
+  std::signal(SIGTERM, before);
 }
 
 TEST(Commands, APathWithASingleQuoteIsNeverHandedToTheShell) {

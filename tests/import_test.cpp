@@ -18,6 +18,7 @@ class FakeWindow : public ImportWindow {
  public:
   FolderItem NZBFile() const override { return nzb; }
   void BeginImport() override { percents.clear(); }
+  void ListCleared() override {}
   void ShowImportProgress(int percent) override { percents.push_back(percent); }
   void ImportDone(std::string_view nzb_name, double total_bytes) override {
     done += std::string(nzb_name) + "=" + Format(total_bytes, "0") + ";";

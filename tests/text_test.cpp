@@ -104,6 +104,15 @@ TEST(Clock, DatesAreLocalAndCarry) {
   EXPECT_EQ(later.LongTime(), "02:00:00");
   later.SetMinute(22 * 60);
   EXPECT_EQ(later.Month() * 100 + later.Day(), 301);
+  setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
+  tzset();
+  clock.start_seconds += 1761440390 - clock.UnixSeconds();  // ten seconds before summer time ends
+  const Date summer;
+  clock.Advance(20'000);
+  const Date winter;
+  EXPECT_EQ(winter.SecondsSince(summer), 20);
+  EXPECT_TRUE(summer < winter && winter > summer);
+  EXPECT_EQ(winter.TotalSeconds() - summer.TotalSeconds(), 20 - 3600);
   setenv("TZ", "UTC", 1);
   tzset();
   EXPECT_EQ(Ticks(), clock.Milliseconds() * 60 / 1000);

@@ -175,6 +175,15 @@ TEST_F(ThreadTest, TimersFollowTheirMode) {
   EXPECT_EQ(falls, 5);
   clock.Advance(1000);
   EXPECT_EQ(falls, 6);
+  timer.Action = [&] {
+    if (++falls > 7) return;
+    timer.FireSoon();
+    PumpEvents(0);
+    EXPECT_EQ(falls, 7);
+  };
+  timer.FireSoon();
+  for (int turns = 0; turns < 3; ++turns) PumpEvents(0);
+  EXPECT_EQ(falls, 8) << "it was asked for while it ran";
 }
 
 TEST_F(ThreadTest, ATimerIsNotEnteredTwiceAndOthersGoOn) {

@@ -1,6 +1,8 @@
 // The start, from the folders and the store to the main window; documents and quitting.
 #include "app/app.h"
 
+#include <stdexcept>
+
 #include "app/code.h"
 #include "app/endpoints.h"
 #include "engine/gravlin.h"
@@ -100,6 +102,8 @@ void App::CreateDatabase() {
     Database db(half_made);
     made = db.CreateDatabaseFile() && MakeSchema(db);
   }
+  // What did not fit into the file is still in its journal.
+  made = made && !Code::AppDataFolder.Child(half_made.Name() + "-wal").Exists();
   if (!made || !half_made.Flush() || !half_made.SetName(name)) {
     FailToStart("Can't create Gravlin.rsd database file.");
     return;
@@ -140,6 +144,7 @@ void App::Init() {
   Code::DBKept = false;
   Code::MaxFileLength = 240;
   Gravlin& window = Window::Shared<Gravlin>();
+  if (!window.DoneLoading) throw std::runtime_error("the main window could not be opened");
   window.SetMenuBar(MenuMain);
   window.Show();
 }

@@ -8,6 +8,7 @@
 #include "decode/yenc.h"
 #include "platform/failures.h"
 #include "platform/streams.h"
+#include "platform/thread.h"
 
 namespace gravlin {
 namespace {
@@ -19,7 +20,7 @@ bool DecodeUUFile(const FolderItem& source, const FolderItem& target) {
   UUCoderStream coder(source);
   LongBinaryStream output(target, true, kWorkBlock);
   while (!coder.EndOfFile()) {
-    if (!output.Write(coder.Read())) return false;
+    if (Thread::Ending() || !output.Write(coder.Read())) return false;
   }
   return coder.Close() && output.Close();
 }
@@ -30,7 +31,7 @@ bool DecodeBase64File(const FolderItem& source, const FolderItem& target) {
   Base64Stream coder;
   std::vector<char> piece(kBase64Piece);
   while (const std::size_t count = input.Read(piece.data(), piece.size())) {
-    if (!output.Write(coder.Decode({piece.data(), count}))) return false;
+    if (Thread::Ending() || !output.Write(coder.Decode({piece.data(), count}))) return false;
   }
   return output.Write(coder.FinishDecoding()) && input.Close() && output.Close();
 }

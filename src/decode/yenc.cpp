@@ -9,6 +9,7 @@
 
 #include "platform/failures.h"
 #include "platform/streams.h"
+#include "platform/thread.h"
 #include "platform/write_behind.h"
 
 namespace gravlin {
@@ -173,7 +174,7 @@ double DecodeYencFile(const FolderItem& source, const FolderItem& target) {
     while (const std::size_t count = input.Read(from.get(), kBlock)) {
       const std::size_t bytes = decoder.Decode({from.get(), count}, writer.Room());
       decoded += static_cast<std::int64_t>(bytes);
-      if (!writer.Put(bytes)) return -1;
+      if (!writer.Put(bytes) || Thread::Ending()) return -1;
     }
     return writer.Finish() && input.Close() && output.Close() ? static_cast<double>(decoded) : -1;
   } catch (const NilObjectException&) {

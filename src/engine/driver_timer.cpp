@@ -18,7 +18,6 @@ constexpr int kSilenceAllowed = 60;  // and until the session is started anew
 void Gravlin::SetDeadline() {
   Now = Date();
   LastResponse = Now;
-  last_response_at_ = TheClock().Milliseconds();
   Deadline = Now;
   Deadline.SetMinute(Now.Minute() + 1);
 }
@@ -72,8 +71,8 @@ void Gravlin::Tick() {
 
 // True when it ended the session or started it anew.
 bool Gravlin::WatchSilence() {
-  // Not the difference of two dates: local time stands still for an hour each autumn.
-  const int seconds = static_cast<int>((TheClock().Milliseconds() - last_response_at_) / 1000);
+  const double silence = Date().SecondsSince(LastResponse);
+  const int seconds = ToInt32(silence);
   if (seconds > kSilenceShown) {
     if (State == "sent quit") {
       News.Close();
@@ -86,7 +85,7 @@ bool Gravlin::WatchSilence() {
     stStatus.SetText(text);
     WriteDebug("TheTimer", text);
   }
-  if (seconds <= kSilenceAllowed) return false;
+  if (silence <= kSilenceAllowed) return false;
   WriteDebug("TheTimer", "Calling Reconnect");
   Reconnect();
   return true;

@@ -12,7 +12,9 @@ class EngineStep {
  public:
   explicit EngineStep(Gravlin& window) : window_(window) { ++window_.engine_depth_; }
   ~EngineStep() {
-    if (--window_.engine_depth_ > 0 || !window_.data_waiting_) return;
+    if (--window_.engine_depth_ > 0) return;
+    if (window_.ThreadFlag) window_.TheTimer.FireSoon();
+    if (!window_.data_waiting_) return;
     window_.data_waiting_ = false;
     window_.News.RaiseDataAvailable();
   }

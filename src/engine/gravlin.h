@@ -119,6 +119,7 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   // --- What an import asks of the window that started it (engine/import_side.cpp) ---
   FolderItem NZBFile() const override { return fNZB; }
   void BeginImport() override;
+  void ListCleared() override;
   void ShowImportProgress(int percent) override;
   void ImportDone(std::string_view nzb_name, double total_bytes) override;
 
@@ -213,13 +214,13 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   void DropRestOfLine();
 
   PartFlush part_flush_;
-  PartsOnDisk parts_on_disk_;          // of the current file
-  std::set<std::string> endless_;      // articles of this run whose reply had no end
-  int engine_depth_ = 0;               // engine steps that are under way, one inside the other
-  bool data_waiting_ = false;          // data came during an engine step
-  std::int64_t last_response_at_ = 0;  // Clock milliseconds of LastResponse
-  bool logged_on_ = false;             // between the log-on of this connection and Stop
-  bool advising_ = false;              // a box with advice about the port is open
+  PartsOnDisk parts_on_disk_;      // of the current file
+  std::set<std::string> endless_;  // articles of this run whose reply had no end
+  int engine_depth_ = 0;           // engine steps that are under way, one inside the other
+  bool data_waiting_ = false;      // data came during an engine step
+  bool logged_on_ = false;         // between the log-on of this connection and Stop
+  bool loading_list_ = false;      // after an import
+  bool advising_ = false;          // a box with advice about the port is open
   int next_file_requests_ = 0;
   bool walking_queue_ = false;
   char rest_of_line_ =

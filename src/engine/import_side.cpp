@@ -20,14 +20,21 @@ void Gravlin::ShowImportProgress(int percent) {
   barParse.Refresh();
 }
 
+void Gravlin::ListCleared() { List.DeleteAllRows(); }
+
 void Gravlin::ImportDone(std::string_view nzb_name, double total_bytes) {
   BytesLeft = total_bytes;
   barParse.SetVisible(false);
   Refresh();
-  // Of an import that ended after this one was dropped.
-  List.DeleteAllRows();
-  pbStart.SetEnabled(false);  // or it would take the rows that are there already for all
-  LoadFiles();
+  {
+    // Start would take the rows that are there already for all.
+    struct Loading {
+      bool& now;
+      explicit Loading(bool& flag) : now(flag) { now = true; }
+      ~Loading() { now = false; }
+    } const loading(loading_list_);
+    LoadFiles();
+  }
   stStatus.SetText(std::string(nzb_name) + " imported. Click Start to begin downloading.");
   pbStart.SetEnabled(true);
   TabPanel1.SetValue(5);

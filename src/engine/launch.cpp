@@ -58,7 +58,7 @@ void Gravlin::LoadFiles() {
   List.SetListIndex(0);
   List.SetScrollPosition(0);
   List.Refresh();
-  // A run has a file of its own in these fields; its queue finds the complete one.
+  // A run has a file of its own in these fields; the next Start finds the complete one.
   if (complete.empty() || TheTimer.Mode() != 0) return;
   const auto file = db->SQLSelect(
       "Select TotalParts, ID, Ext, Parts from NZBFiles where Filename='" + complete + "'");

@@ -4,6 +4,7 @@
 #include "engine/active_files.h"
 #include "engine/engine_step.h"
 #include "engine/gravlin.h"
+#include "platform/application.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
 #include "platform/thread.h"
@@ -17,6 +18,7 @@ void Gravlin::pbStart_Action() {
     StopScanning();
     return;
   }
+  if (loading_list_) return;
   Files.clear();
   for (int row = 0; row < List.ListCount(); ++row) {
     Files.push_back(ToInt32(Val(List.Cell(row, ListColumn::kID))));
@@ -131,6 +133,7 @@ bool Gravlin::LoadNextFile() {
 }
 
 void Gravlin::Finish() {
+  if (Application::Quitting()) return;
   State = "sent quit";
   WriteDebug("Finish", "Sending command: Quit");
   Send("Quit");

@@ -5,6 +5,7 @@
 #include "app/code.h"
 #include "engine/active_files.h"
 #include "engine/gravlin.h"
+#include "platform/application.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
 #include "platform/thread.h"
@@ -83,6 +84,7 @@ void Gravlin::LogOn() {
   stTime.SetText("00:00:00");
   stTime.SetHelpTag("Time left");
   AwaitFormSaved();
+  if (Application::Quitting()) return;
   LoadServer();
   if (Code::DebugOn) StartDebugMode();
   stStatus.SetText("Connecting to " + TheServerURL + "...");

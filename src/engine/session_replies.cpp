@@ -163,8 +163,8 @@ void Gravlin::AnswerArticle(std::string_view code) {
 
 // The watchdog starts a lost session anew; this only tells.
 void Gravlin::News_Error() {
-  if (State == "sent quit" || State == "logged off") return;  // the server hangs up, as it should
-  WriteDebug("News.Error", News.ErrorText());
+  // Behind the sign-off the server hangs up, as it should.
+  if (State != "sent quit" && State != "logged off") WriteDebug("News.Error", News.ErrorText());
   if (News.IsConnected()) return;
   if (News.HandshakeFailed())
     stStatus.SetText("No secure connection to " + TheServerURL + ": " + News.ErrorText());

@@ -65,7 +65,7 @@ void grvParse::Import() {
 void grvParse::WaitForTheStore() {
   db = std::make_unique<Database>(Code::fGlobalDB);
   while (!db->Connect()) Sleep(kRetryMilliseconds);
-  while (!Code::LockDB()) Sleep(kRetryMilliseconds);
+  while (living_.front() != this || !Code::LockDB()) Sleep(kRetryMilliseconds);
   lock_taken_ = true;
   db->SetDurableCommits(true);
   db->HoldCheckpoints();
@@ -78,6 +78,7 @@ void grvParse::ClearLastImport() {
   db->SQLExecute("Update Settings_Gravlin set Name=''");
   db->SQLExecute("Delete From NZBFiles");
   db->Commit();
+  w.ListCleared();
   db->SQLExecute("BEGIN");
   committed_ = std::make_unique<Database>(Code::fGlobalDB);
   if (!committed_->Connect()) committed_.reset();
@@ -103,8 +104,8 @@ bool grvParse::ReadFiles(TextInputStream& stream) {
       case NzbEvent::kEmptyFile:
         throw OutOfBoundsException();
       case NzbEvent::kFailure:
-        // The end inside a file keeps the right to write for good, on purpose: later writes wait
-        // until the program has been started anew.
+        // The end inside a file keeps the right to write for good, on purpose: nothing is
+        // stored any more in this run.
         Code::DBKept = reader_.Failure() == NzbFailure::kPrematureEnd;
         Tell(MessageOf(reader_.Failure()), !Code::DBKept);
         return false;
@@ -178,7 +179,7 @@ void grvParse::BailOut() {
   Code::DBFree = true;
   lock_taken_ = false;
   // Another import that waits empties the list itself, and may be through before this write.
-  if (living_ == 1) Code::SaveToDB({"Delete from NZBFiles"}, "none");
+  if (living_.size() == 1) Code::SaveToDB({"Delete from NZBFiles"}, "none");
 }
 
 }  // namespace gravlin

@@ -1,6 +1,7 @@
 // The thread that imports one NZB file: a row of NZBFiles for each file, in one transaction.
 #pragma once
 
+#include <list>
 #include <memory>
 #include <string_view>
 
@@ -15,8 +16,8 @@ namespace gravlin {
 class grvParse : public Thread {
  public:
   // `window` outlives the thread.
-  explicit grvParse(ImportWindow& window) : w(window) { ++living_; }
-  ~grvParse() override { --living_; }
+  explicit grvParse(ImportWindow& window) : w(window) { living_.push_back(this); }
+  ~grvParse() override { living_.remove(this); }
 
  protected:
   void Event_Run() override;
@@ -33,7 +34,7 @@ class grvParse : public Thread {
   void Tell(std::string_view message, bool bail_out);
   void BailOut();
 
-  static inline int living_ = 0;
+  static inline std::list<const grvParse*> living_;  // one imports, the others wait
 
   ImportWindow& w;
   std::unique_ptr<Database> db;  // without a commit its transaction goes when the thread goes

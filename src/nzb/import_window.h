@@ -14,6 +14,8 @@ class ImportWindow {
   virtual FolderItem NZBFile() const = 0;
   // The bar goes to 0 and is shown.
   virtual void BeginImport() = 0;
+  // The store's list of files is empty now, so the window's is as well.
+  virtual void ListCleared() = 0;
   // Percent of the file's bytes that have been read, a whole number.
   virtual void ShowImportProgress(int percent) = 0;
   // The import is committed: sets BytesLeft, hides the bar, loads the files, tells the user, and

@@ -9,18 +9,20 @@
 
 #include <QApplication>
 #include <QDataStream>
-#include <QFileInfo>
 #include <QGuiApplication>
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QSessionManager>
 #include <QSocketNotifier>
 #include <QStandardPaths>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <utility>
 
 #include "platform/clock.h"
+#include "platform/desktop.h"
 #include "platform/native.h"
 #include "platform/scheduler.h"
 #include "platform/streams.h"
@@ -42,9 +44,11 @@ int exit_status = 0;
 int signal_pipe[2] = {-1, -1};
 
 void OnSignal(int) {
+  const int error = errno;
   const char byte = 1;
   // Nothing can be done in a signal handler about a pipe that is full: one byte in it is enough.
   [[maybe_unused]] const ssize_t written = ::write(signal_pipe[1], &byte, 1);
+  errno = error;
 }
 
 // Where processes of this user meet: the session's runtime folder, or a private folder under the
@@ -64,7 +68,7 @@ struct Application::Native {
       QApplication::setQuitOnLastWindowClosed(false);
     }
     for (int i = 1; i < argc; ++i)
-      documents << QFileInfo(QString::fromLocal8Bit(argv[i])).absoluteFilePath();
+      documents << QByteArray::fromStdString(std::filesystem::absolute(argv[i]).string());
   }
 
   void WatchSignals() {
@@ -105,35 +109,39 @@ struct Application::Native {
     return true;
   }
 
-  // A second start sends its documents and closes; then the window comes up and each document is
-  // opened.
-  static void Take(QLocalSocket& visitor, Application& application) {
-    const auto read = [&visitor, &application] {
-      QDataStream stream(visitor.readAll());
-      QStringList handed_over;
+  // A second start sends its documents and waits until they are taken; then the window comes up and
+  // each document is opened.
+  void Take(QLocalSocket& visitor, Application& application) {
+    QObject::connect(&visitor, &QLocalSocket::disconnected, &visitor, &QObject::deleteLater);
+    const auto read = [this, &visitor, &application] {
+      QDataStream stream(&visitor);
+      stream.startTransaction();
+      QByteArrayList handed_over;
       stream >> handed_over;
-      visitor.deleteLater();
-      CallSoon(
-          [&application, handed_over] { application.native_->Open(handed_over, application); });
+      if (!stream.commitTransaction() || Quitting()) return;
+      visitor.write("+");
+      visitor.flush();
+      if (!opened) {
+        documents << handed_over;
+        return;
+      }
+      CallSoon([this, &application, handed_over] { Open(handed_over, application); });
     };
-    // A quick visitor is gone again before it is received.
-    if (visitor.state() == QLocalSocket::UnconnectedState)
-      read();
-    else
-      QObject::connect(&visitor, &QLocalSocket::disconnected, &visitor, read);
+    QObject::connect(&visitor, &QLocalSocket::readyRead, &visitor, read);
+    read();  // a quick visitor's documents are there already
   }
 
-  void Open(const QStringList& list, Application& application) const {
-    if (Quitting()) return;
+  void Open(const QByteArrayList& list, Application& application) const {
     const std::vector<Window*> windows = Window::All();
-    if (!windows.empty()) windows.front()->Show();
-    for (const QString& path : list) {
+    if (!windows.empty() && !Quitting()) windows.front()->Show();
+    for (const QByteArray& path : list) {
+      if (Quitting()) return;
       Dispatch("open document",
                [&] { application.Event_OpenDocument(FolderItem::FromPath(path.toStdString())); });
     }
   }
 
-  // False if nobody listens: the other process does not do so yet, or is about to end.
+  // False if nobody takes the documents: the other process does not listen yet, or is about to end.
   bool HandOver(const std::string& name) const {
     QLocalSocket socket;
     socket.connectToServer(QString::fromStdString(MeetingFolder() + "/" + name + ".socket"));
@@ -142,16 +150,15 @@ struct Application::Native {
     QDataStream stream(&bytes, QIODevice::WriteOnly);
     stream << documents;
     socket.write(bytes);
-    socket.waitForBytesWritten(kHandOverMilliseconds);
-    socket.disconnectFromServer();
-    return true;
+    return socket.waitForReadyRead(kHandOverMilliseconds);
   }
 
+  FileHandle lock;  // given back when the toolkit has ended what it started
   std::unique_ptr<QApplication> toolkit;
   std::unique_ptr<QSocketNotifier> notifier;
   std::unique_ptr<QLocalServer> server;
-  FileHandle lock;
-  QStringList documents;
+  QByteArrayList documents;
+  bool opened = false;  // the start is over
 };
 
 Application::Application(int& argc, char** argv) : native_(std::make_unique<Native>(argc, argv)) {
@@ -175,6 +182,7 @@ int Application::RunLoop() {
   // Inside the loop, so that it can be ended while a box of the start is open.
   CallSoon([this] {
     Dispatch("open", [this] { Event_Open(); });
+    native_->opened = true;
     native_->Open(native_->documents, *this);
   });
   exit_status = QCoreApplication::exec();
@@ -189,6 +197,7 @@ int Application::RunAsOnlyInstance(std::string_view name) {
     if (native_->HandOver(std::string(name))) return 0;
     ::usleep(kStartPauseMicroseconds);
   } while (TheClock().Milliseconds() - start < kStartMilliseconds);
+  MsgBox("Another Gravlin of yours is running and does not answer.");
   return 1;
 }
 

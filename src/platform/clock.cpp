@@ -61,7 +61,8 @@ Date::Date() {
   const time_t whole = static_cast<time_t>(std::floor(now));
   tm local{};
   localtime_r(&whole, &local);
-  total_seconds_ = now + static_cast<double>(local.tm_gmtoff) + static_cast<double>(kEpoch);
+  zone_ = static_cast<double>(local.tm_gmtoff);
+  total_seconds_ = now + zone_ + static_cast<double>(kEpoch);
 }
 
 int Date::Year() const { return static_cast<int>(DayOf(total_seconds_).year()); }

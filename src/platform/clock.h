@@ -33,6 +33,10 @@ class Date {
   Date();
   // Seconds since 1904-01-01 00:00 local time; setting it moves the date.
   double TotalSeconds() const { return total_seconds_; }
+  // From the other date to this one, also where local time was put back or forward between them.
+  double SecondsSince(const Date& other) const {
+    return total_seconds_ - zone_ - (other.total_seconds_ - other.zone_);
+  }
   void SetTotalSeconds(double seconds) { total_seconds_ = seconds; }
   int Year() const;
   int Month() const;
@@ -46,13 +50,12 @@ class Date {
   // The time of day, as "21:07:03".
   std::string LongTime() const;
 
-  friend bool operator<(const Date& a, const Date& b) {
-    return a.total_seconds_ < b.total_seconds_;
-  }
+  friend bool operator<(const Date& a, const Date& b) { return a.SecondsSince(b) < 0; }
   friend bool operator>(const Date& a, const Date& b) { return b < a; }
 
  private:
   double total_seconds_;
+  double zone_;  // seconds east of UTC when the date was made
 };
 
 }  // namespace gravlin

@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "platform/thread.h"
+
 namespace gravlin::files {
 namespace {
 
@@ -58,7 +60,7 @@ bool CopyBytes(int from, int to) {
   for (;;) {
     bool failed = false;
     const std::size_t count = ReadSome(from, block.data(), block.size(), &failed);
-    if (failed || !WriteAll(to, block.data(), count)) return false;
+    if (failed || Thread::Ending() || !WriteAll(to, block.data(), count)) return false;
     if (count < block.size()) return true;
   }
 }
@@ -121,6 +123,8 @@ bool CopyToFree(const std::string& from, const std::string& folder, const std::s
     unlink(temporary.c_str());
     return false;
   }
+  FileHandle new_home(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (new_home) fsync(new_home.Get());
   unlink(from.c_str());
   return true;
 }

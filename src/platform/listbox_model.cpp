@@ -29,12 +29,13 @@ std::size_t Listbox::Model::Slot(int row, int column) const {
 }
 
 void Listbox::Model::AddRow(std::string_view first_cell) {
+  std::string text(first_cell);  // which may be a cell of this table
   const int row = row_count++;
   const std::size_t begin = Slot(row, 0), end = begin + static_cast<std::size_t>(columns_) + 1;
   if (cells.size() < end) cells.resize(end);
-  cells[begin] = first_cell;
+  cells[begin] = std::move(text);
   for (std::size_t slot = begin + 1; slot < end; ++slot) cells[slot].clear();
-  if (indexed_) Enter(first_cell, row);
+  if (indexed_) Enter(cells[begin], row);
 }
 
 void Listbox::Model::RemoveRow(int row) {

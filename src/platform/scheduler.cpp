@@ -8,6 +8,7 @@
 #include <QObject>
 #include <QTimerEvent>
 #include <algorithm>
+#include <atomic>
 #include <boost/context/fiber.hpp>
 #include <boost/context/protected_fixedsize_stack.hpp>
 #include <chrono>
@@ -105,6 +106,18 @@ std::vector<std::function<void()>>& WhenFree() {
   static std::vector<std::function<void()>> actions;
   return actions;
 }
+
+// While one lives a handler is under way; behind the last one goes what waits for that.
+struct HandlerScope {
+  HandlerScope() { ++handlers_running; }
+  ~HandlerScope() {
+    if (--handlers_running > 0 || WhenFree().empty()) return;
+    for (std::function<void()>& action : std::exchange(WhenFree(), {}))
+      CallWhenFree(std::move(action));
+  }
+  HandlerScope(const HandlerScope&) = delete;
+  HandlerScope& operator=(const HandlerScope&) = delete;
+};
 
 void Guard(const char* event, const std::function<void()>& handler) {
   try {
@@ -237,6 +250,7 @@ class Scheduler : public QObject {
     if (error) std::rethrow_exception(error);
   }
 
+  static bool Ending() { return ending_; }
   void EndAll() {
     ending_ = true;
     while (!coroutines_.empty()) {
@@ -341,6 +355,7 @@ class Scheduler : public QObject {
       // leaves it alone.
       const std::function<void()>& action = *std::exchange(coroutine.main_call, nullptr);
       try {
+        const HandlerScope handler_runs;
         action();
       } catch (...) {
         coroutine.error = std::current_exception();
@@ -401,7 +416,7 @@ class Scheduler : public QObject {
   int call_timer_ = 0;
   int thread_timer_ = 0;
   bool soon_posted_ = false;
-  bool ending_ = false;
+  static inline std::atomic<bool> ending_ = false;
   HelperThreads helpers_{kMostHelpers};
 };
 
@@ -437,17 +452,8 @@ void CallWhenFree(std::function<void()> action) {
 }
 
 void Dispatch(const char* event, const std::function<void()>& handler) {
-  {
-    // Also on the way out of a thread's stack that is being unwound.
-    struct Running {
-      Running() { ++handlers_running; }
-      ~Running() { --handlers_running; }
-    } running;
-    Guard(event, handler);
-  }
-  if (handlers_running > 0 || WhenFree().empty()) return;
-  for (std::function<void()>& action : std::exchange(WhenFree(), {}))
-    CallWhenFree(std::move(action));
+  const HandlerScope handler_runs;
+  Guard(event, handler);
 }
 
 void SetFailureReport(std::function<void(const char*, const char*)> report) {
@@ -467,6 +473,8 @@ void PumpEvents(int wait_milliseconds) {
 }
 
 void Thread::Run(std::unique_ptr<Thread> thread) { Scheduler::Get().Start(std::move(thread)); }
+
+bool Thread::Ending() { return Scheduler::Ending(); }
 
 Thread* Thread::Current() { return Scheduler::Get().CurrentThread(); }
 

@@ -85,6 +85,7 @@ class Child : public QObject {
       return;
     }
     waitpid(pid_, nullptr, WNOHANG);
+    ending_ = killed_ = true;  // its number may be another's from now on
     deleteLater();
     ended_->setEnabled(false);
   }
@@ -130,6 +131,8 @@ std::vector<std::string> Environment() {
   // The shell becomes the tool.  A tool that outlived a killed program would work on files that the
   // next start works on as well.
   prctl(PR_SET_PDEATHSIG, SIGKILL);
+  // A signal of Close must end this process, not run the program's handler in it.
+  for (const int ours : {SIGTERM, SIGINT}) signal(ours, SIG_DFL);
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -151,8 +154,12 @@ pid_t Spawn(const std::string& command) {
   for (std::string& variable : environment) variables.push_back(variable.data());
   variables.push_back(nullptr);
   const pid_t parent = getpid();
+  sigset_t all, before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_BLOCK, &all, &before);
   const pid_t pid = fork();
   if (pid == 0) Become(arguments, variables.data(), parent);
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
   if (pid > 0) setpgid(pid, pid);  // whoever of the two comes first
   return std::max(pid, 0);
 }

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/native.h"
 #include "platform/scheduler.h"
 
 namespace gravlin {
@@ -53,6 +54,11 @@ struct SSLSocket::Native {
       socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     });
     QObject::connect(made, &QTcpSocket::errorOccurred, made, [this] { Fail(); });
+    if (owner.port_ < 1 || owner.port_ > 65535) {
+      error = "There is no port " + std::to_string(owner.port_);
+      Fail();
+      return;
+    }
     const QString host = QString::fromStdString(owner.address_);
     const quint16 port = static_cast<quint16>(owner.port_);
     if (tls) {
@@ -86,7 +92,7 @@ struct SSLSocket::Native {
         return 0;
       }
     } while (got == static_cast<qint64>(room));
-    if (end > before) Raise();
+    if (end > before) RaiseData();
     return got;
   }
 
@@ -99,7 +105,7 @@ struct SSLSocket::Native {
     if (buffer.size() - end < kRoom) buffer.resize(std::max(buffer.capacity(), end + kRoom));
   }
 
-  void Raise() {
+  void RaiseData() {
     if (in_handler) {
       raise_again = true;
     } else if (!std::exchange(raised, true)) {
@@ -113,17 +119,16 @@ struct SSLSocket::Native {
     raised = false;
     if (end == start || !owner.DataAvailable) return;
     in_handler = true;
-    Dispatch("data available", owner.DataAvailable);
+    Raise("data available", owner.DataAvailable);
     if (alive.expired()) return;
     in_handler = false;
-    if (std::exchange(raise_again, false) && end > start) Raise();
+    if (std::exchange(raise_again, false) && end > start) RaiseData();
   }
 
   void Fail() {
     if (error.empty()) error = socket->errorString().toStdString();
     CallSoon([alive = std::weak_ptr<int>(life), failed = socket.get(), this] {
-      if (!alive.expired() && socket.get() == failed && owner.Error)
-        Dispatch("socket error", owner.Error);
+      if (!alive.expired() && socket.get() == failed) Raise("socket error", owner.Error);
     });
   }
 
@@ -135,7 +140,7 @@ struct SSLSocket::Native {
     overflowed = true;
     error = "more than " + std::to_string(kReceiveLimit >> 20) + " MiB came without an end";
     CallSoon([alive = std::weak_ptr<int>(life), this] {
-      if (!alive.expired() && owner.Overflow) Dispatch("socket overflow", owner.Overflow);
+      if (!alive.expired()) Raise("socket overflow", owner.Overflow);
     });
   }
 
@@ -210,7 +215,7 @@ void SSLSocket::Disconnect() {
 void SSLSocket::Close() { native_->Drop(); }
 
 void SSLSocket::RaiseDataAvailable() {
-  if (!Lookahead().empty()) native_->Raise();
+  if (!Lookahead().empty()) native_->RaiseData();
 }
 
 const std::string& SSLSocket::ErrorText() const { return native_->error; }

@@ -11,6 +11,7 @@
 
 #include "platform/failures.h"
 #include "platform/files.h"
+#include "platform/thread.h"
 
 namespace gravlin {
 namespace {
@@ -191,7 +192,7 @@ bool SameBytes(const FolderItem& a, const FolderItem& b) {
     LongBinaryStream first(a, false, kPiece), second(b, false, kPiece);
     std::string one(kPiece, '\0'), other(kPiece, '\0');
     while (const std::size_t count = first.Read(one.data(), kPiece)) {
-      if (second.Read(other.data(), kPiece) != count) return false;
+      if (Thread::Ending() || second.Read(other.data(), kPiece) != count) return false;
       if (one.compare(0, count, other, 0, count) != 0) return false;
     }
     return first.Close() && second.Close();

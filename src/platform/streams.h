@@ -63,17 +63,6 @@ class TextOutputStream {
   FileHandle file_;
 };
 
-// A block of bytes of fixed size.
-class MemoryBlock {
- public:
-  explicit MemoryBlock(std::size_t size) : bytes_(size) {}
-  std::size_t Size() const { return bytes_.size(); }
-  unsigned char* Data() { return bytes_.data(); }
-
- private:
-  std::vector<unsigned char> bytes_;
-};
-
 // Bytes of a file with 64-bit counts.  The work block gives the size of the stream's buffer.
 class LongBinaryStream {
  public:

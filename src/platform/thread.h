@@ -26,12 +26,17 @@ class Thread {
   // thread the work runs in place.
   static void Offload(const std::function<void()>& work);
 
+  // True while all threads are being ended.  Long work on a helper thread looks at it between two
+  // blocks, and gives up.
+  static bool Ending();
+
   // The cooperative thread that is running; nullptr on the main thread.
   static Thread* Current();
 
  protected:
   Thread() = default;
-  // The body.  What it throws ends the thread and is logged.
+  // The body.  What it throws ends the thread and is logged.  Nothing gives way inside a catch
+  // block: the list of caught exceptions belongs to the OS thread.
   virtual void Event_Run() = 0;
 
  private:

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 #include "platform/clock.h"
 #include "platform/scheduler.h"
@@ -17,6 +18,7 @@ struct Timer::State {
   std::uint64_t call = 0;
   bool running = false;
   bool soon = false;
+  bool again = false;  // asked for while the action ran
 
   static void Schedule(const std::shared_ptr<State>& state, std::int64_t due) {
     CancelCall(state->call);
@@ -43,6 +45,7 @@ struct Timer::State {
     const std::function<void()> action = state.timer->Action;
     Dispatch("timer", action);
     state.running = false;
+    if (std::exchange(state.again, false) && state.timer) state.timer->FireSoon();
   }
 };
 
@@ -72,6 +75,7 @@ void Timer::FireSoon() {
   state_->soon = true;
   CallSoon([state = state_] {
     state->soon = false;
+    state->again = state->running;
     if (state->mode != 0) State::Act(*state);
   });
 }

@@ -9,7 +9,6 @@
 #include <QPushButton>
 #include <QScreen>
 #include <algorithm>
-#include <exception>
 #include <tuple>
 
 #include "platform/application.h"
@@ -190,16 +189,7 @@ Window* Window::FindOpen(const std::type_info& type) {
 void Window::Adopt(std::unique_ptr<Window> window) {
   Window& opened = *window;
   Windows().windows.push_back(std::move(window));
-  std::exception_ptr failure;
-  Dispatch("Open", [&] {
-    try {
-      opened.Event_Open();
-    } catch (const std::exception&) {
-      failure = std::current_exception();
-    }
-  });
-  // For whoever asked for the window.
-  if (failure) std::rethrow_exception(failure);
+  Dispatch("Open", [&opened] { opened.Event_Open(); });
 }
 
 std::vector<Window*> Window::All() {

@@ -36,6 +36,7 @@ ToolWindow::ToolWindow(const ToolJob& job, const ToolLayout& layout)
 }
 
 void ToolWindow::Event_Open() {
+  sh = std::make_unique<Shell>();
   db = std::make_unique<Database>(Code::fGlobalDB);
   if (!db->Connect()) MsgBox("Can't open Gravlin.rsd database file.");
   const auto settings = db->SQLSelect("Select * from Settings");
@@ -43,7 +44,6 @@ void ToolWindow::Event_Open() {
     RestorePlace(*this, *settings, job_.columns);
     ReadPlace(*settings);
   }
-  sh = std::make_unique<Shell>();
   opened_ = true;
 }
 
@@ -53,7 +53,7 @@ void ToolWindow::Event_Open() {
 void ToolWindow::Event_Close() {
   SaveSize();
   for (Timer* timer : {&tWait, &tDeleteOutput, &Follower()}) timer->SetMode(0);
-  if (sh) sh->Close();
+  sh->Close();
 }
 
 void ToolWindow::Event_Resized() { SaveSize(); }
@@ -70,8 +70,11 @@ void ToolWindow::pbHelp_Action() { ShowURL(endpoints::Vendor(job_.help_page)); }
 void ToolWindow::pbSelectFile_Open() { pbSelectFile.AcceptFileDrop("special/any"); }
 
 void ToolWindow::pbSelectFile_Action() {
-  fInput = GetOpenFolderItem("special/any");
-  if (fInput.IsNil()) return;
+  const FolderItem chosen = GetOpenFolderItem("special/any");
+  // A dialog that is cancelled takes nothing from a run of this window, or from one that waits.
+  const bool busy = tWait.Mode() != 0 || tDeleteOutput.Mode() != 0 || Follower().Mode() != 0;
+  if (!chosen.IsNil() || !busy) fInput = chosen;
+  if (chosen.IsNil()) return;
   SelectionChanged();
   FixPath = 1;
   StartProcess();
@@ -116,7 +119,7 @@ void ToolWindow::StartProcess() {
 void ToolWindow::tWait_Action() {
   if (job_.running) return;
   tWait.SetMode(0);
-  if (!fInput.IsNil()) StartProcess();  // the user may have begun another choice and cancelled it
+  StartProcess();
 }
 
 void ToolWindow::tDeleteOutput_Action() {
@@ -170,7 +173,7 @@ void ToolWindow::LoadLines() {
   if (fOutput.IsNil()) return;
   const double length = static_cast<double>(fOutput.Length());
   if (length <= FileLength) {
-    if (Deadline.TotalSeconds() >= Date().TotalSeconds()) return;
+    if (!(Date() > Deadline)) return;
     stStatus.SetText(job_.stalled);
     pbSelectFile.SetEnabled(true);
     Follower().SetMode(0);

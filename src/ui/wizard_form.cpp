@@ -87,8 +87,10 @@ void Gravlin::SaveServerSettings() {
 }
 
 void Gravlin::pbSelect_Action() {
-  fNZB = GetOpenFolderItem("nzb");
-  if (!fNZB.IsNil()) InitNZBFile();
+  const FolderItem chosen = GetOpenFolderItem("nzb");
+  if (chosen.IsNil()) return;  // an import that waits for the store still needs the one before
+  fNZB = chosen;
+  InitNZBFile();
 }
 
 // The file's type is not tested: the import tells what becomes of it.
