@@ -31,7 +31,9 @@ TEST_F(QueueTest, ALaunchCountsWhatLiesOnDisk) {
     std::ofstream(Parts() / left) << "half";
   std::ofstream(Parts() / "nzb_temp.rar-p00001.txt") << "of a file with an odd name";
   std::ofstream(Downloads() / "c.rar") << "there";
+  std::ofstream(Downloads() / ".gravlin-move-a1B2c3") << "half";
   Launch();
+  EXPECT_EQ(window->fDownloads.Count(), 1);
   EXPECT_EQ(window->fParts.Count(), 4);
   EXPECT_EQ(Cell(0, ListColumn::kPartsPresent), "1");
   EXPECT_EQ(Cell(1, ListColumn::kPartsPresent), "1");

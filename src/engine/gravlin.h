@@ -78,8 +78,8 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   void InitNZBFile();
   void Finish();
   void LoadSettings();
-  // Clears the Parts folder of what a killed run has left: temporary files, and what belongs to
-  // files that lie finished in Downloads.  Only for the launch, when nothing is being assembled.
+  // Clears the folders of what a killed run has left: temporary files, and what belongs to files
+  // that lie finished in Downloads.  Only for the launch, when nothing is being assembled.
   void RemoveLeftovers();
   // Finds or makes the Parts and the Downloads folder; false if one has no reference.
   bool CheckFolders();

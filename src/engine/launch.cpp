@@ -93,6 +93,9 @@ void Gravlin::RemoveLeftovers() {
     const bool joined = name.ends_with(".txt") && is_finished(gravlin::Left(name, Len(name) - 4));
     if (temporary || joined || is_finished(filename)) fParts.Child(name).Delete();
   }
+  for (const std::string& name : fDownloads.ChildNames())
+    if (name.starts_with(FolderItem::kHalfMoved) && List.FindRow(name) < 0)
+      fDownloads.Child(name).Delete();
 }
 
 void Gravlin::AddFileRow(const RecordSet& row) {

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "platform/folder_item.h"
 #include "platform/thread.h"
 
 namespace gravlin::files {
@@ -112,7 +113,7 @@ bool CopyToFree(const std::string& from, const std::string& folder, const std::s
     return false;
   FileHandle source = OpenForReading(from);
   if (!source) return false;
-  std::string temporary = folder + "/.gravlin-move-XXXXXX";
+  std::string temporary = folder + "/" + std::string(FolderItem::kHalfMoved) + "XXXXXX";
   FileHandle target(mkostemp(temporary.data(), O_CLOEXEC));
   if (!target) return false;
   const bool copied = CopyBytes(source.Get(), target.Get()) &&

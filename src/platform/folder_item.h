@@ -71,6 +71,8 @@ class FolderItem {
   // Moves into a folder under the given name (the item's own if empty), also across file systems;
   // never replaces what is there.  On success this item is the moved one.
   bool MoveTo(const FolderItem& folder, std::string_view name = {});
+  // Begins the name of what a move between file systems that was killed leaves in the folder.
+  static constexpr std::string_view kHalfMoved = ".gravlin-move-";
   // Brings a file's bytes, or a folder's entries, to the disk.  Blocks: call it through
   // Thread::Offload.
   bool Flush() const;
