@@ -33,7 +33,9 @@ int DriveDesktop::MsgBox(std::string_view text, int, std::string_view) {
   return 1;
 }
 
-FolderItem DriveDesktop::GetOpenFolderItem(std::string_view) { return std::exchange(chosen, {}); }
+FolderItem DriveDesktop::GetOpenFolderItem(std::string_view, const FolderItem&) {
+  return std::exchange(chosen, {});
+}
 
 void DriveDesktop::ShowURL(std::string_view url) { Print("web page", url); }
 

@@ -42,7 +42,7 @@ class DriveDesktop : public Desktop {
  public:
   FolderItem chosen;  // what the next open dialog gives
   int MsgBox(std::string_view text, int code, std::string_view title) override;
-  FolderItem GetOpenFolderItem(std::string_view file_type) override;
+  FolderItem GetOpenFolderItem(std::string_view file_type, const FolderItem& start) override;
   void ShowURL(std::string_view url) override;
   void Launch(const FolderItem& item) override;
   void Beep() override {}

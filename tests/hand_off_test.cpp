@@ -62,6 +62,24 @@ TEST_F(HandOffTest, TheLogSaysWhyAQuotedNameIsNotHandedOver) {
   EXPECT_NE(Log().find("Rar.CallUnRarMac: unrar not started: a single quote"), std::string::npos);
 }
 
+TEST_F(HandOffTest, EachOfSeveralDocumentsGetsItsRun) {
+  Script("write Repair complete.\\n\n", "a.par2");
+  for (const char* name : {"one.par2", "two.par2", "three.par2"})
+    folder.Write(name, ReadFile(folder / "a.par2"));
+  std::string begun;
+  OpenParWindow();
+  Par& par = *Window::IfOpen<Par>();
+  par.stStatus.TextChange = [&] {
+    if (par.stStatus.Text().ends_with(". Starting...")) begun += par.fInput.Name() + " ";
+  };
+  for (const char* name : {"one.par2", "two.par2", "three.par2"})
+    OpenParDocument(folder.Item(name));
+  EXPECT_TRUE(RunTool(
+      [&] { return InStr(begun, "three") > 0 && par.stStatus.Text() == "Repair complete."; }));
+  EXPECT_EQ(begun, "one.par2 two.par2 three.par2 ");
+  par.stStatus.TextChange = nullptr;
+}
+
 TEST_F(HandOffTest, DocumentsAndTheMenuUseTheWindowThatIsOpen) {
   Script("hang\n", "a.par2");
   OpenParWindow();

@@ -184,6 +184,18 @@ TEST_F(ListboxTest, ColumnWidthsAreTakenAsTheyCome) {
   EXPECT_EQ(list.ColumnWidths(), "100,33,80");
 }
 
+// What comes from outside is shown as it stands, in tool tips too, and turns no text around.
+TEST_F(ListboxTest, TextsFromOutsideAreNoMarkup) {
+  Fill({"<img src='/dev/zero'>", "a\u202Egnp.exe"});
+  Show();
+  const auto shown = [&](int row, int role) {
+    return view.model()->index(row, 0).data(role).toString().toStdString();
+  };
+  EXPECT_EQ(shown(0, Qt::DisplayRole), "<img src='/dev/zero'>");
+  EXPECT_EQ(shown(0, Qt::ToolTipRole), "<span>&lt;img src='/dev/zero'&gt;</span>");
+  EXPECT_EQ(shown(1, Qt::DisplayRole), "a\uFFFDgnp.exe");
+}
+
 TEST_F(ListboxTest, ClicksAndKeysReachTheHandlers) {
   std::string log;
   list.Change = [&] { log += "change " + Str(list.ListIndex()) + " "; };

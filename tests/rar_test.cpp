@@ -113,6 +113,22 @@ TEST_F(RarRealTest, EachFailureEndsAsTheToolWordsIt) {
   }
 }
 
+// Links that came with an archive lead nowhere.
+TEST_F(RarRealTest, NothingIsWrittenThroughALink) {
+  for (const char* plant :
+       {"ln -s . Extracted_Files", "mkdir Extracted_Files; ln -s ../a.bin Extracted_Files/a.bin"}) {
+    SCOPED_TRACE(plant);
+    MakeSet();
+    Shell("rm -rf Extracted_Files; echo mine > a.bin");
+    Shell(plant);
+    ASSERT_TRUE(Run(Drop<Rar>(folder.Item("set.part1.rar"))));
+    EXPECT_EQ(ReadFile(folder / "a.bin"), "mine\n");
+    EXPECT_TRUE(ReadFile(folder / "Extracted_Files/a.bin") == big);
+    Window::CloseAll();
+    PumpEvents(0);
+  }
+}
+
 TEST_F(RarTest, TheBarCrawlsWithEachGrowthAndWraps) {
   Rar& rar =
       Drop<Rar>(Script("until 1\nwrite x\\n\nuntil 2\nwrite x\\n\nuntil 3\nwrite All OK\\n\n"));

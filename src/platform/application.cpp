@@ -67,8 +67,11 @@ struct Application::Native {
       toolkit = std::make_unique<QApplication>(argc, argv);
       QApplication::setQuitOnLastWindowClosed(false);
     }
-    for (int i = 1; i < argc; ++i)
-      documents << QByteArray::fromStdString(std::filesystem::absolute(argv[i]).string());
+    for (int i = 1; i < argc; ++i) {
+      std::error_code none;  // for an empty word, or in a folder that is gone
+      const std::string path = std::filesystem::absolute(argv[i], none).string();
+      if (!none) documents << QByteArray::fromStdString(path);
+    }
   }
 
   void WatchSignals() {
@@ -153,7 +156,7 @@ struct Application::Native {
     return socket.waitForReadyRead(kHandOverMilliseconds);
   }
 
-  FileHandle lock;  // given back when the toolkit has ended what it started
+  FileHandle lock;
   std::unique_ptr<QApplication> toolkit;
   std::unique_ptr<QSocketNotifier> notifier;
   std::unique_ptr<QLocalServer> server;
@@ -172,6 +175,9 @@ Application::~Application() {
   // The writers of windows that were open until now; Quit closes them and waits.
   EndAllThreads();
   DestroyClosedWindows();
+  EndShellChildren();
+  // The end of the toolkit waits for a name server that does not answer; the next start need not.
+  native_->lock.Close();
   the_application = nullptr;
 }
 

@@ -28,7 +28,23 @@ std::string FromCaption(const QString& caption) {
 }
 
 QString ToLines(std::string_view text) {
-  return ToQt(text).replace("\r\n", "\n").replace('\r', '\n');
+  return Shown(text).replace("\r\n", "\n").replace('\r', '\n');
+}
+
+QString Shown(std::string_view text) {
+  QString shown = ToQt(text);
+  for (QChar& c : shown) {
+    const bool direction =
+        (c >= QChar(0x202a) && c <= QChar(0x202e)) || (c >= QChar(0x2066) && c <= QChar(0x2069));
+    const bool control = c < QChar(' ') && c != '\r' && c != '\n' && c != '\t';
+    if (direction || control) c = QChar::ReplacementCharacter;
+  }
+  return shown;
+}
+
+QString AsToolTip(const QString& text) {
+  constexpr int kLongest = 1000;
+  return "<span>" + text.left(kLongest).toHtmlEscaped() + "</span>";
 }
 
 int KeyCode(int key, Qt::KeyboardModifiers modifiers, const QString& text) {

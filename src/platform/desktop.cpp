@@ -46,11 +46,12 @@ class RealDesktop : public Desktop {
     return box.exec() == QMessageBox::Ok ? 1 : 2;
   }
 
-  FolderItem GetOpenFolderItem(std::string_view file_type) override {
+  FolderItem GetOpenFolderItem(std::string_view file_type, const FolderItem& start) override {
+    const QString begin = start.IsNil() ? folder_ : QFile::decodeName(start.NativePath().c_str());
     const QString path = QFileDialog::getOpenFileName(QApplication::activeWindow(), QString(),
-                                                      folder_, FilterOf(file_type));
+                                                      begin, FilterOf(file_type));
     if (path.isEmpty()) return {};
-    folder_ = QFileInfo(path).absolutePath();
+    if (start.IsNil()) folder_ = QFileInfo(path).absolutePath();
     return FolderItem::FromPath(QFile::encodeName(path).toStdString());
   }
 
@@ -95,9 +96,9 @@ int MsgBox(std::string_view text, int code, std::string_view title) {
   return answer;
 }
 
-FolderItem GetOpenFolderItem(std::string_view file_type) {
+FolderItem GetOpenFolderItem(std::string_view file_type, const FolderItem& start) {
   FolderItem chosen;
-  OnMainStack([&] { chosen = TheDesktop().GetOpenFolderItem(file_type); });
+  OnMainStack([&] { chosen = TheDesktop().GetOpenFolderItem(file_type, start); });
   return chosen;
 }
 

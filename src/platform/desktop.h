@@ -15,9 +15,9 @@ class Desktop {
   // A modal box.  `code` 0 has the button OK; 49 has OK and Cancel and the caution icon.  1 for OK,
   // 2 for Cancel.
   virtual int MsgBox(std::string_view text, int code, std::string_view title) = 0;
-  // An open dialog limited to a registered file type ("nzb", "special/any"); nil when the user
-  // cancels.
-  virtual FolderItem GetOpenFolderItem(std::string_view file_type) = 0;
+  // An open dialog limited to a registered file type ("nzb", "special/any"), which begins in the
+  // folder `start`, or where the last one without a start ended; nil when the user cancels.
+  virtual FolderItem GetOpenFolderItem(std::string_view file_type, const FolderItem& start) = 0;
   // Hands an http or https address to the user's browser; any other is refused.
   virtual void ShowURL(std::string_view url) = 0;
   virtual void Launch(const FolderItem& item) = 0;
@@ -32,7 +32,7 @@ void SetDesktop(Desktop* desktop);
 // Short forms.  A box asked for inside a cooperative thread is run by the main stack while the
 // thread waits.
 int MsgBox(std::string_view text, int code = 0, std::string_view title = {});
-FolderItem GetOpenFolderItem(std::string_view file_type);
+FolderItem GetOpenFolderItem(std::string_view file_type, const FolderItem& start = {});
 void ShowURL(std::string_view url);
 void Beep();
 

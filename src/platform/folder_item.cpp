@@ -65,10 +65,14 @@ constexpr std::int64_t kSecond = 1'000'000'000;
 
 std::int64_t Nanoseconds(const timespec& time) { return time.tv_sec * kSecond + time.tv_nsec; }
 
-void ForEachEntry(const std::string& path, const std::function<void(DIR*, const char*)>& visit) {
+// False if the folder could not be read to its end.
+bool ForEachEntry(const std::string& path, const std::function<void(DIR*, const char*)>& visit) {
   const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(path.c_str()), closedir);
-  if (!folder) return;
-  while (const dirent* entry = readdir(folder.get())) {
+  if (!folder) return false;
+  for (;;) {
+    errno = 0;
+    const dirent* const entry = readdir(folder.get());
+    if (!entry) return errno == 0;
     if (IsName(entry->d_name)) visit(folder.get(), entry->d_name);
   }
 }
@@ -169,9 +173,11 @@ std::int64_t FolderItem::ModifiedNow() {
   return Nanoseconds(now);
 }
 
-std::vector<std::string> FolderItem::ChildNames() const {
+std::vector<std::string> FolderItem::ChildNames(bool* whole) const {
   std::vector<std::string> names;
-  ForEachEntry(NativePath(), [&](DIR*, const char* name) { names.emplace_back(name); });
+  const bool read =
+      ForEachEntry(NativePath(), [&](DIR*, const char* name) { names.emplace_back(name); });
+  if (whole) *whole = read;
   return names;
 }
 
@@ -192,6 +198,17 @@ bool FolderItem::CreateAsFolder(unsigned mode) { return MakeFolder(NativePath(),
 
 bool FolderItem::CreatePrivateFile() const {
   return static_cast<bool>(files::OpenForWriting(NativePath(), O_CREAT | O_EXCL, 0600));
+}
+
+void FolderItem::MakePrivate() const {
+  struct stat about {};
+  if (lstat(NativePath().c_str(), &about) == 0 && !S_ISLNK(about.st_mode))
+    chmod(NativePath().c_str(), about.st_mode & 0700);
+}
+
+bool FolderItem::IsLink() const {
+  struct stat about {};
+  return lstat(NativePath().c_str(), &about) == 0 && S_ISLNK(about.st_mode);
 }
 
 bool FolderItem::Delete() const { return remove(NativePath().c_str()) == 0; }

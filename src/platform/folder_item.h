@@ -50,8 +50,9 @@ class FolderItem {
   // What a file that changes now will tell.
   static std::int64_t ModifiedNow();
 
-  // Entries of this folder in the order the system lists them.
-  std::vector<std::string> ChildNames() const;
+  // Entries of this folder in the order the system lists them.  `*whole` tells whether it could be
+  // read to its end.
+  std::vector<std::string> ChildNames(bool* whole = nullptr) const;
   // The same, each with its Length and Modified; much cheaper than asking one item after the other.
   struct Entry {
     std::string name;
@@ -64,6 +65,9 @@ class FolderItem {
   bool CreateAsFolder(unsigned mode = 0700);
   // Makes an empty file that only the user can read, failing if anything of that name is there.
   bool CreatePrivateFile() const;
+  // Takes the rights of others away, where the user owns it.
+  void MakePrivate() const;
+  bool IsLink() const;
   bool Delete() const;
   // Renames within the folder; never replaces what is there.  On success this item has the new
   // name.

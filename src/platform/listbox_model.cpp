@@ -159,7 +159,8 @@ int Listbox::Model::columnCount(const QModelIndex& parent) const {
 QVariant Listbox::Model::data(const QModelIndex& index, int role) const {
   const int row = index.row(), column = index.column();
   if (row < 0 || row >= row_count || column < 0 || column >= columns_) return {};
-  if (role == Qt::DisplayRole || role == Qt::ToolTipRole) return ToQt(cells[Slot(row, column)]);
+  if (role == Qt::DisplayRole) return Shown(cells[Slot(row, column)]);
+  if (role == Qt::ToolTipRole) return AsToolTip(Shown(cells[Slot(row, column)]));
   if (role == Qt::ForegroundRole) return TextColour(row, column);
   if (role == Qt::TextAlignmentRole) {
     const Align align = aligns[static_cast<std::size_t>(column)];

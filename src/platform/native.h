@@ -29,8 +29,12 @@ inline std::string FromQt(const QString& text) { return text.toStdString(); }
 // A caption in which "&" is an ordinary character, and back.
 QString ToCaption(std::string_view text);
 std::string FromCaption(const QString& caption);
-// The program's line ends are CR, the toolkit's LF.
+// A text from outside without what would turn the direction of the rest, or control the screen.
+QString Shown(std::string_view text);
+// The same for several lines.  The program's line ends are CR, the toolkit's LF.
 QString ToLines(std::string_view text);
+// What stands in a tool tip as it is, though it may look like markup, cut to what can be read.
+QString AsToolTip(const QString& text);
 
 // Raises an event, if it has a handler.  The handler is copied: it may replace itself or close its
 // window.
@@ -117,6 +121,8 @@ struct WindowNative {
 QWidget* ParentFor(Window& window);
 // Hangs the menus of `menu` into the bar of one window.
 void FillMenuBar(MenuBar& menu, QMenuBar& bar);
+// Ends every tool that the program has started.
+void EndShellChildren();
 // Destroys the windows that were closed, without waiting for the event loop.
 void DestroyClosedWindows();
 

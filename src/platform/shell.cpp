@@ -24,6 +24,7 @@ extern "C" {
 }
 
 #include "platform/clock.h"
+#include "platform/native.h"
 #include "platform/scheduler.h"
 #include "platform/text.h"
 
@@ -97,16 +98,6 @@ class Child : public QObject {
   bool ending_ = false, killed_ = false;
 };
 
-// The program ends: nobody is left to send the last signal later.
-void EndChildren() {
-  const std::vector<Child*> children = Children();
-  for (Child* child : children) child->Kill();
-  for (Child* child : children) {
-    child->WaitForEnd();
-    delete child;
-  }
-}
-
 // Where the user's locale does not write names in UTF-8, as the program does, the tools get one
 // that does, or they make files whose names nobody posted.
 std::vector<std::string> Environment() {
@@ -166,6 +157,16 @@ pid_t Spawn(const std::string& command) {
 
 }  // namespace
 
+// Nobody is left to send the last signal later.
+void EndShellChildren() {
+  const std::vector<Child*> children = Children();
+  for (Child* child : children) child->Kill();
+  for (Child* child : children) {
+    child->WaitForEnd();
+    delete child;
+  }
+}
+
 struct Shell::Native {
   QPointer<Child> child;
 };
@@ -177,7 +178,7 @@ void Shell::SetMode(int) {}
 
 void Shell::Execute(std::string_view command) {
   Close();
-  static const bool registered = (qAddPostRoutine(EndChildren), true);
+  static const bool registered = (qAddPostRoutine(EndShellChildren), true);
   const pid_t pid = registered ? Spawn(std::string(command)) : 0;
   if (pid > 0) native_->child = new Child(pid);
 }

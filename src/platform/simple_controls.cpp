@@ -10,6 +10,7 @@
 #include <QStyle>
 #include <QStyleOptionComboBox>
 #include <QStyleOptionGroupBox>
+#include <QWheelEvent>
 #include <algorithm>
 
 #include "platform/controls.h"
@@ -30,6 +31,19 @@ struct ProgressNative : ControlNative {
   void ShowNow() override { static_cast<QProgressBar*>(widget.data())->setValue(value); }
   void Refresh() override {}  // a new value is marked already
   int value = 0;
+};
+
+// The wheel over a menu that nobody has touched would change, and store, the choice.
+struct ComboBox : QComboBox {
+  explicit ComboBox(QWidget* parent) : QComboBox(parent) { setFocusPolicy(Qt::StrongFocus); }
+
+ protected:
+  void wheelEvent(QWheelEvent* event) override {
+    if (hasFocus())
+      QComboBox::wheelEvent(event);
+    else
+      event->ignore();
+  }
 };
 
 int TextWidth(const QWidget& widget, std::string_view text) {
@@ -72,7 +86,7 @@ bool PushButton::TextFits() const {
 }
 
 PopupMenu::PopupMenu(Window& window, std::string_view name, const Rect& bounds)
-    : Control(std::make_unique<ControlNative>(new QComboBox(ParentFor(window))), window, name,
+    : Control(std::make_unique<ControlNative>(new ComboBox(ParentFor(window))), window, name,
               bounds) {
   QObject::connect(&WidgetOf<QComboBox>(*this), &QComboBox::currentIndexChanged,
                    [this] { Raise("Change", Change); });

@@ -3,6 +3,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -199,6 +200,13 @@ bool SameBytes(const FolderItem& a, const FolderItem& b) {
   } catch (const NilObjectException&) {
     return false;
   }
+}
+
+std::optional<FileHandle> LockFile(const FolderItem& file) {
+  FileHandle handle = files::OpenForWriting(file.NativePath(), O_CREAT, 0600);
+  if (handle && flock(handle.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+    return std::nullopt;
+  return handle;
 }
 
 }  // namespace gravlin

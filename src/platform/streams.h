@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -94,5 +95,9 @@ class LongBinaryStream {
 
 // Whether both files can be read and hold the same bytes.  Blocks: call it through Thread::Offload.
 bool SameBytes(const FolderItem& a, const FolderItem& b);
+
+// Makes the file and locks it for this process until the handle is gone.  Nothing if another
+// process holds it; an empty handle where it cannot be locked at all.
+std::optional<FileHandle> LockFile(const FolderItem& file);
 
 }  // namespace gravlin

@@ -2,6 +2,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QContextMenuEvent>
+#include <QHelpEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
@@ -9,6 +10,7 @@
 #include <QPlainTextEdit>
 #include <QScrollBar>
 #include <QTextBlock>
+#include <QToolTip>
 #include <algorithm>
 #include <optional>
 
@@ -21,7 +23,7 @@ namespace gravlin {
 namespace {
 
 // A label that stays readable on whatever lies under it, and cuts a single line that is too long
-// with an ellipsis.
+// with an ellipsis in its middle: the name in front and what became of it behind both tell.
 class Label : public QLabel {
  public:
   using QLabel::QLabel;
@@ -31,6 +33,14 @@ class Label : public QLabel {
   int Flags() const { return static_cast<int>(alignment()) | (wordWrap() ? Qt::TextWordWrap : 0); }
 
  protected:
+  bool event(QEvent* event) override {
+    const bool cut = !wordWrap() && fontMetrics().horizontalAdvance(text()) > width();
+    if (event->type() != QEvent::ToolTip || !cut || !toolTip().isEmpty())
+      return QLabel::event(event);
+    QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), AsToolTip(text()), this);
+    return true;
+  }
+
   void paintEvent(QPaintEvent*) override {
     QPainter painter(this);
     const RectangleWidget* ground = Ground();
@@ -47,7 +57,7 @@ class Label : public QLabel {
     if (!wordWrap() && fontMetrics().horizontalAdvance(shown) > width()) {
       marked.setStretch(marked.stretch() * 85 / 100);
       painter.setFont(marked);
-      shown = painter.fontMetrics().elidedText(shown, Qt::ElideRight, width());
+      shown = painter.fontMetrics().elidedText(shown, Qt::ElideMiddle, width());
     }
     // The readouts hang a little high in their rectangles.
     const int low = ground ? (Flags() & ~Qt::AlignVertical_Mask) | Qt::AlignBottom : Flags();

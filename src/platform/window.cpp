@@ -162,12 +162,13 @@ void WindowNative::SetTabOrder() {
     if (native.widget->focusPolicy() == Qt::NoFocus) {
       if (!control->MouseDown) continue;
       native.widget->setFocusPolicy(Qt::TabFocus);
+      native.widget->setAccessibleDescription("Link. Press Enter to open it.");
     }
     auto page_at = std::find(pages.begin(), pages.end(), native.page);
     if (page_at == pages.end()) page_at = pages.insert(pages.end(), native.page);
     const Rect& at = native.bounds;
-    order.emplace_back(static_cast<int>(page_at - pages.begin()), (at.top + at.height / 2) / kLine,
-                       at.left, native.widget);
+    order.emplace_back(static_cast<int>(page_at - pages.begin()), at.top / kLine, at.left,
+                       native.widget);
   }
   std::stable_sort(order.begin(), order.end());
   for (std::size_t i = 1; i < order.size(); ++i)
@@ -274,6 +275,12 @@ void Window::RaiseResized() {
 
 void Window::BringIntoView() {
   constexpr int kTitleHeight = 24, kReach = 40;
+  const QRect room = QApplication::primaryScreen()->availableGeometry();
+  if (native_->style.resizable) {
+    if (Width() > room.width()) SetWidth(std::max(room.width(), MinWidth()));
+    if (Height() > room.height() - kTitleHeight)
+      SetHeight(std::max(room.height() - kTitleHeight, MinHeight()));
+  }
   const QRect place = native_->frame->geometry();
   const QRect title(place.x(), place.y() - kTitleHeight, place.width(), kTitleHeight);
   for (const QScreen* screen : QApplication::screens()) {
@@ -281,7 +288,6 @@ void Window::BringIntoView() {
     if (seen.width() >= std::min(kReach, title.width()) && seen.height() >= kTitleHeight / 2)
       return;
   }
-  const QRect room = QApplication::primaryScreen()->availableGeometry();
   SetLeft(std::clamp(place.x(), room.left(), std::max(room.left(), room.right() - place.width())));
   SetTop(std::clamp(place.y(), room.top() + kTitleHeight,
                     std::max(room.top() + kTitleHeight, room.bottom() - place.height())));

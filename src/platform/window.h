@@ -83,7 +83,8 @@ class Window {
   void SetHeight(int height);
   int MinWidth() const;
   int MinHeight() const;
-  // Moves the window so that its title can be reached, if it lies outside all screens.
+  // Makes a window that is larger than the screen smaller, and moves it so that its title can be
+  // reached, if it lies outside all screens.
   void BringIntoView();
   void Refresh();
   void SetMenuBar(MenuBar& menu);

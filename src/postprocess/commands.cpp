@@ -28,11 +28,30 @@ std::string Quoted(const std::string& path) { return "'" + path + "'"; }
 }  // namespace
 
 std::optional<std::string> Par2Command(const FolderItem& tool, const FolderItem& input,
-                                       int fix_path, const FolderItem& output) {
+                                       int fix_path, const FolderItem& output,
+                                       const std::vector<FolderItem>& more) {
   const std::string a = WithoutVolume(tool), b = InputPath(input, fix_path, ""),
                     c = WithoutVolume(output);
   if (HasQuote(a) || HasQuote(b) || HasQuote(c)) return std::nullopt;
-  return ReplaceAll(Quoted(a) + " repair " + Quoted(b) + " > " + Quoted(c), ":", "/");
+  std::string inputs = Quoted(b);
+  for (const FolderItem& file : more) {
+    const std::string path = WithoutVolume(file);
+    if (!HasQuote(path)) inputs += " " + Quoted(path);
+  }
+  return ReplaceAll(Quoted(a) + " repair " + inputs + " > " + Quoted(c), ":", "/");
+}
+
+std::vector<FolderItem> PutAsideByPar2(const FolderItem& input) {
+  const FolderItem folder = input.Parent();
+  std::vector<FolderItem> found;
+  for (const std::string& name : folder.ChildNames()) {
+    const std::size_t dot = name.rfind('.');
+    const std::string number = dot == std::string::npos ? "" : name.substr(dot + 1);
+    const std::int32_t n = ToInt32(Val(number));
+    if (n > 0 && Str(n) == number && folder.Child(name.substr(0, dot)).Exists())
+      found.push_back(folder.Child(name));
+  }
+  return found;
 }
 
 std::optional<std::string> UnrarCommand(const FolderItem& tool, const FolderItem& input,
@@ -43,6 +62,8 @@ std::optional<std::string> UnrarCommand(const FolderItem& tool, const FolderItem
   std::string e = FromRoot(WithoutVolume(target));
   if (!e.ends_with(':')) e += ':';  // a folder that could not be made
   if (HasQuote(a) || HasQuote(b) || HasQuote(e) || HasQuote(f)) return std::nullopt;
+  // A mask would extract its neighbours as well.
+  if (b.find_first_of("*?") != std::string::npos) return std::nullopt;
   return ReplaceAll(Quoted(a) + " e -o+ " + Quoted(b) + " " + Quoted(e) + " > " + Quoted(f), ":",
                     "/");
 }

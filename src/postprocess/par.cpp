@@ -78,12 +78,7 @@ void Par::ReadPlace(const RecordSet& settings) {
 
 std::string Par::MorePlace() const { return ", ParCols='" + List.ColumnWidths() + "'"; }
 
-void Par::OpenDocumentEvent(const FolderItem& f) {
-  fInput = f;
-  fRAR = FolderItem();
-  FixPath = 2;
-  StartProcess();
-}
+void Par::OpenDocumentEvent(const FolderItem& f) { OpenDocument(f); }
 
 void Par::ClearLists() {
   List.DeleteAllRows();
@@ -98,7 +93,8 @@ void Par::PrepareParser() {
 }
 
 void Par::CallPar2Exe() {
-  Execute(Par2Command(Code::fParApp, fInput, FixPath, fOutput), "Par.CallPar2Exe");
+  Execute(Par2Command(Code::fParApp, fInput, FixPath, fOutput, PutAsideByPar2(fInput)),
+          "Par.CallPar2Exe");
 }
 
 void Par::ShowFailed() { Window::Shared<ParFailed>().Show(); }
@@ -122,6 +118,7 @@ void Par::ParsePar2() {
 void Par::Finish(const Par2Ending& ending) {
   stStatus.SetText(ending.text);
   EndFollowing();
+  if (ending.repaired) FlushFiles(fInput.Parent());
   // A set without an archive comes here with the folder of the downloads in fRAR, which exists: the
   // extraction then ends by what unrar makes of a folder.
   if (!fRAR.IsNil() && fRAR.Exists() && ending.repaired) {

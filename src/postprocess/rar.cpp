@@ -67,11 +67,7 @@ void Rar::Event_Open() {
   List2.SetColumnAlign(0, Align::kLeft);
 }
 
-void Rar::OpenDocumentEvent(const FolderItem& f) {
-  fInput = f;
-  FixPath = 2;
-  StartProcess();
-}
+void Rar::OpenDocumentEvent(const FolderItem& f) { OpenDocument(f); }
 
 void Rar::ClearLists() {
   List.DeleteAllRows();
@@ -90,7 +86,13 @@ void Rar::PrepareParser() {
 
 void Rar::CallUnRarMac() {
   FolderItem target = ExtractedFiles();
+  // An archive may have come with links beside it that lead out of its folder; unrar would write
+  // through them.  In Downloads the folder itself may be a link of the user's own.
+  const bool ours = fInput.Parent() == Code::AppDataFolder.Child("Downloads");
+  if (target.IsLink() && !ours) target.Delete();
   if (!target.Exists()) target.CreateAsFolder();
+  for (const std::string& name : target.ChildNames())
+    if (target.Child(name).IsLink()) target.Child(name).Delete();
   Execute(UnrarCommand(Code::fRarApp, fInput, FixPath, target, fOutput), "Rar.CallUnRarMac");
 }
 
@@ -115,6 +117,7 @@ void Rar::Finish(UnrarEnding ending) {
     case UnrarEnding::kComplete: {
       stStatus.SetText("Extraction complete.");
       const FolderItem extracted = ExtractedFiles();
+      FlushFiles(extracted);
       if (!extracted.IsNil() && extracted.Exists()) extracted.Launch();
       break;
     }

@@ -2,11 +2,13 @@
 #include "postprocess/tool_window.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "app/endpoints.h"
 #include "engine/gravlin.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
+#include "platform/thread.h"
 #include "postprocess/output_file.h"
 #include "store/window_place.h"
 #include "store/writers.h"
@@ -70,10 +72,13 @@ void ToolWindow::pbHelp_Action() { ShowURL(endpoints::Vendor(job_.help_page)); }
 void ToolWindow::pbSelectFile_Open() { pbSelectFile.AcceptFileDrop("special/any"); }
 
 void ToolWindow::pbSelectFile_Action() {
-  const FolderItem chosen = GetOpenFolderItem("special/any");
+  const Gravlin* main_window = Window::IfOpen<Gravlin>();
+  const FolderItem start = !fInput.IsNil() ? fInput.Parent()
+                           : main_window   ? main_window->fDownloads
+                                           : FolderItem();
+  const FolderItem chosen = GetOpenFolderItem("special/any", start);
   // A dialog that is cancelled takes nothing from a run of this window, or from one that waits.
-  const bool busy = tWait.Mode() != 0 || tDeleteOutput.Mode() != 0 || Follower().Mode() != 0;
-  if (!chosen.IsNil() || !busy) fInput = chosen;
+  if (!chosen.IsNil() || !Busy()) fInput = chosen;
   if (chosen.IsNil()) return;
   SelectionChanged();
   FixPath = 1;
@@ -88,11 +93,24 @@ void ToolWindow::pbSelectFile_DropObject(const DragItem& dropped) {
   StartProcess();
 }
 
+void ToolWindow::OpenDocument(const FolderItem& document) {
+  if (Busy()) {
+    documents_.push_back(document);
+    tWait.SetMode(2);
+    return;
+  }
+  fInput = document;
+  SelectionChanged();
+  FixPath = 2;
+  StartProcess();
+}
+
 void ToolWindow::StartProcess() {
   {
     const CriticalGuard guard(job_.lock);
     if (job_.running) {
       stStatus.SetText(job_.waiting);
+      waits_ = true;
       tWait.SetMode(2);
       return;
     }
@@ -117,9 +135,16 @@ void ToolWindow::StartProcess() {
 // The flag is read without its lock; StartProcess tests it again, and goes back to waiting if
 // another window was first.
 void ToolWindow::tWait_Action() {
-  if (job_.running) return;
+  if (job_.running || tDeleteOutput.Mode() != 0 || !pbSelectFile.Enabled()) return;
   tWait.SetMode(0);
-  StartProcess();
+  if (std::exchange(waits_, false)) {
+    StartProcess();
+  } else if (!documents_.empty()) {
+    const FolderItem next = documents_.front();
+    documents_.pop_front();
+    OpenDocument(next);
+  }
+  if (!documents_.empty()) tWait.SetMode(2);
 }
 
 void ToolWindow::tDeleteOutput_Action() {
@@ -138,6 +163,7 @@ void ToolWindow::tDeleteOutput_Action() {
   pbSelectFile.SetEnabled(false);
   PrepareParser();
   Deadline = InSeconds(15);
+  last_tick_ = Date();
   Follower().SetPeriod(250);
   Follower().SetMode(2);
   stStatus.SetText(FileSelected(". Starting..."));
@@ -148,6 +174,9 @@ void ToolWindow::tDeleteOutput_Action() {
 
 void ToolWindow::Follow() {
   const Date now;
+  // Nobody watched while the computer slept, and the clock may have been put back.
+  const double since = now.SecondsSince(std::exchange(last_tick_, now));
+  if (since < 0 || since > 10) Deadline.SetSecond(Deadline.Second() + ToInt32(since));
   if (!TimerCallDone) return;
   if (now > Deadline && (!fOutput.Exists() || fOutput.Length() == 0)) {
     Deadline = InSeconds(15);
@@ -190,9 +219,10 @@ void ToolWindow::LoadLines() {
 void ToolWindow::Execute(const std::optional<std::string>& command, std::string_view label) {
   if (!command) {
     if (Gravlin* main_window = Window::IfOpen<Gravlin>())
-      main_window->WriteDebug(label, std::string(job_.tool) +
-                                         " not started: a single quote in the path of " +
-                                         fInput.NativePath());
+      main_window->WriteDebug(label,
+                              std::string(job_.tool) +
+                                  " not started: a single quote, or a mask, in the path of " +
+                                  fInput.NativePath());
     return;
   }
   sh->SetMode(1);
@@ -207,6 +237,24 @@ void ToolWindow::Crawl() {
   if (!SameText(stStatus.Text(), FileSelected(". Starting..."))) return;
   stStatus.SetText(FileSelected(job_.processing));
   stStatus.Refresh();
+}
+
+void ToolWindow::FlushFiles(const FolderItem& folder) {
+  class Flush : public Thread {
+   public:
+    explicit Flush(FolderItem of) : folder_(std::move(of)) {}
+
+   private:
+    void Event_Run() override {
+      Offload([this] {
+        for (const std::string& name : folder_.ChildNames())
+          if (!Ending()) folder_.Child(name).Flush();
+        folder_.Flush();
+      });
+    }
+    const FolderItem folder_;
+  };
+  if (!folder.IsNil()) Thread::Run(std::make_unique<Flush>(folder));
 }
 
 void ToolWindow::EndFollowing() {

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -84,7 +85,9 @@ class ToolWindow : public Window {
   void Event_Close() override;
   void Event_Resized() override;
 
-  virtual Timer& Follower() = 0;      // tPar or tRar
+  virtual Timer& Follower() = 0;  // tPar or tRar
+  // A document that was opened on the program; it waits while the window is busy.
+  void OpenDocument(const FolderItem& document);
   virtual void SelectionChanged() {}  // the user chose or dropped fInput
   virtual void ClearLists() = 0;
   virtual void ReadPlace(const RecordSet&) {}  // further settings of the window
@@ -104,14 +107,24 @@ class ToolWindow : public Window {
   void Execute(const std::optional<std::string>& command, std::string_view label);
   // Shows that the tool is writing when no percentage is known.
   void Crawl();
+  // Brings what a tool has written to the disk, behind the window's back.
+  static void FlushFiles(const FolderItem& folder);
   // Closes the run's books: everything but the job flag.
   void EndFollowing();
   std::string FileSelected(std::string_view what = {}) const;
   static Date InSeconds(int seconds);
 
  private:
+  // A run of this window is under way, or waits.
+  bool Busy() const {
+    return tWait.Mode() != 0 || tDeleteOutput.Mode() != 0 || !pbSelectFile.Enabled();
+  }
+
   ToolJob job_;
   bool opened_ = false;
+  Date last_tick_;
+  bool waits_ = false;                // fInput does, for another window's run
+  std::deque<FolderItem> documents_;  // that came while the window was busy
 };
 
 }  // namespace gravlin

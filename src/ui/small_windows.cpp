@@ -94,7 +94,8 @@ void ServerConnectionError::StaticText2_MouseUp() { ShowURL(Code::ServerErrorPag
 void ShowServerConnectionError(std::string_view reason) {
   auto& window = Window::Shared<ServerConnectionError>();
   window.efErrorText.SetText(reason);
-  window.Show();
+  // Each try of the watchdog comes here: the user may be typing the right password.
+  if (!window.Visible()) window.Show();
 }
 
 Compacting::Compacting()

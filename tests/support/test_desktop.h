@@ -29,7 +29,9 @@ class TestDesktop : public Desktop {
     boxes.push_back({std::string(text), std::string(title), code});
     return Next(answers, 1);
   }
-  FolderItem GetOpenFolderItem(std::string_view) override { return Next(chosen, FolderItem()); }
+  FolderItem GetOpenFolderItem(std::string_view, const FolderItem&) override {
+    return Next(chosen, FolderItem());
+  }
   void ShowURL(std::string_view url) override { urls.emplace_back(url); }
   void Launch(const FolderItem& item) override { launched.push_back(item); }
   void Beep() override { ++beeps; }
