@@ -21,7 +21,10 @@ namespace fs = std::filesystem;
 
 class AppTest : public ::testing::Test {
  protected:
-  ~AppTest() override { SpecialFolder::SetApplicationData({}); }
+  ~AppTest() override {
+    SpecialFolder::SetApplicationData({});
+    Code::ParJobRunning = Code::RarJobRunning = false;  // for the next test of this process
+  }
 
   // The boxes of a start, each with a line end, and "up" behind them if it shows the main window.
   std::string Start() {
@@ -50,6 +53,7 @@ class AppTest : public ::testing::Test {
 
   TempFolder data;
   TestClock clock;
+  std::optional<FileHandle> held;
 };
 
 TEST_F(AppTest, AFailedStartIsToldInOneBoxAndEndsTheProgram) {
@@ -60,6 +64,12 @@ TEST_F(AppTest, AFailedStartIsToldInOneBoxAndEndsTheProgram) {
   } cases[] = {
       {"a file for the folder", [this] { Write("Gravlin"); },
        "Can't create Gravlin.rsd database file.\n"},
+      {"another session's program",
+       [this] {
+         fs::create_directory(data / "Gravlin");
+         held = LockFile(data.Item("Gravlin/Gravlin.lock"));
+       },
+       "Gravlin is running already, in another session.\n"},
       {"a damaged store",
        [this] {
          fs::create_directory(data / "Gravlin");
@@ -84,6 +94,7 @@ TEST_F(AppTest, AFailedStartIsToldInOneBoxAndEndsTheProgram) {
     fs::remove_all(data / "Gravlin");
     c.prepare();
     EXPECT_EQ(Start(), c.told);
+    held.reset();
   }
 }
 

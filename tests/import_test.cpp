@@ -7,6 +7,7 @@
 #include "nzb/catalogue.h"
 #include "nzb/grv_parse.h"
 #include "platform/scheduler.h"
+#include "support/full_disk.h"
 #include "support/store_fixture.h"
 
 namespace gravlin {
@@ -163,6 +164,28 @@ TEST_F(ImportTest, WaitsForTheStoreAndForOtherWriters) {
   EXPECT_EQ(Names(), "");
   Code::DBFree = true;
   EXPECT_TRUE(Ended());
+  EXPECT_EQ(Names(), "a.rar");
+}
+
+// A disk that fills in the middle leaves no part of a list, and the store as it was.
+TEST_F(ImportTest, AListThatCannotBeStoredWholeIsToldAndLeftOut) {
+  std::string text;
+  for (int i = 0; i < 60; ++i) text += FileElement("a" + std::to_string(i) + ".rar", 1000);
+  Start(folder.Write("set.nzb", text));
+  {
+    const testing::FullDisk disk(700'000);
+    EXPECT_TRUE(Ended());
+  }
+  EXPECT_EQ(LastBox().find("The NZB file could not be imported: "), 0u) << LastBox();
+  EXPECT_EQ(window.done + Names(), "");
+  Import(text);
+  EXPECT_EQ(Stored("NZBFiles", "count(*)"), "60");
+}
+
+// A name that would be read as part of the statement is not stored.
+TEST_F(ImportTest, ANameWithAQuoteReachesNoStatement) {
+  Import(FileElement("a.rar", 1), "a',Cols=(select URL from Servers),Name='b.nzb");
+  EXPECT_EQ(Stored("Settings_Gravlin", "Cols||Name"), "");
   EXPECT_EQ(Names(), "a.rar");
 }
 

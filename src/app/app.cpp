@@ -56,6 +56,12 @@ void App::OpenFoldersAndStore() {
     return;
   }
   if (!Code::AppDataFolder.Exists()) Code::AppDataFolder.CreateAsFolder();
+  Code::AppDataFolder.MakePrivate();
+  lock_ = LockFile(Code::AppDataFolder.Child("Gravlin.lock"));
+  if (!lock_) {
+    FailToStart("Gravlin is running already, in another session.");
+    return;
+  }
   Code::fApp = SpecialFolder::Applications();
   Code::fParApp = Code::fApp.Child("par2");
   Code::fRarApp = Code::fApp.Child("unrar");
@@ -81,6 +87,8 @@ bool App::OpenDB() {
       CreateDatabase();
       return !Quitting();
     }
+    for (const char* journal : {"", "-wal", "-shm"})
+      Code::AppDataFolder.Child(store.Name() + journal).MakePrivate();
     if (Database(store).Connect()) return true;
     DBProblem = true;
     return false;
@@ -95,8 +103,11 @@ bool App::OpenDB() {
 void App::CreateDatabase() {
   const std::string name = Code::fGlobalDB.Name();
   FolderItem half_made = Code::AppDataFolder.Child(name + ".new");
-  for (const char* journal : {"", "-wal", "-shm"})
+  for (const char* journal : {"", "-wal", "-shm"}) {
     Code::AppDataFolder.Child(half_made.Name() + journal).Delete();
+    // Of a store that was deleted without its journal, which would be played into the new one.
+    if (*journal) Code::AppDataFolder.Child(name + journal).Delete();
+  }
   bool made;
   {
     Database db(half_made);

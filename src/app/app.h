@@ -3,10 +3,12 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/application.h"
 #include "platform/menu.h"
+#include "platform/streams.h"
 
 namespace gravlin {
 
@@ -51,6 +53,7 @@ class App : public Application {
 
  private:
   void OpenFoldersAndStore();
+  std::optional<FileHandle> lock_;  // on the folder, against a start from another session
   // Tells why, and ends the program.
   void FailToStart(std::string_view why);
   void BindMenu();

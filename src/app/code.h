@@ -34,7 +34,7 @@ inline bool ServerConnectionErrorOpen = false;
 
 // The right to write to the store, and the lock that makes its test and set one step.
 inline bool DBFree = true;
-inline bool DBKept = false;  // for the rest of the run, by an import that ended inside a file
+inline bool DBKept = false;  // by an import that ended inside a file, or waits for its rest
 inline CriticalSection DBLock;
 
 // Names and the file type catalogue.

@@ -87,7 +87,8 @@ bool App::_mCompactDataba_Action() {
   if (db.Connect()) {
     db.SQLExecute("VACUUM");
     Window::Shared<Compacting>().Close();
-    MsgBox("All Done.");
+    MsgBox(db.Error() ? "The database file could not be compacted: " + db.ErrorMessage() + "."
+                      : "All Done.");
   } else {
     MsgBox("Can't connect to database file.");
     Window::Shared<Compacting>().Close();

@@ -5,6 +5,7 @@
 // leaves all parts, and no half file under a final name; a later run takes the parts up again.
 #include <exception>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -25,9 +26,6 @@ namespace gravlin {
 namespace {
 
 constexpr int kPause = 100;  // milliseconds between two looks whether the other assembly has ended
-constexpr int kStorePause =
-    10;  // milliseconds between two looks whether the store has the new name
-constexpr int kStoreWait = 2000;  // and for how long at most
 constexpr std::size_t kWorkBlock = 4096;
 
 // A step that went wrong; the text tells the user which.
@@ -51,8 +49,9 @@ FolderItem TemporaryFile(const Gravlin& window, const AssemblyJob& job) {
   return window.fParts.Child("nzb_temp." + extension);
 }
 
-std::vector<std::int32_t> PartNumbers(const Gravlin& window, const AssemblyJob& job) {
-  std::vector<std::int32_t> numbers;
+std::optional<std::vector<std::int32_t>> PartNumbers(const Gravlin& window,
+                                                     const AssemblyJob& job) {
+  std::optional<std::vector<std::int32_t>> numbers;
   Thread::Offload([&numbers, &job, folder = window.fParts] {
     numbers = PartNumbersIn(folder, job.TheFilename, job.LargestPartNo);
   });
@@ -73,6 +72,7 @@ std::string NameInBody(Gravlin& window, const AssemblyJob& job, std::int32_t par
   const std::string name =
       Code::CleanSQLString(Code::CleanFilename(Code::ExtractFilenameFromBody(text)));
   if (name.empty() || SameText(name, job.TheFilename)) return name;
+  if (SameText(name, "Extracted_Files")) return {};  // the folder of what comes out of archives
   window.WriteDebug("Gravlin.Assemble", "Found filename in part " + Str(part) + ": " + name);
   const std::string fixed = Code::FixNZBFilename(*window.db, name);
   if (fixed != name) window.WriteDebug("Gravlin.Assemble", "Filename cleaned: " + fixed);
@@ -131,6 +131,8 @@ void PutInPlace(Gravlin& window, const AssemblyJob& job) {
     flushed = file.Flush();
     moved = flushed && file.MoveTo(folder, job.TheFilename);
     flushed = moved && folder.Flush();
+    // As if it had not been moved: the parts stay, and the next run joins them again.
+    if (moved && !flushed) file.Delete();
   });
   Need(moved, "the decoded file could not be moved to the Downloads folder");
   window.fTemp = file;
@@ -139,7 +141,8 @@ void PutInPlace(Gravlin& window, const AssemblyJob& job) {
 
 void DeleteParts(Gravlin& window, const AssemblyJob& job) {
   window.WriteDebug("Decode", "Deleting part files...");
-  for (const std::int32_t number : PartNumbers(window, job)) {
+  // Where the folder cannot be read a launch deletes them.
+  for (const std::int32_t number : PartNumbers(window, job).value_or(std::vector<std::int32_t>())) {
     window.fParts.Child(PartFileNameOf(job.TheFilename, number)).Delete();
     Thread::Yield();
   }
@@ -174,14 +177,13 @@ void RenameToNameInBody(Gravlin& window, const AssemblyJob& job) {
   // An import may have given the ID to a file of another NZB meanwhile.
   Code::SaveToDB({"Update NZBFiles Set Filename='" + name + "' where ID=" +
                   Str(job.DownloaderFilesID) + " and Filename='" + job.TheFilename + "'"},
-                 "none");
+                 "none", /*durable=*/true);
   if (const int row = window.List.FindRow(job.TheFilename); row >= 0) {
     window.List.SetListIndex(row);
     window.List.SetCell(row, ListColumn::kFilename, name);
   }
   window.List.Refresh();
-  for (int waited = 0; Code::PendingWrites() > 0 && waited < kStoreWait; waited += kStorePause)
-    Thread::Sleep(kStorePause);
+  Code::AwaitWrites();
 }
 
 }  // namespace
@@ -216,7 +218,14 @@ void grvConcat::End() {
   // The one that waits has cleared the flag before, and sets it in its turn.
   if (window_.Concats > 1) return;
   window_.ThreadFlag = true;
-  window_.TheTimer.FireSoon();
+  if (window_.TheTimer.Mode() != 0) {
+    window_.TheTimer.FireSoon();
+    return;
+  }
+  // Outside a run nothing else would take these words away.
+  const std::string status = window_.stStatus.Text();
+  if (status.starts_with("Assembling: ") || status.starts_with("Decoding: "))
+    window_.stStatus.SetText(window_.FirstStartDone ? "Done." : "Ready.");
 }
 
 void Gravlin::Assemble(const AssemblyJob& job) {
@@ -230,10 +239,9 @@ void Gravlin::Assemble(const AssemblyJob& job) {
     stStatus.SetText("Assembling: " + job.TheFilename);
     stStatus.Refresh();
     std::string text;
-    const std::vector<std::int32_t> numbers = PartNumbers(*this, job);
-    // A folder that cannot be read looks empty; the file is not saved for that.
-    Need(!numbers.empty(), "its parts could not be found");
-    for (const std::int32_t number : numbers) {
+    const std::optional<std::vector<std::int32_t>> numbers = PartNumbers(*this, job);
+    Need(numbers && !numbers->empty(), "its parts could not be found");
+    for (const std::int32_t number : *numbers) {
       ReadPart(fParts.Child(PartFileNameOf(job.TheFilename, number)), text);
       if (Encoding.empty()) {
         Encoding = Code::DetermineEncoding(text);

@@ -15,6 +15,8 @@
 namespace gravlin {
 namespace {
 
+constexpr int kDiskFailures = 3;
+
 // Undoes the dot-stuffing of the wire (RFC 3977, section 3.1.1) in place.
 void UndoDotStuffing(std::string& article) {
   constexpr std::string_view kStuffed = "\r\n..";
@@ -154,9 +156,12 @@ bool Gravlin::SavePart() {
   FolderItem scratch = fParts.Child("nzb_temp.txt");
   try {
     LongBinaryStream stream(scratch, true, 4096);
+    ++disk_failures_;
     const bool written = stream.Write(ArticleBody);
     if (!stream.Close() || !written) return false;
+    disk_failures_ = 0;
   } catch (const NilObjectException&) {
+    ++disk_failures_;
     return false;
   }
   const FolderItem empty_part = fParts.Child(PartFileName);
@@ -175,7 +180,14 @@ void Gravlin::FailPart(std::string_view why) {
   RecordError(text);
   ++PartsDone;
   UpdateBar1();
-  GetNextArticle();
+  if (disk_failures_ < kDiskFailures) {
+    GetNextArticle();
+    return;
+  }
+  // The rest would be fetched for nothing.
+  stop_reason_ = "Stopped, since the disk takes no more parts.";
+  pbStart.SetCaption("Start");
+  StopScanning();
 }
 
 void Gravlin::CountPart(std::size_t bytes) {

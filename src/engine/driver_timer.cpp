@@ -72,6 +72,7 @@ void Gravlin::Tick() {
 // True when it ended the session or started it anew.
 bool Gravlin::WatchSilence() {
   const double silence = Date().SecondsSince(LastResponse);
+  if (silence < 0) SetDeadline();  // the clock was put back
   const int seconds = ToInt32(silence);
   if (seconds > kSilenceShown) {
     if (State == "sent quit") {

@@ -49,7 +49,8 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   void LogOn();
   // Reads the one server row into the fields below and into the form.
   void LoadServer();
-  void AwaitFormSaved();
+  // What the form says goes into the fields below: from the row, or at once where writes wait.
+  void TakeServer();
   // Tries the group at iGroups for the current file; without one left, goes on without a group.
   void InitGroup();
   void GroupSelected();
@@ -216,6 +217,8 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   PartFlush part_flush_;
   PartsOnDisk parts_on_disk_;      // of the current file
   std::set<std::string> endless_;  // articles of this run whose reply had no end
+  int disk_failures_ = 0;          // articles in a row that the disk did not take
+  std::string stop_reason_;        // shown at the end of a run that the program stopped itself
   int engine_depth_ = 0;           // engine steps that are under way, one inside the other
   bool data_waiting_ = false;      // data came during an engine step
   bool logged_on_ = false;         // between the log-on of this connection and Stop

@@ -27,13 +27,16 @@ std::int32_t PartNumberIn(std::string_view part_name, std::string_view filename)
   return number > 0 && part_name == PartFileNameOf(filename, number) ? number : 0;
 }
 
-std::vector<std::int32_t> PartNumbersIn(const FolderItem& folder, std::string_view filename,
-                                        std::int32_t largest) {
+std::optional<std::vector<std::int32_t>> PartNumbersIn(const FolderItem& folder,
+                                                       std::string_view filename,
+                                                       std::int32_t largest) {
   std::vector<std::int32_t> numbers;
-  for (const std::string& name : folder.ChildNames()) {
+  bool whole = false;
+  for (const std::string& name : folder.ChildNames(&whole)) {
     const std::int32_t number = PartNumberIn(name, filename);
     if (number > 0 && number <= largest) numbers.push_back(number);
   }
+  if (!whole) return std::nullopt;
   std::sort(numbers.begin(), numbers.end());
   return numbers;
 }

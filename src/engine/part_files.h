@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,9 +22,10 @@ std::string_view FilenameOfPart(std::string_view part_name);
 std::int32_t PartNumberIn(std::string_view part_name, std::string_view filename);
 
 // The numbers from 1 to `largest` of the parts that lie in the folder, in ascending order.  Reads
-// the folder once, since a broken NZB can have numbers of any size.  Blocks: call it through
-// Thread::Offload.
-std::vector<std::int32_t> PartNumbersIn(const FolderItem& folder, std::string_view filename,
-                                        std::int32_t largest);
+// the folder once, since a broken NZB can have numbers of any size.  Nothing if the folder could
+// not be read to its end.  Blocks: call it through Thread::Offload.
+std::optional<std::vector<std::int32_t>> PartNumbersIn(const FolderItem& folder,
+                                                       std::string_view filename,
+                                                       std::int32_t largest);
 
 }  // namespace gravlin

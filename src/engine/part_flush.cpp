@@ -20,7 +20,7 @@ constexpr std::size_t kHole = 512;  // a disk loses whole sectors
 // are text, and yEnc has no NUL (yEnc draft 1.3, "The encoding").
 bool IsWholeReply(const FolderItem& part) {
   const std::unique_ptr<TextInputStream> stream = part.OpenAsTextFile();
-  if (!stream) return false;
+  if (!stream) return true;  // for want of a descriptor, say: nothing is known against it
   const std::string text = stream->ReadAll();
   const std::size_t tail = std::min<std::size_t>(text.size(), 5);
   return Usenet::EndOfResponse(std::string_view(text).substr(text.size() - tail)) &&
@@ -30,36 +30,41 @@ bool IsWholeReply(const FolderItem& part) {
 class FlushThread : public Thread {
  public:
   FlushThread(FolderItem parts, FolderItem mark, std::vector<std::string> names,
-              std::shared_ptr<bool> running)
+              std::shared_ptr<PartFlush::Progress> progress)
       : parts_(std::move(parts)),
         mark_(std::move(mark)),
         names_(std::move(names)),
-        running_(std::move(running)) {}
+        until_(FolderItem::ModifiedNow()),
+        progress_(std::move(progress)) {}
 
  private:
   void Event_Run() override {
-    Offload([this] { Flush(); });
-    *running_ = false;
+    bool safe = false;
+    Offload([this, &safe] { safe = Flush(); });
+    // A second flush of what failed once tells nothing: the mark stays for the rest of the run.
+    if (!safe) progress_->failed = true;
+    if (!progress_->failed) mark_.SetModified(until_);
+    progress_->running = false;
   }
-  void Flush() {
-    const std::int64_t until = FolderItem::ModifiedNow();
+  bool Flush() {
     bool safe = true;
     for (const std::string& name : names_) {
       const FolderItem part = parts_.Child(name);
       // A part that has been joined to its file meanwhile is no longer there.
       safe = (part.Flush() || !part.Exists()) && safe;
     }
-    if (parts_.Flush() && safe) mark_.SetModified(until);
+    return parts_.Flush() && safe;
   }
 
   const FolderItem parts_, mark_;
   const std::vector<std::string> names_;
-  const std::shared_ptr<bool> running_;
+  const std::int64_t until_;
+  const std::shared_ptr<PartFlush::Progress> progress_;
 };
 
 }  // namespace
 
-PartFlush::PartFlush() : running_(std::make_shared<bool>(false)) {}
+PartFlush::PartFlush() : progress_(std::make_shared<Progress>()) {}
 PartFlush::~PartFlush() = default;
 
 void PartFlush::Use(const FolderItem& parts) {
@@ -76,8 +81,8 @@ void PartFlush::Use(const FolderItem& parts) {
 }
 
 void PartFlush::BeforePart() {
-  if (std::exchange(marked_, true) || parts_.IsNil()) return;
-  mark_.CreatePrivateFile();
+  if (marked_ || parts_.IsNil()) return;
+  marked_ = mark_.CreatePrivateFile();
   mark_.Flush();
   mark_.Parent().Flush();
 }
@@ -85,10 +90,10 @@ void PartFlush::BeforePart() {
 void PartFlush::PartSaved(const std::string& name) {
   waiting_.push_back(name);
   const std::int64_t now = TheClock().Milliseconds();
-  if (now < next_ || *running_) return;
+  if (now < next_ || progress_->running) return;
   next_ = now + kPause;
-  *running_ = true;
-  Thread::Run(std::make_unique<FlushThread>(parts_, mark_, std::exchange(waiting_, {}), running_));
+  progress_->running = true;
+  Thread::Run(std::make_unique<FlushThread>(parts_, mark_, std::exchange(waiting_, {}), progress_));
 }
 
 }  // namespace gravlin

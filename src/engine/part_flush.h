@@ -19,6 +19,10 @@ namespace gravlin {
 class PartFlush {
  public:
   static constexpr int kPause = 5000;  // milliseconds of the Clock between two flushes
+  // Shared with the thread of a flush.
+  struct Progress {
+    bool running = false, failed = false;
+  };
 
   PartFlush();
   ~PartFlush();
@@ -35,8 +39,8 @@ class PartFlush {
   FolderItem parts_, mark_;
   bool marked_ = false;
   std::vector<std::string> waiting_;
-  std::int64_t next_ = 0;          // Clock milliseconds
-  std::shared_ptr<bool> running_;  // a flush is; shared with its thread
+  std::int64_t next_ = 0;  // Clock milliseconds
+  std::shared_ptr<Progress> progress_;
 };
 
 }  // namespace gravlin

@@ -31,6 +31,8 @@ void Gravlin::pbStart_Action() {
   SessionBytes = 0;
   TotalErrors = 0;
   endless_.clear();
+  disk_failures_ = 0;
+  stop_reason_.clear();
   if (!FirstStartDone) {
     FirstStartDone = true;
     OverallStartTick = Ticks();

@@ -67,9 +67,16 @@ void Gravlin::LoadServer() {
 
 // The form is saved in the background at every keystroke.  Reading the row before the last save has
 // reached it would put the older text back into the form, and into the store.
-void Gravlin::AwaitFormSaved() {
-  constexpr int kPause = 10, kTries = 200;  // milliseconds
-  for (int i = 0; i < kTries && Code::PendingWrites() > 0; ++i) Thread::Sleep(kPause);
+void Gravlin::TakeServer() {
+  if (Code::AwaitWrites()) {
+    LoadServer();
+    return;
+  }
+  TheServerURL = efURL.Text();
+  TheServerUsername = efUserName.Text();
+  TheServerPassword = efPassword.Text();
+  TheServerPort = ToInt32(Val(efPort.Text()));
+  TheSSLSetting = kSSLChoices.at(static_cast<std::size_t>(std::max(pmSSL.ListIndex(), 0))).code;
 }
 
 void Gravlin::LogOn() {
@@ -83,9 +90,8 @@ void Gravlin::LogOn() {
   stMB.SetText("mb: 0.0");
   stTime.SetText("00:00:00");
   stTime.SetHelpTag("Time left");
-  AwaitFormSaved();
+  TakeServer();
   if (Application::Quitting()) return;
-  LoadServer();
   if (Code::DebugOn) StartDebugMode();
   stStatus.SetText("Connecting to " + TheServerURL + "...");
   News.SetAddress(TheServerURL);
@@ -100,7 +106,8 @@ void Gravlin::LogOn() {
   News.Connect();
 }
 
-// The socket keeps the security that LogOn gave it.
+// The socket keeps the security that LogOn gave it, or gets more: the fields may have been changed
+// by a test of the server, and the new password is not to go out in the clear.
 void Gravlin::Reconnect() {
   Reconecting = true;
   News.Close();
@@ -111,6 +118,7 @@ void Gravlin::Reconnect() {
   WriteDebug("Reconnect", text);
   News.SetAddress(TheServerURL);
   News.SetPort(TheServerPort);
+  if (TheSSLSetting != 999) News.SetSecure(true);
   State = "connect";
   logged_on_ = false;
   rest_of_line_ = 0;
@@ -158,7 +166,7 @@ void Gravlin::Stop() {
   pbStart.SetCaption("Start");
   pbStart.SetEnabled(true);
   State = "logged off";
-  stStatus.SetText("Done.");
+  stStatus.SetText(stop_reason_.empty() ? "Done." : stop_reason_);
 }
 
 void Gravlin::Send(std::string_view command) { News.Write(std::string(command) + Code::CRLF); }

@@ -2,7 +2,7 @@
 #include "nzb/grv_parse.h"
 
 #include <algorithm>
-#include <exception>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -18,7 +18,12 @@ namespace gravlin {
 namespace {
 
 constexpr int kRetryMilliseconds = 100;
+constexpr std::size_t kLongestShown = 1000;  // bytes of a subject in a box
 constexpr int kClockBytes = 4096;  // of the NZB file between two looks whether others wait
+
+struct NotStored : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
 
 // Passes on whole percents only when they change.
 class Progress {
@@ -42,10 +47,16 @@ class Progress {
 void grvParse::Event_Run() {
   try {
     Import();
+    return;
+  } catch (const NotStored& failure) {
+    why_not_stored_ = failure.what();
   } catch (const std::exception&) {
     // A file that cannot be opened or that has no segments ends the import without a word.
     if (lock_taken_) Code::DBFree = true;
+    return;
   }
+  db.reset();  // with all of this import
+  Tell("The NZB file could not be imported: " + why_not_stored_ + ".", true);
 }
 
 void grvParse::Import() {
@@ -110,7 +121,8 @@ bool grvParse::ReadFiles(TextInputStream& stream) {
         Tell(MessageOf(reader_.Failure()), !Code::DBKept);
         return false;
     }
-    if (at_end && reader_.InsideGroups()) Sleep(kRetryMilliseconds);
+    Code::DBKept = at_end && reader_.InsideGroups();
+    if (Code::DBKept) Sleep(kRetryMilliseconds);
     // Looking at the clock takes as long as reading a line.
     if (stream.PositionB() - looked_at >= kClockBytes) {
       looked_at = stream.PositionB();
@@ -130,7 +142,7 @@ bool grvParse::NameFile() {
         "Can't find filename in subject. Please look at this subject, spot the file extension, add "
         "it to the File "
         "Types window, and then re-import the NZB file." +
-            Code::CRLF + Code::CRLF + subject,
+            Code::CRLF + Code::CRLF + subject.substr(0, kLongestShown),
         true);
     return false;
   }
@@ -152,18 +164,22 @@ void grvParse::StoreFile() {
   record.SetColumn("Groups", file.groups);
   record.SetColumn("Parts", file.parts);
   db->InsertRecord("NZBFiles", record);
+  // The store has dropped the rows before this one; those behind it would be taken for all.
+  if (db->Error()) throw NotStored(db->ErrorMessage());
   total_bytes_ += file.bytes;
 }
 
 void grvParse::Finish() {
   const std::string name = nzb_.Name();
-  // A total of 0 gives empty text and a statement that fails, as does a name with a quote.  The
-  // values of ClearLastImport then stand.
+  // A total of 0 gives empty text and a statement that fails, and a name with a quote would be part
+  // of the statement.  The values of ClearLastImport then stand.
   db->SQLExecute("Update Settings_Gravlin set ExpectedBytes=" +
                  Format(total_bytes_, "#####################"));
   db->SQLExecute("Update Settings_Gravlin set CompletedBytes=0");
-  db->SQLExecute("Update Settings_Gravlin set Name='" + name + "'");
+  if (name.find('\'') == std::string::npos)
+    db->SQLExecute("Update Settings_Gravlin set Name='" + name + "'");
   db->Commit();
+  if (db->Error()) throw NotStored(db->ErrorMessage());
   Code::DBFree = true;
   lock_taken_ = false;
   w.ImportDone(name, total_bytes_);

@@ -43,6 +43,7 @@ class grvParse : public Thread {
   NzbReader reader_;
   std::string filename_, ext_;  // of the file being read
   double total_bytes_ = 0;
+  std::string why_not_stored_;
   bool lock_taken_ = false;
 };
 

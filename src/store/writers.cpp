@@ -59,6 +59,7 @@ void SaveData::Event_Run() {
   try {
     db = WaitForStore(turn_);
     WriteRight right(turn_);
+    db->SetDurableCommits(durable);
     for (const std::string& statement : sql) {
       db->SQLExecute(statement);
       Thread::Yield();
@@ -99,10 +100,11 @@ bool LockDB() {
   return std::exchange(DBFree, false);
 }
 
-void SaveToDB(std::vector<std::string> sql, std::string_view ReturnTo) {
+void SaveToDB(std::vector<std::string> sql, std::string_view ReturnTo, bool durable) {
   auto writer = std::make_unique<SaveData>();
   writer->sql = std::move(sql);
   writer->ReturnTo = ReturnTo;
+  writer->durable = durable;
   Thread::Run(std::move(writer));
 }
 
@@ -116,6 +118,12 @@ void AddRecToDB(std::string_view pTable, std::vector<DatabaseRecord> pRec,
 }
 
 int PendingWrites() { return WriterTurn::Count(); }
+
+bool AwaitWrites() {
+  constexpr int kShortPause = 10, kTries = 200;  // milliseconds
+  for (int i = 0; i < kTries && PendingWrites() > 0 && !DBKept; ++i) Thread::Sleep(kShortPause);
+  return PendingWrites() == 0;
+}
 
 }  // namespace Code
 }  // namespace gravlin

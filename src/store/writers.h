@@ -45,6 +45,7 @@ class SaveData : public Thread {
  public:
   std::vector<std::string> sql;
   std::string ReturnTo;  // name of the call back, or "none"
+  bool durable = false;
   std::unique_ptr<Database> db;
 
  protected:
@@ -79,11 +80,14 @@ namespace Code {
 // Takes the right to write if it is free.  Never waits.
 bool LockDB();
 // Start a background write and return at once.
-void SaveToDB(std::vector<std::string> sql, std::string_view ReturnTo);
+// `durable` writes are on the disk before the next write begins.
+void SaveToDB(std::vector<std::string> sql, std::string_view ReturnTo, bool durable = false);
 void AddRecToDB(std::string_view pTable, std::vector<DatabaseRecord> pRec,
                 std::string_view ReturnTo);
 // Background writes that have not ended.
 int PendingWrites();
+// Waits for them, two seconds at most; false if some have not ended.
+bool AwaitWrites();
 
 // "FileTypesWin.FinishedNewType": defined with that window, in ui/.
 void FinishedNewFileType(std::int64_t id);

@@ -1,6 +1,7 @@
 // The quick test of the wizard: a log-on and nothing else, on a socket of its own.
 #include "app/code.h"
 #include "engine/gravlin.h"
+#include "platform/application.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
 
@@ -9,8 +10,8 @@ namespace gravlin {
 void Gravlin::pbTest_Action() {
   // The only way in which the connection of an earlier test is ended.
   NewsTest.Close();
-  AwaitFormSaved();
-  LoadServer();
+  TakeServer();
+  if (Application::Quitting()) return;
   if (TheServerURL.empty())
     MsgBox("Please set up your news server.");
   else

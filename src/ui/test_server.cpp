@@ -8,6 +8,7 @@
 #include "platform/desktop.h"
 #include "platform/text.h"
 #include "platform/thread.h"
+#include "store/writers.h"
 
 namespace gravlin {
 namespace {
@@ -55,6 +56,7 @@ void TestServer::Event_Open() {
   DoneLoading = false;
   db = std::make_unique<Database>(Code::fGlobalDB);
   while (!db->Connect() && !Application::Quitting()) Thread::Sleep(kBetweenAttempts);
+  Code::AwaitWrites();  // of the form
   LoadTheServer();
   efCommand.SetEnabled(false);
   pbSend.SetEnabled(false);
