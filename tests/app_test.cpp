@@ -7,12 +7,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "app/code.h"
-#include "engine/gravlin.h"
+#include "support/engine_fixture.h"
 #include "support/full_disk.h"
-#include "support/temp_folder.h"
-#include "support/test_clock.h"
-#include "support/test_desktop.h"
 
 namespace gravlin::testing {
 namespace {
@@ -112,20 +108,17 @@ TEST_F(AppTest, AFirstStartThatIsCutOffIsMadeAgain) {
   EXPECT_EQ(Start(), "up");
 }
 
-TEST_F(AppTest, DocumentsGoToTheWindowOfTheirKind) {
-  EXPECT_EQ(Start(), "up");
-  int argc = 1;
-  char name[] = "gravlin";
-  char* argv[] = {name, nullptr};
-  App app(argc, argv);
-  app.Event_Open();
+using DocumentsTest = EngineTest;
+
+TEST_F(DocumentsTest, GoToTheWindowOfTheirKind) {
+  Launch();
   const std::pair<const char*, const char*> cases[] = {
       {"set.PAR2", "PAR"}, {"set.p01", "PAR"}, {"a.par", "PAR"}, {"a.rar", "RAR"},
       {"a.R00", "RAR"},    {"a.r01", "RAR"},   {"a.p02", ""},    {"a.nzb", ""}};
   for (const auto& [document, title] : cases) {
     Asked().Clear();
     const std::size_t before = Window::All().size();
-    app.Event_OpenDocument(data.Item(document));
+    app->Event_OpenDocument(data.Item(document));
     const std::vector<Window*> windows = Window::All();
     if (*title) {
       ASSERT_EQ(windows.size(), before + 1) << document;

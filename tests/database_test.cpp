@@ -1,4 +1,4 @@
-// The store's classes on real SQLite files.
+// The store's classes and its background writers on real SQLite files.
 #include "store/database.h"
 
 #include <malloc.h>
@@ -96,18 +96,6 @@ TEST_F(DatabaseTest, WritesAreOneTransactionUntilCommit) {
     lost.SQLExecute("Update Servers Set Port=4");
   }
   EXPECT_EQ(SeenByOthers(port), "1");
-}
-
-TEST_F(DatabaseTest, AReaderNeitherWaitsForAWriterNorHoldsOneUp) {
-  Database reader(file);
-  ASSERT_TRUE(reader.Connect());
-  const auto rows = reader.SQLSelect("Select * from FileTypes");
-  db.SQLExecute("Delete from FileTypes");
-  EXPECT_EQ(reader.SQLSelect("Select * from FileTypes")->RecordCount(), 27);
-  db.Commit();
-  EXPECT_FALSE(db.Error());
-  EXPECT_EQ(rows->RecordCount(), 27);
-  EXPECT_EQ(reader.SQLSelect("Select * from FileTypes")->RecordCount(), 0);
 }
 
 TEST_F(DatabaseTest, OnTheMainThreadAWriterWaitsFiveSecondsWhileEventsGoOn) {
@@ -234,6 +222,103 @@ TEST_F(DatabaseTest, DurabilityIsSetBeforeConnecting) {
   early.SetDurableCommits(true);
   ASSERT_TRUE(early.Connect());
   EXPECT_EQ(early.SQLSelect("PRAGMA synchronous")->Field("synchronous").IntegerValue(), 2);
+}
+
+// Background writers: their order, their failures, their turn.
+class WritersTest : public StoreTest {
+ protected:
+  std::string Server(const std::string& columns) { return Stored("Servers", columns); }
+};
+
+TEST_F(WritersTest, ABadStatementLeavesTheOthers) {
+  Code::SaveToDB(
+      {"Update Servers Set Port=1", "Update Servers Set Nonsense=1", "Update Servers Set SSL='v3'"},
+      "none");
+  EXPECT_EQ(Server("Port"), "119") << "written before the caller went on";
+  ASSERT_TRUE(Save());
+  EXPECT_EQ(Server("Port||SSL"), "1v3");
+  EXPECT_TRUE(Code::DBFree);
+}
+
+// The writers poll at their own moments; the younger one's comes first when the right is free.
+TEST_F(WritersTest, ATakenRightHoldsWritersUpAndAnOlderWriteIsNeverTheLast) {
+  ASSERT_TRUE(Code::LockDB());
+  EXPECT_FALSE(Code::LockDB());
+  Code::SaveToDB({"Update Servers Set URL='old'"}, "none");
+  Code::SaveToDB({}, "none");
+  clock.Advance(60);
+  Code::SaveToDB({"Update Servers Set URL='new'"}, "none");
+  clock.Advance(50);
+  EXPECT_EQ(Code::PendingWrites(), 3);
+  Code::DBFree = true;
+  ASSERT_TRUE(Save());
+  EXPECT_EQ(Server("URL"), "new");
+  EXPECT_TRUE(Code::DBFree);
+}
+
+TEST_F(WritersTest, ABurstOfWritersWritesOneAtATimeAndLosesNothing) {
+  SetSlice(0);
+  // Were two between their statements at once, one would find the other's mark.
+  for (int i = 0; i < 10; ++i) {
+    Code::SaveToDB({"Insert into FileTypes (Name) values ('burst')",
+                    "Update Settings_Gravlin Set Name=ifnull(Name,'')||'('",
+                    "Update Settings_Gravlin Set Name=Name||')'"},
+                   "none");
+  }
+  EXPECT_EQ(Code::PendingWrites(), 10);
+  const std::int64_t start = clock.Milliseconds();
+  ASSERT_TRUE(Save());
+  SetSlice(8);
+  EXPECT_EQ(Stored("FileTypes where Name='burst'", "count(*)"), "10");
+  EXPECT_EQ(Stored("Settings_Gravlin", "Name"), "()()()()()()()()()()");
+  EXPECT_LT(clock.Milliseconds() - start, 3000);
+}
+
+TEST_F(WritersTest, AnotherConnectionsTransactionOnlyDelays) {
+  Database other(Code::fGlobalDB);
+  ASSERT_TRUE(other.Connect());
+  other.SQLExecute("Update Servers Set SSL='v1'");
+  Code::SaveToDB({"Update Servers Set Port=1"}, "none");
+  clock.Advance(60'000);  // no limit within a thread
+  EXPECT_EQ(Code::PendingWrites(), 1);
+  other.Commit();
+  ASSERT_TRUE(Save());
+  EXPECT_EQ(Server("Port||SSL"), "1v1");
+}
+
+template <class Writer>
+struct FailingCallBack : Writer {
+  FailingCallBack() { this->ReturnTo = "a window that is gone"; }
+  void DoReturnCall() override {
+    EXPECT_EQ(Code::DBFree, (std::is_same_v<Writer, SaveData>)) << "given back before or after";
+    throw NilObjectException();
+  }
+};
+
+TEST_F(WritersTest, ACallBackThatFailsTakesNeitherTheRightNorWhatIsWritten) {
+  auto save = std::make_unique<FailingCallBack<SaveData>>();
+  save->sql = {"Update Servers Set Port=1"};
+  Thread::Run(std::move(save));
+  ASSERT_TRUE(Save());
+  auto insert = std::make_unique<FailingCallBack<InsertRecord>>();
+  insert->pTable = "FileTypes";
+  insert->pRec.resize(2);
+  for (DatabaseRecord& record : insert->pRec) record.SetColumn("Name", "new");
+  Thread::Run(std::move(insert));
+  ASSERT_TRUE(Save());
+  EXPECT_TRUE(Code::DBFree);
+  EXPECT_EQ(Server("Port") + Stored("FileTypes where Name='new'", "count(*)"), "12");
+}
+
+TEST_F(WritersTest, AWriterEndedInTheMiddleGivesTheRightBack) {
+  SetSlice(0);
+  Code::SaveToDB(std::vector<std::string>(500, "Update Servers Set Port=Port+1"), "none");
+  ASSERT_TRUE(clock.RunUntil([] { return !Code::DBFree; }));
+  EndAllThreads();
+  SetSlice(8);
+  EXPECT_TRUE(Code::DBFree);
+  EXPECT_EQ(Code::PendingWrites(), 0);
+  EXPECT_EQ(Server("Port"), "119");
 }
 
 }  // namespace

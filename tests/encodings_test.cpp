@@ -20,7 +20,12 @@ struct Case {
 };
 
 void Check(auto function, const std::vector<Case>& cases) {
-  for (const Case& c : cases) EXPECT_EQ(function(c.text), c.expected) << c.what;
+  for (const Case& c : cases) {
+    EXPECT_EQ(function(c.text), c.expected) << c.what;
+    // A text may be cut anywhere; the sanitizers watch.
+    for (std::size_t length = 0; length < std::min<std::size_t>(c.text.size(), 400); ++length)
+      function(c.text.substr(0, length));
+  }
 }
 
 std::string Fill(std::size_t size) { return std::string(size, 'x'); }
@@ -98,23 +103,6 @@ TEST(EncodingsTest, TheBodyGivesAFileName) {
              kHead + "filename=\"a\"\r\nContent-Transfer-Encoding: base64\r\n", ""},
             {"empty", "", ""},
         });
-}
-
-TEST(EncodingsTest, ATextCutAnywhereIsRead) {
-  const std::string samples[] = {
-      kHead + "=ybegin line=128 name=a.bin\r\ndata\r\n=yend\r\n.\r\n",
-      kHead + "begin 644 a.txt\r\n#86)C\r\nend\r\n.\r\n",
-      kHead + kMime + "QUJD\r\n--=_NextPart_1--\r\n.\r\n",
-  };
-  for (const std::string& sample : samples) {
-    for (std::size_t length = 0; length <= sample.size(); ++length) {
-      const std::string text = sample.substr(0, length);
-      Code::DetermineEncoding(text);
-      EXPECT_LE(Code::StripUU(text).size(), length);
-      EXPECT_LE(Code::StripBase64(text).size(), length);
-      EXPECT_LE(Code::ExtractFilenameFromBody(text).size(), length);
-    }
-  }
 }
 
 }  // namespace

@@ -187,15 +187,5 @@ TEST(Streams, TellOfALostByteHoweverLateTheyNotice) {
   EXPECT_EQ(ReadFile(temp / "g"), std::string(10, 'x'));
 }
 
-TEST(SpecialFolder, FollowsTheEnvironment) {
-  const std::string data = getenv("XDG_DATA_HOME");
-  setenv("XDG_DATA_HOME", "/data/home", 1);
-  EXPECT_EQ(SpecialFolder::ApplicationData().NativePath(), "/data/home");
-  setenv("XDG_DATA_HOME", "relative", 1);
-  EXPECT_EQ(SpecialFolder::ApplicationData().NativePath(),
-            std::string(getenv("HOME")) + "/.local/share");
-  setenv("XDG_DATA_HOME", data.c_str(), 1);
-}
-
 }  // namespace
 }  // namespace gravlin

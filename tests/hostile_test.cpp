@@ -173,9 +173,10 @@ TEST_F(HostileTest, AFolderThatIsDeletedComesBack) {
     SCOPED_TRACE(folder);
     if (!server) Post({"a.rar", "b.rar"}, 4);
     EmptyDownloads();
-    const int third = static_cast<int>(server->Requests().size()) + 4;
-    server->OnRequest([&, third](const std::string&, int number) {
-      if (number == third) fs::remove_all(data / folder);
+    const std::size_t third = server->Requests().size() + 4;
+    server->On("", [=, this](Reply reply) {
+      if (server->Requests().size() == third) fs::remove_all(data / folder);
+      return reply;
     });
     Start();
     ASSERT_TRUE(RunToEnd());

@@ -1,10 +1,10 @@
-// The vendor's message, fetched from a web server on the loopback interface, and the small windows.
-#include <QTcpServer>
-#include <QTcpSocket>
+// The vendor's message, fetched from a web server on the loopback interface, and the window of a
+// connection error.
 #include <QTest>
 
 #include "engine/gravlin.h"
 #include "platform/native.h"
+#include "support/news_server.h"
 #include "support/store_fixture.h"
 #include "ui/message_window.h"
 #include "ui/small_windows.h"
@@ -12,41 +12,28 @@
 namespace gravlin::testing {
 namespace {
 
-// Answers each request with the bytes that stand for its path.
-class WebServer {
- public:
-  WebServer() {
-    server_.listen(QHostAddress::LocalHost);
-    QObject::connect(&server_, &QTcpServer::newConnection, [this] {
-      QTcpSocket* visitor = server_.nextPendingConnection();
-      QObject::connect(visitor, &QTcpSocket::readyRead, [this, visitor] {
-        const QByteArray request = visitor->readAll();
-        const std::string path = request.split(' ').value(1).toStdString();
-        ++requests;
-        const auto page = pages.find(path);
-        visitor->write(page == pages.end() ? "" : QByteArray::fromStdString(page->second));
-        visitor->disconnectFromHost();
-      });
-    });
-  }
-  std::string Address(const std::string& path) const {
-    return "http://127.0.0.1:" + std::to_string(server_.serverPort()) + path;
-  }
-  static std::string Page(const std::string& body, const std::string& status = "200 OK") {
-    return "HTTP/1.1 " + status + "\r\nContent-Length: " + std::to_string(body.size()) +
-           "\r\n\r\n" + body;
-  }
-
-  std::map<std::string, std::string> pages;
-  int requests = 0;
-
- private:
-  QTcpServer server_;
-};
+// A page as a web server sends it.
+std::string Page(const std::string& body, const std::string& status = "200 OK") {
+  return "HTTP/1.1 " + status + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" +
+         body;
+}
 
 class MessageTest : public StoreTest {
  protected:
-  WebServer web;
+  MessageTest() { server.On("", Silence()); }  // to the greeting, and to the lines of a header
+  void Serve(const std::string& path, const std::string& bytes,
+             Reply::Then then = Reply::Then::kGoOn) {
+    server.On("GET " + path + " ", [=](const Reply&) {
+      Reply reply;
+      reply.bytes = bytes;
+      reply.then = then;
+      return reply;
+    });
+  }
+  std::string Address(const std::string& path) const {
+    return "http://127.0.0.1:" + std::to_string(server.Port()) + path;
+  }
+  NewsServer server;
 };
 
 constexpr char kMessage[] = "6\nhttps://www.ardentis.example/news\nFirst line.\nSecond line.";
@@ -96,8 +83,8 @@ TEST_F(MessageTest, AFileThatIsNoMessageIsTakenAsItCame) {
 }
 
 TEST_F(MessageTest, TheAutomaticCheckFetchesOverTheWebAndClosesWhenNothingIsNew) {
-  web.pages["/message"] = WebServer::Page(kMessage);
-  Code::MessageFileURL = web.Address("/message");
+  Serve("/message", Page(kMessage));
+  Code::MessageFileURL = Address("/message");
   CheckForMessage();
   auto& window = Window::Shared<GetMessage>();
   EXPECT_TRUE(TestClock::PumpUntil([&] { return window.Visible(); }));
@@ -110,45 +97,39 @@ TEST_F(MessageTest, TheAutomaticCheckFetchesOverTheWebAndClosesWhenNothingIsNew)
 }
 
 TEST_F(MessageTest, AFetchGivesThePageOrNothing) {
-  web.pages["/good"] = WebServer::Page("good");
-  web.pages["/missing"] = WebServer::Page("not here", "404 Not Found");
-  web.pages["/moved"] = "HTTP/1.1 302 Found\r\nLocation: /good\r\nContent-Length: 0\r\n\r\n";
-  web.pages["/circle"] = "HTTP/1.1 302 Found\r\nLocation: /circle\r\nContent-Length: 0\r\n\r\n";
-  web.pages["/cut"] = "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nno more";
-  web.pages["/huge"] = WebServer::Page(std::string(2 << 20, 'x'));
+  Serve("/good", Page("good"));
+  Serve("/missing", Page("not here", "404 Not Found"));
+  Serve("/moved", Page("", "302 Found\r\nLocation: /good"));
+  Serve("/circle", Page("", "302 Found\r\nLocation: /circle"));
+  Serve("/cut", Page(std::string(100, 'x')).substr(0, 60), Reply::Then::kClose);
+  Serve("/huge", Page(std::string(2 << 20, 'x')));
+  Serve("/empty", "", Reply::Then::kClose);
   const std::string file = "file://" + folder.Write("secret", "secret").NativePath();
   const std::pair<std::string, std::string> cases[] = {
-      {web.Address("/good"), "200 good"},  {web.Address("/missing"), "404 not here"},
-      {web.Address("/moved"), "200 good"}, {web.Address("/circle"), ""},
-      {web.Address("/cut"), ""},           {web.Address("/huge"), ""},
-      {web.Address("/empty"), ""},         {file, ""},
+      {Address("/good"), "200 good"},  {Address("/missing"), "404 not here"},
+      {Address("/moved"), "200 good"}, {Address("/circle"), ""},
+      {Address("/cut"), ""},           {Address("/huge"), ""},
+      {Address("/empty"), ""},         {file, ""},
   };
   for (const auto& [address, expected] : cases) {
     HTTPSocket socket;
     std::string got;
     socket.PageReceived = [&](std::string_view, int status, std::string_view,
                               const std::string& content) { got = Str(status) + " " + content; };
-    const int before = web.requests;
+    const std::size_t before = server.Requests().size();
     socket.Get(address);
-    if (address != file) TestClock::PumpUntil([&] { return web.requests > before; });
+    if (address != file) TestClock::PumpUntil([&] { return server.Requests().size() > before; });
     TestClock::PumpUntil([&, turns = 0]() mutable { return !got.empty() || ++turns > 100; });
     EXPECT_EQ(got, expected) << address;
   }
 }
 
-TEST_F(MessageTest, TheSmallWindowsOpenTheirPages) {
+TEST_F(MessageTest, TheWindowOfAConnectionErrorIsSharedAndOpensItsPage) {
   Code::ServerErrorPage = "https://www.ardentis.example/usenet/support/problems?source=Gravlin";
-  auto& about = Window::New<About>();
-  EXPECT_EQ(about.Title(), "About Gravlin");
-  EXPECT_EQ(about.Width(), 437);
-  EXPECT_EQ(InStr(about.stVersion.Text(), "Version: "), 1);
-  QTest::mouseClick(about.stHomePage.Native().widget, Qt::LeftButton);
-  EXPECT_EQ(Asked().urls.back(), "https://www.ardentis.example/usenet/nzb/gravlin");
-
   ShowServerConnectionError("first");
   ShowServerConnectionError("second");
   auto& error = Window::Shared<ServerConnectionError>();
-  EXPECT_EQ(Window::All().size(), 2U);
+  EXPECT_EQ(Window::All().size(), 1U);
   EXPECT_EQ(error.efErrorText.Text(), "second");
   EXPECT_TRUE(Code::ServerConnectionErrorOpen);
   EXPECT_EQ(error.StaticText2.Text(), "https://www.ardentis.example/usenet/support/problems");

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/text.h"
-#include "support/recording.h"
+#include "support/lines.h"
 
 namespace gravlin {
 namespace {

@@ -12,19 +12,17 @@ namespace {
 class QueueTest : public EngineTest {
  protected:
   // A part file as an earlier run left it.
-  void LeavePart(int file, int part) {
-    const PostedFile& posted_file = posted.Files()[file];
-    std::string number = std::to_string(part);
-    number.insert(0, 5 - number.size(), '0');
-    std::ofstream(Parts() / (posted_file.name + "-p" + number + ".txt"), std::ios::binary)
-        << ArticleReply(posted_file.ids[part - 1], *posted.Article(posted_file.ids[part - 1]));
+  void LeavePart(const PostedSet& set, int file, int part) {
+    const std::string& id = set.Files()[file].ids[part - 1];
+    const std::string name = set.Files()[file].name + "-p0000" + std::to_string(part) + ".txt";
+    std::ofstream(Parts() / name, std::ios::binary) << ArticleReply(id, *set.Article(id));
   }
 };
 
 TEST_F(QueueTest, ALaunchCountsWhatLiesOnDisk) {
   Post({"a.rar", "b.rar", "c.rar"});
-  LeavePart(0, 2);
-  LeavePart(1, 1);
+  LeavePart(posted, 0, 2);
+  LeavePart(posted, 1, 1);
   std::ofstream(Parts() / "b.rar-p00002.txt");  // empty: a crash left it
   // What a kill leaves: temporary files, and what belongs to a file that is finished.
   for (const char* left : {"nzb_temp.txt", "nzb_temp.rar", "c.rar.txt", "c.rar-p00003.txt"})
@@ -60,7 +58,7 @@ TEST_F(QueueTest, WhatAPowerCutDamagedIsNoPart) {
   const auto part = [this](int number) {
     return Parts() / ("a.rar-p0000" + std::to_string(number) + ".txt");
   };
-  for (int number = 1; number <= 5; ++number) LeavePart(0, number);
+  for (int number = 1; number <= 5; ++number) LeavePart(posted, 0, number);
   using std::filesystem::resize_file;
   resize_file(part(2), 500);
   resize_file(part(3), 8'000), resize_file(part(3), 9'300);
@@ -87,7 +85,7 @@ TEST_F(QueueTest, AFileCompleteAtLaunchIsAssembledOnce) {
   for (const bool wait : {true, false}) {
     SCOPED_TRACE(wait);
     EmptyDownloads();
-    for (int part = 1; part <= 3; ++part) LeavePart(1, part);
+    for (int part = 1; part <= 3; ++part) LeavePart(posted, 1, part);
     Launch();
     if (wait) {
       ASSERT_TRUE(clock.RunUntil([&] { return window->ThreadFlag; }));
@@ -198,11 +196,7 @@ TEST_F(QueueTest, AnImportInTheMiddleOfARunIsNotMixedWithIt) {
   });
   Start();
   ASSERT_TRUE(clock.RunUntil([&] { return window->PartsDone == 2 && server->Held() == 1; }));
-  for (int part = 1; part <= 3; ++part) {
-    const std::string& id = next.Files()[1].ids[part - 1];
-    std::ofstream(Parts() / ("there.rar-p0000" + std::to_string(part) + ".txt"), std::ios::binary)
-        << ArticleReply(id, *next.Article(id));
-  }
+  for (int part = 1; part <= 3; ++part) LeavePart(next, 1, part);
   for (const char* nzb : {"set.nzb", "next.nzb"}) {
     window->fNZB = data.Item(nzb);
     window->InitNZBFile();

@@ -1,4 +1,4 @@
-// The exchange with the news server, through the socket.
+// The exchange with the news server, through the socket, and the watch over its silence.
 #include <gtest/gtest.h>
 
 #include "platform/text.h"
@@ -21,35 +21,19 @@ TEST(EndOfResponse, WorksOnTheLastDot) {
   }
 }
 
-TEST(SSLCodes, FollowTheTextsOfTheStore) {
-  EXPECT_EQ(Code::SSLStringToCode("off"), 999);
-  EXPECT_EQ(Code::SSLStringToCode("v3"), 2);
-  EXPECT_EQ(Code::SSLStringToCode("v2 or 3"), 1);
-  EXPECT_EQ(Code::SSLStringToCode("v2"), 0);
-  EXPECT_EQ(Code::SSLStringToCode("v1"), 3);
-  EXPECT_EQ(Code::SSLStringToCode("tls"), 999);
-  EXPECT_EQ(Code::SSLCodeToString(1), "with SSL v2 or v3");
-  EXPECT_EQ(Code::SSLCodeToString(7), "without SSL");
-}
-
 using SessionTest = EngineTest;
 
-TEST_F(SessionTest, SendsTheFiveCommandsInOrder) {
-  Post({"a.rar", "b.avi"}, 1, WithLogOn());
-  DownloadAll();
-  std::vector<std::string> commands;
-  for (const std::string& request : server->Requests())
-    commands.push_back(request.substr(0, request.find_last_of(' ')));
-  EXPECT_EQ(commands, (std::vector<std::string>{"AUTHINFO USER", "AUTHINFO PASS", "GROUP",
-                                                "ARTICLE", "GROUP", "ARTICLE", "Quit"}));
-  EXPECT_EQ(window->stStatus.Text(), "Done.");
-  EXPECT_EQ(window->pbStart.Caption(), "Start");
-  EXPECT_EQ(window->stPercent.Text(), "100.00%");
-}
-
 // Whatever the sizes of the pieces, no byte is lost and none is taken for another reply.
-TEST_F(SessionTest, RepliesMayComeInAnyPieces) {
-  Post({"a.rar", "b.avi"}, 3, WithLogOn());
+TEST_F(SessionTest, SendsTheFiveCommandsInOrderAndTakesRepliesInAnyPieces) {
+  Post({"a.rar", "b.avi"}, 2, WithLogOn());
+  DownloadAll();
+  std::string commands;
+  for (const std::string& request : server->Requests())
+    commands += request.substr(0, request.find_last_of(' ')) + "|";
+  EXPECT_EQ(commands,
+            "AUTHINFO USER|AUTHINFO PASS|GROUP|ARTICLE|ARTICLE|GROUP|ARTICLE|ARTICLE|Quit|");
+  EXPECT_EQ(window->stStatus.Text() + window->pbStart.Caption() + window->stPercent.Text(),
+            "Done.Start100.00%");
   for (const int size : {1, 2, 3, 4, 5, 7, 64}) {
     SCOPED_TRACE(size);
     server->ClearRules();
@@ -178,14 +162,11 @@ TEST_F(SessionTest, AConnectionThatTheServerEndsIsToldOnce) {
 
 TEST_F(SessionTest, PortsThatDoNotFitGetAdvice) {
   Post({"a.rar", "b.avi"});
-  window->TheServerPort = 563;
-  window->TheSSLSetting = 999;
-  window->News_Error();
-  window->TheServerPort = 119;
-  window->TheSSLSetting = 2;
-  window->News_Error();
-  window->TheSSLSetting = 999;
-  window->News_Error();
+  for (const auto& [port, ssl] : {std::pair(563, 999), {119, 2}, {119, 999}}) {
+    window->TheServerPort = port;
+    window->TheSSLSetting = ssl;
+    window->News_Error();
+  }
   ASSERT_EQ(Asked().boxes.size(), 2u);
   EXPECT_TRUE(Asked().boxes[0].text.starts_with(
       "Connection error. Port 563 usually requires that SSL be turned on."));
@@ -261,6 +242,71 @@ TEST_F(SessionTest, AReplyWithoutAnEndIsGivenUp) {
   // The next Start asks for it again.
   server->ClearRules();
   DownloadAll();
+}
+
+// The driver timer on a set clock: silence, reconnecting, the displays.
+class WatchdogTest : public EngineTest {
+ protected:
+  // Stands in "receiving article", with `count` bytes of the second part received.
+  void StallInTheSecondPart(std::size_t count) {
+    posted.Add("film.avi", 30000, 10000);
+    Serve();
+    Import();
+    server->On("ARTICLE <" + posted.Files()[0].ids[1], StallAfter(count), 1);
+    Start();
+    ASSERT_TRUE(TestClock::PumpUntil([&] {
+      return window->State == "receiving article" && window->News.Lookahead().size() == count &&
+             window->PartNo == 2;
+    }));
+  }
+};
+
+TEST_F(WatchdogTest, SilenceIsCountedDownAndEndsInANewSession) {
+  StallInTheSecondPart(5000);
+  clock.Advance(30000);
+  EXPECT_TRUE(window->stStatus.Text().starts_with("Receiving post: 4kb - Part: 2 - film.avi"))
+      << window->stStatus.Text();
+  clock.Advance(1000);
+  EXPECT_TRUE(window->stStatus.Text().starts_with("Receiving post: "));
+  clock.Advance(29000);
+  EXPECT_EQ(server->Connections(), 1);
+  server->On(NewsServer::kGreeting, Silence(), 1);
+  clock.Advance(1000);
+  EXPECT_EQ(window->stStatus.Text(), "Trying to reconnect to 127.0.0.1...");
+  EXPECT_TRUE(window->Reconecting);
+  clock.Advance(31000);
+  EXPECT_TRUE(window->stStatus.Text().ends_with(". Will try to reconnect in 29 seconds..."));
+  clock.Advance(29000);
+  EXPECT_TRUE(window->stStatus.Text().ends_with(". Will try to reconnect in 0 seconds..."));
+  clock.Advance(1000);
+  ASSERT_TRUE(RunToEnd());
+  EXPECT_EQ(server->Connections(), 3);
+  EXPECT_EQ(server->ArticleCount(posted.Files()[0].ids[0]), 1);
+  EXPECT_EQ(server->ArticleCount(posted.Files()[0].ids[1]), 2);
+  ExpectAllFiles();
+}
+
+TEST_F(WatchdogTest, NothingIsWatchedDuringAssembly) {
+  StallInTheSecondPart(5000);
+  window->Decoding = true;
+  clock.Advance(600000);
+  EXPECT_EQ(server->Connections(), 1);
+  EXPECT_FALSE(InStr(window->stStatus.Text(), "No response") > 0);
+  window->Decoding = false;
+}
+
+TEST_F(WatchdogTest, TheTickShowsSpeedPeakAndTimeLeft) {
+  StallInTheSecondPart(8192);
+  clock.Advance(1000);
+  EXPECT_EQ(window->stThroughput.Text(), "Speed: 64");  // 8 KiB in one second
+  clock.Advance(1000);
+  EXPECT_EQ(window->stThroughput.Text() + window->stPeak.Text(), "Speed: 32Peak: 64");
+  window->BytesLeft = 3 * 3600 * window->CurrentBytes / 2;
+  window->UpdateTime();
+  EXPECT_EQ(window->stTime.Text(), "03:00:00");
+  window->BytesLeft = -5000000;
+  window->UpdateTime();
+  EXPECT_EQ(window->stTime.Text(), "03:00:00");
 }
 
 }  // namespace

@@ -1,11 +1,14 @@
 // The UU and Base64 decoders on whole and broken text.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
 
 #include "decode/base64_stream.h"
 #include "decode/uu_coder_stream.h"
+#include "support/lines.h"
+#include "support/posted_set.h"
 #include "support/temp_folder.h"
 
 namespace gravlin {
@@ -18,21 +21,6 @@ std::string DecodeUU(const std::string& text) {
   while (!stream.EndOfFile()) decoded += stream.Read();
   EXPECT_TRUE(stream.Close());
   return decoded;
-}
-
-std::string Codes(const std::string& bytes, char zero) {
-  const auto code = [zero](unsigned v) {
-    return (v & 63) ? static_cast<char>((v & 63) + 32) : zero;
-  };
-  std::string line(1, code(static_cast<unsigned>(bytes.size())));
-  for (std::size_t i = 0; i < bytes.size(); i += 3) {
-    unsigned bits = 0;
-    for (std::size_t k = i; k < i + 3; ++k) {
-      bits = bits << 8 | (k < bytes.size() ? static_cast<unsigned char>(bytes[k]) : 0u);
-    }
-    for (int shift = 18; shift >= 0; shift -= 6) line += code(bits >> shift);
-  }
-  return line;
 }
 
 TEST(UUCoderStreamTest, LinesBecomeBytes) {
@@ -68,8 +56,8 @@ TEST(UUCoderStreamTest, AnyBytesComeBack) {
     for (std::size_t i = 0; i < bytes.size(); ++i) {
       if (i / 500 % 7) bytes[i] = static_cast<char>(random());
     }
-    for (std::size_t i = 0; i < bytes.size(); i += 45) {
-      std::string line = Codes(bytes.substr(i, 45), zero);
+    for (std::string line : testing::LinesOf(testing::UuLines(bytes))) {
+      std::replace(line.begin(), line.end(), '`', zero);
       while (line.ends_with(' ')) line.pop_back();
       text += line + "\r\n";
     }

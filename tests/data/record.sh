@@ -39,12 +39,8 @@ harm() { damage set.part2.rar 20000; rm set.part1.rar; truncate -s 30000 notes.t
 repair lacking set.part1.rar set.part2.rar notes.txt
 harm() { damage set.part1.rar 20000; damage set.part1.rar 35000; damage set.part2.rar 9000; }
 repair repaired set.part1.rar set.part2.rar notes.txt
-harm() { rm set.part1.rar; }
-repair missing-file set.part1.rar set.part2.rar
 harm() { for name in "${odd_names[@]}"; do damage "$name" 5000; done; }
 repair odd-names "${odd_names[@]}"
-harm() { rm set.par2; }
-repair no-such-file set.part1.rar
 harm() { mv set.part1.rar other.bin; }
 repair renamed set.part1.rar
 
@@ -59,13 +55,10 @@ seq 1 20000 >big.bin
 "$make_rar" . plain big.bin small.txt >"/dev/null"
 "$make_rar" . comment -c $'First line\nSecond line, für dich\n\nlast' big.bin small.txt >"/dev/null"
 "$make_rar" . set -v 30000 -c 'A comment' big.bin small.txt >"/dev/null"
-"$make_rar" . password -p big.bin small.txt >"/dev/null"
 "$make_rar" . names "${odd_names[@]}" >"/dev/null"
 extract plain plain.rar
-extract comment comment.rar
 extract volumes set.part1.rar
 extract from-second-volume set.part2.rar
-extract password password.rar
 extract odd-names names.rar
 mv set.part3.rar ..
 extract missing-volume set.part1.rar

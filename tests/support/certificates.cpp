@@ -6,7 +6,7 @@
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
 
-#include <fstream>
+#include <cstdio>
 #include <stdexcept>
 
 namespace gravlin::testing {
@@ -22,7 +22,6 @@ struct Freer {
 using Key = std::unique_ptr<EVP_PKEY, Freer<EVP_PKEY_free>>;
 using Certificate = std::unique_ptr<X509, Freer<X509_free>>;
 using Extension = std::unique_ptr<X509_EXTENSION, Freer<X509_EXTENSION_free>>;
-using Memory = std::unique_ptr<BIO, Freer<BIO_free_all>>;
 
 void Must(bool done, const char* step) {
   if (!done) throw std::runtime_error(std::string("certificate: ") + step);
@@ -57,14 +56,6 @@ Certificate Issue(const std::string& name, const char* hosts, long until, EVP_PK
   return made;
 }
 
-std::string Pem(X509* certificate) {
-  Memory memory(BIO_new(BIO_s_mem()));
-  Must(PEM_write_bio_X509(memory.get(), certificate) == 1, "PEM");
-  char* text = nullptr;
-  const long size = BIO_get_mem_data(memory.get(), &text);
-  return {text, static_cast<std::size_t>(size)};
-}
-
 }  // namespace
 
 Certificates::Certificates(Identity identity) {
@@ -75,8 +66,8 @@ Certificates::Certificates(Identity identity) {
   const auto make_authority = [&](const std::string& called) {
     return Issue(called, nullptr, 30 * kDay, authority_key.get(), nullptr, authority_key.get());
   };
-  Certificate authority = make_authority(name);
-  authority_pem_ = Pem(authority.get());
+  std::shared_ptr<X509> authority = make_authority(name);
+  authority_ = authority;
   if (identity == Identity::kUnknownIssuer) {
     authority_key.reset(EVP_EC_gen("P-256"));
     authority = make_authority("Another authority");
@@ -96,7 +87,8 @@ Certificates::Certificates(Identity identity) {
 }
 
 void Certificates::WriteAuthority(const std::filesystem::path& file) const {
-  std::ofstream(file, std::ios::binary) << authority_pem_;
+  const std::unique_ptr<FILE, int (*)(FILE*)> out(std::fopen(file.c_str(), "wb"), std::fclose);
+  Must(out && PEM_write_X509(out.get(), authority_.get()) == 1, "PEM");
 }
 
 }  // namespace gravlin::testing

@@ -3,9 +3,9 @@
 
 #include <filesystem>
 #include <memory>
-#include <string>
 
 struct ssl_ctx_st;
+struct x509_st;
 
 namespace gravlin::testing {
 
@@ -27,7 +27,7 @@ class Certificates {
   ssl_ctx_st* ServerContext() const { return context_.get(); }
 
  private:
-  std::string authority_pem_;
+  std::shared_ptr<x509_st> authority_;
   std::shared_ptr<ssl_ctx_st> context_;
 };
 

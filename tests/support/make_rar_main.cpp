@@ -1,4 +1,4 @@
-// gravlin-make-rar FOLDER BASE [-v BYTES] [-c COMMENT] [-p] FILE...
+// gravlin-make-rar FOLDER BASE [-v BYTES] [-c COMMENT] FILE...
 // Writes a RAR 5 archive of the files; their names inside are the last parts of their paths.
 #include <cstdio>
 #include <exception>
@@ -12,10 +12,6 @@ int main(int argc, char** argv) try {
   std::vector<gravlin::RarMember> members;
   for (int i = 3; i < argc; ++i) {
     const std::string argument = argv[i];
-    if (argument == "-p") {
-      options.locked = true;
-      continue;
-    }
     if ((argument == "-v" || argument == "-c") && i + 1 < argc) {
       const std::string value = argv[++i];
       if (argument == "-v") options.volume_size = std::stoul(value);

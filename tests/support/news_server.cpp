@@ -10,6 +10,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
 
@@ -171,7 +172,6 @@ void NewsServer::Listen() {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = htons(static_cast<std::uint16_t>(options_.port));
   socklen_t size = sizeof address;
   auto* const plain = reinterpret_cast<sockaddr*>(&address);
   if (bind(listener_, plain, size) != 0 || listen(listener_, 16) != 0 ||
@@ -286,18 +286,9 @@ Reply NewsServer::Changed(std::string_view request, Reply reply) {
 }
 
 void NewsServer::Note(const std::string& request) {
-  std::function<void(const std::string&, int)> tell;
-  int number = 0;
-  {
-    const std::lock_guard lock(mutex_);
-    requests_.push_back(request);
-    number = static_cast<int>(requests_.size());
-    if (BeginsWith(request, "ARTICLE <")) ++article_counts_[IdIn(request)];
-    if (log_.is_open()) log_ << request << std::endl;
-    tell = observer_;
-    changed_.notify_all();
-  }
-  if (tell) tell(request, number);
+  const std::lock_guard lock(mutex_);
+  requests_.push_back(request);
+  if (log_.is_open()) log_ << request << std::endl;
 }
 
 bool NewsServer::Send(Connection& connection, const Reply& reply) {
@@ -326,29 +317,25 @@ bool NewsServer::SendPaced(Connection& connection, std::string_view bytes) {
     connection.free_from = std::max(connection.free_from, std::chrono::steady_clock::now()) + taken;
     if (!Pause(connection.free_from)) return false;
   }
-  const std::lock_guard lock(mutex_);
-  changed_.notify_all();
   return true;
 }
 
 bool NewsServer::AwaitRelease() {
   std::unique_lock lock(mutex_);
   ++held_;
-  changed_.notify_all();
   changed_.wait(lock, [this, before = releases_] { return stopping_ || releases_ != before; });
   --held_;
   return !stopping_;
 }
 
 void NewsServer::AwaitEnd(Connection& connection) {
-  {
+  const auto add_held = [this](int count) {
     const std::lock_guard lock(mutex_);
-    ++held_;
-    changed_.notify_all();
-  }
+    held_ += count;
+  };
+  add_held(1);
   while (connection.ReadLine()) continue;
-  const std::lock_guard lock(mutex_);
-  --held_;
+  add_held(-1);
 }
 
 bool NewsServer::Pause(Time until) {
@@ -381,11 +368,6 @@ void NewsServer::ClearRules() {
   rules_.clear();
 }
 
-void NewsServer::OnRequest(std::function<void(const std::string&, int)> observer) {
-  const std::lock_guard lock(mutex_);
-  observer_ = std::move(observer);
-}
-
 void NewsServer::Release() {
   const std::lock_guard lock(mutex_);
   ++releases_;
@@ -394,20 +376,7 @@ void NewsServer::Release() {
 
 int NewsServer::ArticleCount(const std::string& id) const {
   const std::lock_guard lock(mutex_);
-  const auto found = article_counts_.find(id);
-  return found == article_counts_.end() ? 0 : found->second;
-}
-
-bool NewsServer::WaitFor(const std::function<bool()>& reached) const {
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (!reached()) {
-    if (std::chrono::steady_clock::now() > limit) return false;
-    // `reached` asks the server, so it is tried outside the lock; a change in between costs one
-    // short wait.
-    std::unique_lock lock(mutex_);
-    changed_.wait_for(lock, std::chrono::milliseconds(20));
-  }
-  return true;
+  return static_cast<int>(std::ranges::count(requests_, "ARTICLE <" + id + ">"));
 }
 
 }  // namespace gravlin::testing

@@ -51,7 +51,6 @@ class NewsServer {
   static constexpr std::string_view kGreeting = "(greeting)";
 
   struct Options {
-    int port = 0;  // 0: any free port
     bool tls = false;
     Identity identity = Identity::kGood;
     std::string user, password;         // without a user no log-on is asked
@@ -77,11 +76,10 @@ class NewsServer {
   void SetSource(Source source);
 
   // From now on the answer to requests that begin with `prefix` (case ignored) goes through
-  // `change`; `times` limits how often.  Of several rules that fit, the one set last acts.
+  // `change`, on the server's threads; `times` limits how often.  Of several rules that fit, the
+  // one set last acts.
   void On(std::string_view prefix, Change change, int times = -1);
   void ClearRules();
-  // Called on the server's thread for each request before it is answered; `number` counts from 1.
-  void OnRequest(std::function<void(const std::string& request, int number)> observer);
 
   // Lets each piece that is held now go on.
   void Release();
@@ -94,9 +92,6 @@ class NewsServer {
   // Since the start: connections taken, and those of them that have ended.
   int Connections() const { return Locked(accepted_); }
   int Ended() const { return Locked(ended_); }
-  // Waits until `reached` is true, which is tried again whenever something happens at the server.
-  // False after 30 s.
-  bool WaitFor(const std::function<bool()>& reached) const;
 
  private:
   class Connection;
@@ -135,16 +130,14 @@ class NewsServer {
   int listener_ = -1, port_ = 0;
 
   mutable std::mutex mutex_;  // of all that follows
-  mutable std::condition_variable changed_;
+  std::condition_variable changed_;
   bool stopping_ = false;
   std::list<Connection> open_;  // each with a thread that is detached, so that none piles up
   std::vector<Rule> rules_;
   std::unordered_map<std::string, std::string> wires_;  // ready replies by message id
   Source source_;
-  std::function<void(const std::string&, int)> observer_;
   int releases_ = 0, held_ = 0, accepted_ = 0, ended_ = 0;
   std::vector<std::string> requests_;
-  std::unordered_map<std::string, int> article_counts_;
   std::ofstream log_;
   std::thread accepting_;
 };

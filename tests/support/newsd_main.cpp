@@ -25,7 +25,6 @@ The folder receives set.nzb, SHA256SUMS, parts.tsv (id, file, part, name in the 
   --damage FILE:PART              that article arrives with a wrong byte (may be given again)
   --tls                           TLS, with a certificate made for this run
   --user NAME --pass WORD         asks for a log-on
-  --port N                        the port; any free one by default
   --port-file FILE                receives the port once the server listens
   --delay MS                      waits before each answer
   --rate BYTES                    sends that many bytes a second on each connection
@@ -49,10 +48,9 @@ struct Arguments {
 
 Arguments Parse(int argc, char** argv) {
   static const std::map<std::string, bool> known = {
-      {"set", true},   {"files", true},     {"parts", true},      {"bytes", true},
-      {"post", true},  {"damage", true},    {"tls", false},       {"user", true},
-      {"pass", true},  {"port", true},      {"delay", true},      {"rate", true},
-      {"fast", false}, {"port-file", true}, {"request-log", true}};
+      {"set", true},    {"files", true}, {"parts", true},     {"bytes", true},      {"post", true},
+      {"damage", true}, {"tls", false},  {"user", true},      {"pass", true},       {"delay", true},
+      {"rate", true},   {"fast", false}, {"port-file", true}, {"request-log", true}};
   Arguments arguments;
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
@@ -119,7 +117,6 @@ void Serve(const Arguments& arguments, const sigset_t& ends) {
   const PostedSet set = MakeSet(arguments);
 
   NewsServer::Options options;
-  options.port = static_cast<int>(arguments.Number("port", 0));
   options.tls = arguments.Has("tls");
   options.user = arguments.Text("user");
   options.password = arguments.Text("pass");

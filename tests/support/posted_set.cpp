@@ -70,26 +70,6 @@ std::string YencLines(std::string_view bytes) {
   return out;
 }
 
-std::string UuLines(std::string_view bytes) {
-  const auto letter = [](unsigned value) { return static_cast<char>(value ? value + 32 : '`'); };
-  std::string out;
-  for (std::size_t from = 0; from < bytes.size(); from += 45) {
-    std::string line(bytes.substr(from, 45));
-    out += letter(static_cast<unsigned>(line.size()));
-    line.resize((line.size() + 2) / 3 * 3);
-    for (std::size_t i = 0; i < line.size(); i += 3) {
-      const unsigned a = static_cast<unsigned char>(line[i]);
-      const unsigned b = static_cast<unsigned char>(line[i + 1]);
-      const unsigned c = static_cast<unsigned char>(line[i + 2]);
-      for (const unsigned six : {a >> 2, (a & 3) << 4 | b >> 4, (b & 15) << 2 | c >> 6, c & 63}) {
-        out += letter(six);
-      }
-    }
-    out += "\r\n";
-  }
-  return out;
-}
-
 std::string Base64Lines(std::string_view bytes) {
   std::string out;
   unsigned char line[80];
@@ -134,6 +114,26 @@ std::string Base64Body(const PostedFile& file, const std::string& bytes) {
 }
 
 }  // namespace
+
+std::string UuLines(std::string_view bytes) {
+  const auto letter = [](unsigned value) { return static_cast<char>(value ? value + 32 : '`'); };
+  std::string out;
+  for (std::size_t from = 0; from < bytes.size(); from += 45) {
+    std::string line(bytes.substr(from, 45));
+    out += letter(static_cast<unsigned>(line.size()));
+    line.resize((line.size() + 2) / 3 * 3);
+    for (std::size_t i = 0; i < line.size(); i += 3) {
+      const unsigned a = static_cast<unsigned char>(line[i]);
+      const unsigned b = static_cast<unsigned char>(line[i + 1]);
+      const unsigned c = static_cast<unsigned char>(line[i + 2]);
+      for (const unsigned six : {a >> 2, (a & 3) << 4 | b >> 4, (b & 15) << 2 | c >> 6, c & 63}) {
+        out += letter(six);
+      }
+    }
+    out += "\r\n";
+  }
+  return out;
+}
 
 std::string RandomBytes(std::uint64_t seed, std::int64_t offset, std::int64_t count) {
   const std::int64_t first = offset / 8;
@@ -183,30 +183,19 @@ void PostedSet::Add(std::string_view name, std::int64_t size, std::int64_t part_
   const auto read = [seed](std::int64_t offset, std::int64_t count) {
     return RandomBytes(seed, offset, count);
   };
-  Add({.name = std::string(name),
-       .body_name = std::string(body_name.empty() ? name : body_name),
-       .coding = coding,
-       .size = size,
-       .part_size = coding == Coding::kBase64 ? size : part_size,
-       .read = read,
-       .ids = {}});
+  Add({std::string(name), std::string(body_name.empty() ? name : body_name), coding, size,
+       coding == Coding::kBase64 ? size : part_size, read});
 }
 
 void PostedSet::AddFile(const std::filesystem::path& path, std::int64_t part_size) {
   const auto read = [path](std::int64_t offset, std::int64_t count) {
     std::string bytes(static_cast<std::size_t>(count), '\0');
-    std::ifstream in(path, std::ios::binary);
-    in.seekg(offset);
-    in.read(bytes.data(), count);
+    std::ifstream(path, std::ios::binary).seekg(offset).read(bytes.data(), count);
     return bytes;
   };
   const std::string name = path.filename().string();
-  Add({.name = name,
-       .body_name = name,
-       .size = static_cast<std::int64_t>(std::filesystem::file_size(path)),
-       .part_size = part_size,
-       .read = read,
-       .ids = {}});
+  const auto size = static_cast<std::int64_t>(std::filesystem::file_size(path));
+  Add({name, name, Coding::kYenc, size, part_size, read});
 }
 
 void PostedSet::Add(PostedFile file) {

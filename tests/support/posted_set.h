@@ -68,5 +68,7 @@ class PostedSet {
 // `count` bytes at `offset` of an endless pseudo-random file.
 std::string RandomBytes(std::uint64_t seed, std::int64_t offset, std::int64_t count);
 std::uint32_t Crc32(std::string_view bytes);
+// Lines of 45 bytes, a back-quote for zero.
+std::string UuLines(std::string_view bytes);
 
 }  // namespace gravlin::testing

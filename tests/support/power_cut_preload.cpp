@@ -2,8 +2,8 @@
 //
 // Each change to a file or a name below GRAVLIN_POWER_CUT_ROOT goes through to the real file system
 // and is noted in a journal in GRAVLIN_POWER_CUT_JOURNAL, as is each flush.  What is deleted is
-// kept there under another name.  When the process has been killed, CutPower takes back what no
-// flush had reached.
+// kept there under another name.  When the process has been killed, gravlin-power-cut takes back
+// what no flush had reached.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <stdarg.h>
@@ -162,10 +162,6 @@ ssize_t pwrite64(int file, const void* bytes, size_t size, off64_t at) {
 }
 ssize_t pwrite(int file, const void* bytes, size_t size, off_t at) {
   return pwrite64(file, bytes, size, at);
-}
-ssize_t copy_file_range(int in, off64_t* from, int out, off64_t* to, size_t size, unsigned flags) {
-  Journal::Get().Changes(out);
-  return syscall(SYS_copy_file_range, in, from, out, to, size, flags);
 }
 int ftruncate64(int file, off64_t size) {
   Journal::Get().Changes(file);

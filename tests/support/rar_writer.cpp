@@ -14,7 +14,7 @@ namespace {
 using testing::Crc32;
 
 enum Block : std::uint64_t { kMain = 1, kFile = 2, kService = 3, kEnd = 5 };
-enum BlockFlag : std::uint64_t { kExtra = 1, kData = 2, kFromLast = 8, kIntoNext = 16 };
+enum BlockFlag : std::uint64_t { kData = 2, kFromLast = 8, kIntoNext = 16 };
 
 // Seven bits in each byte, the lowest first; the high bit says that more follow.
 std::string Vint(std::uint64_t value) {
@@ -31,12 +31,10 @@ std::string Fixed32(std::uint32_t value) {
 
 // A block's header.  Its own size counts from the type on, its CRC from the size on.
 std::string Header(std::uint64_t type, std::uint64_t flags, std::uint64_t data_size,
-                   const std::string& fields, const std::string& extra = {}) {
-  if (!extra.empty()) flags |= kExtra;
+                   const std::string& fields) {
   std::string body = Vint(type) + Vint(flags);
-  if (flags & kExtra) body += Vint(extra.size());
   if (flags & kData) body += Vint(data_size);
-  body += fields + extra;
+  body += fields;
   body.insert(0, Vint(body.size()));
   return Fixed32(Crc32(body)) + body;
 }
@@ -46,16 +44,6 @@ std::string FileFields(std::string_view name, std::uint64_t unpacked_size, std::
   constexpr std::uint64_t kHasCrc = 4, kMode = 0100644, kStored = 0, kUnix = 1;
   return Vint(kHasCrc) + Vint(unpacked_size) + Vint(kMode) + Fixed32(crc) + Vint(kStored) +
          Vint(kUnix) + Vint(name.size()) + std::string(name);
-}
-
-// The extra record of a member that only a password opens: AES-256, with a salt and a start vector
-// that nobody needs to know.
-std::string EncryptionRecord() {
-  constexpr std::uint64_t kEncryption = 1, kAes256 = 0, kNoCheck = 0;
-  constexpr char kLogRounds = 15;
-  const std::string record =
-      Vint(kEncryption) + Vint(kAes256) + Vint(kNoCheck) + kLogRounds + std::string(32, 's');
-  return Vint(record.size()) + record;
 }
 
 // The set under way: fills a volume, ends it, begins the next.
@@ -70,20 +58,19 @@ class Writer {
   }
 
   void Add(const RarMember& member) {
-    const std::string extra = options_.locked ? EncryptionRecord() : "";
     std::uint64_t flags = kData;
     std::string_view rest = member.bytes;
     do {
-      if (Room(member, extra) == 0) NextVolume();
-      const std::string_view piece = rest.substr(0, Room(member, extra));
+      if (Room(member) == 0) NextVolume();
+      const std::string_view piece = rest.substr(0, Room(member));
       rest.remove_prefix(piece.size());
       if (piece.empty() && !rest.empty()) throw std::runtime_error("volume size too small");
       flags = rest.empty() ? flags & ~kIntoNext : flags | kIntoNext;
       // A piece that goes on in the next volume has the CRC of the piece, the last one that of the
       // whole file.
       const std::uint32_t crc = Crc32(rest.empty() ? member.bytes : piece);
-      volume_ += Header(kFile, flags, piece.size(),
-                        FileFields(member.name, member.bytes.size(), crc), extra);
+      volume_ +=
+          Header(kFile, flags, piece.size(), FileFields(member.name, member.bytes.size(), crc));
       volume_ += piece;
       flags |= kFromLast;
       if (!rest.empty()) NextVolume();
@@ -99,9 +86,9 @@ class Writer {
   bool Multi() const { return options_.volume_size > 0; }
 
   // Bytes of the member that still go into this volume.
-  std::size_t Room(const RarMember& member, const std::string& extra) const {
+  std::size_t Room(const RarMember& member) const {
     if (!Multi()) return member.bytes.size() + 1;
-    const std::size_t others = 64 + member.name.size() + extra.size();  // both headers, at most
+    const std::size_t others = 64 + member.name.size();  // both headers, at most
     const std::size_t taken = volume_.size() + others;
     return taken < options_.volume_size ? options_.volume_size - taken : 0;
   }

@@ -1,7 +1,6 @@
 // Writes RAR 5 archives for the tests and the demo: stored files, one volume or several, an archive
-// comment, members that ask for a password.  The layout is that of the published description of the
-// format (RAR 5.0 archive format): a signature, then blocks, each a CRC32, a size and fields of
-// variable-length integers.
+// comment.  The layout is that of the published description of the format (RAR 5.0 archive format):
+// a signature, then blocks, each a CRC32, a size and fields of variable-length integers.
 #pragma once
 
 #include <cstddef>
@@ -19,7 +18,6 @@ struct RarMember {
 struct RarOptions {
   std::size_t volume_size = 0;  // most bytes of one volume; 0 writes everything into one file
   std::string comment;          // UTF-8
-  bool locked = false;          // the members ask for a password, which no word satisfies
 };
 
 // Writes `base`.rar, or `base`.part1.rar, `base`.part2.rar and so on, into `folder`, over what is
