@@ -56,7 +56,6 @@ void App::OpenFoldersAndStore() {
     return;
   }
   if (!Code::AppDataFolder.Exists()) Code::AppDataFolder.CreateAsFolder();
-  Code::AppDataFolder.MakePrivate();
   lock_ = LockFile(Code::AppDataFolder.Child("Gravlin.lock"));
   if (!lock_) {
     FailToStart("Gravlin is running already, in another session.");

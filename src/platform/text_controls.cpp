@@ -34,8 +34,8 @@ class Label : public QLabel {
 
  protected:
   bool event(QEvent* event) override {
-    const bool cut = !wordWrap() && fontMetrics().horizontalAdvance(text()) > width();
-    if (event->type() != QEvent::ToolTip || !cut || !toolTip().isEmpty())
+    if (event->type() != QEvent::ToolTip || wordWrap() || !toolTip().isEmpty() ||
+        fontMetrics().horizontalAdvance(text()) <= width())
       return QLabel::event(event);
     QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), AsToolTip(text()), this);
     return true;
