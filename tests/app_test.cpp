@@ -94,6 +94,28 @@ TEST_F(AppTest, AFailedStartIsToldInOneBoxAndEndsTheProgram) {
   }
 }
 
+// A store that was deleted after a kill, but not its journal.
+TEST_F(AppTest, ANewStoreGetsNoJournalOfAnOlderOne) {
+  EXPECT_EQ(Start(), "up");
+  const fs::path store = data / "Gravlin/Gravlin.rsd", journal = data / "Gravlin/Gravlin.rsd-wal";
+  {
+    Database db(data.Item("Gravlin/Gravlin.rsd"));
+    ASSERT_TRUE(db.Connect());
+    for (int i = 0; i < 200; ++i)
+      db.SQLExecute("Insert into FileTypes (Name, Ext) values ('old" + std::to_string(i) +
+                    "', 'x')");
+    db.Commit();
+    fs::copy_file(journal, data / "kept");
+  }
+  fs::remove(store);
+  fs::rename(data / "kept", journal);
+  EXPECT_EQ(Start(), "up");
+  Database db(data.Item("Gravlin/Gravlin.rsd"));
+  ASSERT_TRUE(db.Connect());
+  EXPECT_EQ(db.SQLSelect("pragma integrity_check")->Field("integrity_check").StringValue(), "ok");
+  EXPECT_EQ(db.SQLSelect("Select ID from FileTypes where Name like 'old%'")->RecordCount(), 0);
+}
+
 // On a full disk, or when it was killed, the first start leaves nothing in the way of the next one.
 TEST_F(AppTest, AFirstStartThatIsCutOffIsMadeAgain) {
   for (const rlim_t bytes : {0, 20'000, 100'000}) {

@@ -286,6 +286,16 @@ TEST_F(WatchdogTest, SilenceIsCountedDownAndEndsInANewSession) {
   ExpectAllFiles();
 }
 
+TEST_F(WatchdogTest, AClockThatIsPutBackOnlyDelays) {
+  StallInTheSecondPart(5000);
+  clock.Advance(30'000);
+  clock.start_seconds -= 3600;
+  clock.Advance(63'000);
+  ASSERT_TRUE(RunToEnd());
+  EXPECT_EQ(server->Connections(), 2);
+  ExpectAllFiles();
+}
+
 TEST_F(WatchdogTest, NothingIsWatchedDuringAssembly) {
   StallInTheSecondPart(5000);
   window->Decoding = true;
