@@ -189,7 +189,7 @@ TEST_F(ParTest, TheRealToolRepairsASetThatIsDamagedUnlessItLacksBlocks) {
       // A repair that was killed: half a new file, and the old one put aside.
       {"printf X | dd of=set.part1.rar bs=1 seek=9000 conv=notrunc 2>/dev/null;"
        "mv set.part1.rar set.part1.rar.1; head -c 90000 set.part1.rar.1 > set.part1.rar;"
-       "truncate -s 228894 set.part1.rar",
+       "truncate -s 228894 set.part1.rar; touch .5 other.bin other.bin.1",
        "Repair complete.", "set.part1.rar=found|", true},
       {"rm set.part1.rar", "You need ", "set.part1.rar=missing|", false}};
   UseRealTools();

@@ -107,11 +107,12 @@ TEST_F(RarRealTest, NothingIsWrittenThroughALink) {
        {"ln -s . Extracted_Files", "mkdir Extracted_Files; ln -s ../a.bin Extracted_Files/a.bin"}) {
     SCOPED_TRACE(plant);
     MakeSet();
-    Shell("rm -rf Extracted_Files; echo mine > a.bin");
+    Shell("rm -rf Extracted_Files*; echo mine > a.bin");
     Shell(plant);
     ASSERT_TRUE(Run(Drop<Rar>(folder.Item("set.part1.rar"))));
     EXPECT_EQ(ReadFile(folder / "a.bin"), "mine\n");
     EXPECT_TRUE(ReadFile(folder / "Extracted_Files/a.bin") == big);
+    Shell("test -h Extracted_Files.link -o -h Extracted_Files/a.bin.link");
     Window::CloseAll();
     PumpEvents(0);
   }

@@ -225,7 +225,7 @@ void grvConcat::End() {
   // Outside a run nothing else would take these words away.
   const std::string status = window_.stStatus.Text();
   if (status.starts_with("Assembling: ") || status.starts_with("Decoding: "))
-    window_.stStatus.SetText(window_.FirstStartDone ? "Done." : "Ready.");
+    window_.stStatus.SetText(window_.FirstStartDone ? window_.OverText() : "Ready.");
 }
 
 void Gravlin::Assemble(const AssemblyJob& job) {

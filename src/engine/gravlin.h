@@ -58,6 +58,8 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   void StopScanning();
   // Ends the session at once.
   void Stop();
+  // What the status says behind it.
+  std::string OverText() const { return stop_reason_.empty() ? "Done." : stop_reason_; }
   // Drops the connection and starts over from "connect", on the same file.
   void Reconnect();
   void ClearNewsBuffer();

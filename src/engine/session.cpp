@@ -91,7 +91,9 @@ void Gravlin::LogOn() {
   stTime.SetText("00:00:00");
   stTime.SetHelpTag("Time left");
   TakeServer();
-  if (Application::Quitting()) return;
+  // Stop may have come meanwhile; the tick ends the sign-off.
+  const bool stopped = State == "sent quit" && !pbStart.Enabled();
+  if (Application::Quitting() || stopped) return;
   if (Code::DebugOn) StartDebugMode();
   stStatus.SetText("Connecting to " + TheServerURL + "...");
   News.SetAddress(TheServerURL);
@@ -166,7 +168,7 @@ void Gravlin::Stop() {
   pbStart.SetCaption("Start");
   pbStart.SetEnabled(true);
   State = "logged off";
-  stStatus.SetText(stop_reason_.empty() ? "Done." : stop_reason_);
+  stStatus.SetText(OverText());
 }
 
 void Gravlin::Send(std::string_view command) { News.Write(std::string(command) + Code::CRLF); }

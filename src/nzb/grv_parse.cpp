@@ -121,8 +121,11 @@ bool grvParse::ReadFiles(TextInputStream& stream) {
         Tell(MessageOf(reader_.Failure()), !Code::DBKept);
         return false;
     }
-    Code::DBKept = at_end && reader_.InsideGroups();
-    if (Code::DBKept) Sleep(kRetryMilliseconds);
+    if (at_end && reader_.InsideGroups()) {
+      Code::DBKept = true;
+      Sleep(kRetryMilliseconds);
+      Code::DBKept = false;
+    }
     // Looking at the clock takes as long as reading a line.
     if (stream.PositionB() - looked_at >= kClockBytes) {
       looked_at = stream.PositionB();

@@ -69,7 +69,7 @@ struct Application::Native {
     }
     for (int i = 1; i < argc; ++i) {
       std::error_code none;  // for an empty word, or in a folder that is gone
-      const std::string path = std::filesystem::absolute(argv[i], none).string();
+      const std::string path = std::filesystem::absolute(argv[i], none).lexically_normal().string();
       if (!none) documents << QByteArray::fromStdString(path);
     }
   }
@@ -122,8 +122,10 @@ struct Application::Native {
       QByteArrayList handed_over;
       stream >> handed_over;
       if (!stream.commitTransaction() || Quitting()) return;
-      visitor.write("+");
-      visitor.flush();
+      // A visitor that was kept waiting has gone, and comes again.
+      if (visitor.state() != QLocalSocket::ConnectedState || visitor.write("+") != 1 ||
+          !visitor.flush())
+        return;
       if (!opened) {
         documents << handed_over;
         return;

@@ -44,6 +44,7 @@ QString Shown(std::string_view text) {
 
 QString AsToolTip(const QString& text) {
   constexpr int kLongest = 1000;
+  if (text.isEmpty()) return {};
   return "<span>" + text.left(kLongest).toHtmlEscaped() + "</span>";
 }
 

@@ -235,7 +235,8 @@ bool FolderItem::MoveTo(const FolderItem& folder, std::string_view name) {
 
 bool FolderItem::Flush() const {
   FileHandle file(open(NativePath().c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
-  return file && fsync(file.Get()) == 0;
+  // Some file systems know no fsync of a folder.
+  return file && (fsync(file.Get()) == 0 || errno == EINVAL || errno == ENOTSUP);
 }
 
 std::unique_ptr<TextInputStream> FolderItem::OpenAsTextFile() const {

@@ -275,7 +275,8 @@ void Window::RaiseResized() {
 
 void Window::BringIntoView() {
   constexpr int kTitleHeight = 24, kReach = 40;
-  const QRect room = QApplication::primaryScreen()->availableGeometry();
+  const QScreen* const holds = QApplication::screenAt(native_->frame->geometry().center());
+  const QRect room = (holds ? holds : QApplication::primaryScreen())->availableGeometry();
   if (native_->style.resizable) {
     if (Width() > room.width()) SetWidth(std::max(room.width(), MinWidth()));
     if (Height() > room.height() - kTitleHeight)

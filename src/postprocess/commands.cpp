@@ -1,6 +1,8 @@
 // The command lines of the tools; a path that a shell could misread gets none.
 #include "postprocess/commands.h"
 
+#include <algorithm>
+
 #include "nzb/names.h"
 #include "platform/text.h"
 
@@ -42,13 +44,19 @@ std::optional<std::string> Par2Command(const FolderItem& tool, const FolderItem&
 }
 
 std::vector<FolderItem> PutAsideByPar2(const FolderItem& input) {
+  constexpr std::size_t kMost = 100;  // a command has a limit
   const FolderItem folder = input.Parent();
+  std::string set = Lowercase(input.Name());
+  for (const std::string_view ending : {".par2", ".vol", ".par", ".p0"})
+    set.resize(std::min(set.rfind(ending), set.size()));
   std::vector<FolderItem> found;
   for (const std::string& name : folder.ChildNames()) {
     const std::size_t dot = name.rfind('.');
-    const std::string number = dot == std::string::npos ? "" : name.substr(dot + 1);
+    if (dot == std::string::npos || !Lowercase(name).starts_with(set)) continue;
+    const std::string number = name.substr(dot + 1);
     const std::int32_t n = ToInt32(Val(number));
-    if (n > 0 && Str(n) == number && folder.Child(name.substr(0, dot)).Exists())
+    const FolderItem whole = folder.Child(name.substr(0, dot));
+    if (n > 0 && Str(n) == number && !whole.IsNil() && whole.Exists() && found.size() < kMost)
       found.push_back(folder.Child(name));
   }
   return found;

@@ -24,8 +24,9 @@ std::optional<std::string> Par2Command(const FolderItem& tool, const FolderItem&
                                        int fix_path, const FolderItem& output,
                                        const std::vector<FolderItem>& more = {});
 
-// What par2 has put aside in the folder of `input`: it gives a damaged file the name "a.rar.1" and
-// builds "a.rar" anew.  When it is killed in between, the good blocks lie there alone.
+// What par2 has put aside of the set of `input`, by the beginning of its name: it gives a damaged
+// file the name "a.rar.1" and builds "a.rar" anew.  When it is killed in between, the good blocks
+// lie there alone.
 std::vector<FolderItem> PutAsideByPar2(const FolderItem& input);
 
 // Paths are absolute, and the target ends in "/", by which unrar knows it for a folder.  Any other

@@ -87,12 +87,16 @@ void Rar::PrepareParser() {
 void Rar::CallUnRarMac() {
   FolderItem target = ExtractedFiles();
   // An archive may have come with links beside it that lead out of its folder; unrar would write
-  // through them.  In Downloads the folder itself may be a link of the user's own.
+  // through them.  They get another name.  In Downloads the folder may be a link of the user's own.
   const bool ours = fInput.Parent() == Code::AppDataFolder.Child("Downloads");
-  if (target.IsLink() && !ours) target.Delete();
+  const auto put_aside = [](FolderItem link) {
+    for (std::string name = link.Name() + ".link"; !link.SetName(name) && Len(name) < 250;)
+      name += "_";
+  };
+  if (target.IsLink() && !ours) put_aside(target);
   if (!target.Exists()) target.CreateAsFolder();
   for (const std::string& name : target.ChildNames())
-    if (target.Child(name).IsLink()) target.Child(name).Delete();
+    if (!target.IsLink() && target.Child(name).IsLink()) put_aside(target.Child(name));
   Execute(UnrarCommand(Code::fRarApp, fInput, FixPath, target, fOutput), "Rar.CallUnRarMac");
 }
 

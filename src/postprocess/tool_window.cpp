@@ -135,7 +135,11 @@ void ToolWindow::StartProcess() {
 // The flag is read without its lock; StartProcess tests it again, and goes back to waiting if
 // another window was first.
 void ToolWindow::tWait_Action() {
-  if (job_.running || tDeleteOutput.Mode() != 0 || !pbSelectFile.Enabled()) return;
+  if (tDeleteOutput.Mode() != 0 || !pbSelectFile.Enabled()) return;
+  if (job_.running) {
+    if (!documents_.empty()) stStatus.SetText(job_.waiting);
+    return;
+  }
   tWait.SetMode(0);
   if (std::exchange(waits_, false)) {
     StartProcess();
@@ -164,6 +168,7 @@ void ToolWindow::tDeleteOutput_Action() {
   PrepareParser();
   Deadline = InSeconds(15);
   last_tick_ = Date();
+  began_ = FolderItem::ModifiedNow();
   Follower().SetPeriod(250);
   Follower().SetMode(2);
   stStatus.SetText(FileSelected(". Starting..."));
@@ -239,22 +244,24 @@ void ToolWindow::Crawl() {
   stStatus.Refresh();
 }
 
-void ToolWindow::FlushFiles(const FolderItem& folder) {
+void ToolWindow::FlushFiles(const FolderItem& folder) const {
   class Flush : public Thread {
    public:
-    explicit Flush(FolderItem of) : folder_(std::move(of)) {}
+    Flush(FolderItem of, std::int64_t since) : folder_(std::move(of)), since_(since) {}
 
    private:
     void Event_Run() override {
       Offload([this] {
-        for (const std::string& name : folder_.ChildNames())
-          if (!Ending()) folder_.Child(name).Flush();
+        for (const FolderItem::Entry& entry : folder_.Entries())
+          if (entry.length > 0 && entry.modified >= since_ && !Ending())
+            folder_.Child(entry.name).Flush();
         folder_.Flush();
       });
     }
     const FolderItem folder_;
+    const std::int64_t since_;
   };
-  if (!folder.IsNil()) Thread::Run(std::make_unique<Flush>(folder));
+  if (!folder.IsNil()) Thread::Run(std::make_unique<Flush>(folder, began_));
 }
 
 void ToolWindow::EndFollowing() {

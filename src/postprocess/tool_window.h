@@ -108,7 +108,7 @@ class ToolWindow : public Window {
   // Shows that the tool is writing when no percentage is known.
   void Crawl();
   // Brings what a tool has written to the disk, behind the window's back.
-  static void FlushFiles(const FolderItem& folder);
+  void FlushFiles(const FolderItem& folder) const;
   // Closes the run's books: everything but the job flag.
   void EndFollowing();
   std::string FileSelected(std::string_view what = {}) const;
@@ -123,6 +123,7 @@ class ToolWindow : public Window {
   ToolJob job_;
   bool opened_ = false;
   Date last_tick_;
+  std::int64_t began_ = 0;            // the run, as files tell their changes
   bool waits_ = false;                // fInput does, for another window's run
   std::deque<FolderItem> documents_;  // that came while the window was busy
 };
