@@ -1,6 +1,7 @@
 // What the main window does for an import that it has started.
 #include "engine/gravlin.h"
 #include "nzb/grv_parse.h"
+#include "platform/scoped_flag.h"
 
 namespace gravlin {
 
@@ -28,11 +29,7 @@ void Gravlin::ImportDone(std::string_view nzb_name, double total_bytes) {
   Refresh();
   {
     // Start would take the rows that are there already for all.
-    struct Loading {
-      bool& now;
-      explicit Loading(bool& flag) : now(flag) { now = true; }
-      ~Loading() { now = false; }
-    } const loading(loading_list_);
+    const ScopedFlag loading(loading_list_, true);
     LoadFiles();
   }
   stStatus.SetText(std::string(nzb_name) + " imported. Click Start to begin downloading.");

@@ -1,11 +1,10 @@
 // What the server says, and the step that each reply leads to.
-#include <utility>
-
 #include "app/code.h"
 #include "engine/engine_step.h"
 #include "engine/gravlin.h"
 #include "nzb/names.h"
 #include "platform/desktop.h"
+#include "platform/scoped_flag.h"
 #include "platform/text.h"
 
 namespace gravlin {
@@ -169,7 +168,8 @@ void Gravlin::News_Error() {
   if (News.HandshakeFailed())
     stStatus.SetText("No secure connection to " + TheServerURL + ": " + News.ErrorText());
   // The session is started anew each minute under an open box; one is enough.
-  if (std::exchange(advising_, true)) return;
+  if (advising_) return;
+  const ScopedFlag advising(advising_, true);
   if (TheSSLSetting == 999 && TheServerPort == 563)
     MsgBox(
         "Connection error. Port 563 usually requires that SSL be turned on. Check with your "
@@ -178,7 +178,6 @@ void Gravlin::News_Error() {
     MsgBox(
         "Connection error. Port 119 usually requires that SSL be turned off. Check with your "
         "provider.");
-  advising_ = false;
 }
 
 }  // namespace gravlin

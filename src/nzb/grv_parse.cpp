@@ -11,6 +11,7 @@
 #include "nzb/subject_scanner.h"
 #include "platform/desktop.h"
 #include "platform/failures.h"
+#include "platform/scoped_flag.h"
 #include "platform/text.h"
 #include "store/writers.h"
 
@@ -122,9 +123,8 @@ bool grvParse::ReadFiles(TextInputStream& stream) {
         return false;
     }
     if (at_end && reader_.InsideGroups()) {
-      Code::DBKept = true;
+      const ScopedFlag kept(Code::DBKept, true);
       Sleep(kRetryMilliseconds);
-      Code::DBKept = false;
     }
     // Looking at the clock takes as long as reading a line.
     if (stream.PositionB() - looked_at >= kClockBytes) {

@@ -7,6 +7,7 @@
 #include "app/endpoints.h"
 #include "engine/gravlin.h"
 #include "platform/desktop.h"
+#include "platform/scoped_flag.h"
 #include "platform/text.h"
 #include "platform/thread.h"
 #include "postprocess/output_file.h"
@@ -194,11 +195,7 @@ void ToolWindow::Follow() {
   }
   // Parsing lets events run; no second tick may come in.  Set again also when a failure ends the
   // tick, or the window would be deaf for good.
-  struct Busy {
-    bool& done;
-    explicit Busy(bool& flag) : done(flag) { done = false; }
-    ~Busy() { done = true; }
-  } const busy(TimerCallDone);
+  const ScopedFlag busy(TimerCallDone, false);
   Parse();
 }
 

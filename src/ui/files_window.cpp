@@ -1,11 +1,10 @@
 // The copy of the main window's list, made anew each second.
 #include "ui/files_window.h"
 
-#include <utility>
-
 #include "app/code.h"
 #include "engine/gravlin.h"
 #include "platform/desktop.h"
+#include "platform/scoped_flag.h"
 #include "platform/text.h"
 #include "platform/thread.h"
 #include "store/window_place.h"
@@ -63,7 +62,8 @@ void grvFiles::LoadList() {
   const Gravlin* main_window = Window::IfOpen<Gravlin>();
   if (!main_window) return;
   // A tick may come in while the opening copies.
-  if (std::exchange(copying_, true)) return;
+  if (copying_) return;
+  const ScopedFlag copying(copying_, true);
   const Listbox& source = main_window->List;
   // The rows appear together: events run while they are copied.
   const Listbox::Held held(List);
@@ -76,7 +76,6 @@ void grvFiles::LoadList() {
     Thread::Yield();
   }
   List.SetListIndex(source.ListIndex());
-  copying_ = false;
 }
 
 void grvFiles::tRefresh_Action() { LoadList(); }

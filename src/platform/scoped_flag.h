@@ -1,0 +1,19 @@
+// A flag for the length of a scope.
+#pragma once
+
+namespace gravlin {
+
+// Gives the flag a value until the end of the scope, however that is left, and then the one before.
+class ScopedFlag {
+ public:
+  ScopedFlag(bool& flag, bool value) : flag_(flag), before_(flag) { flag_ = value; }
+  ~ScopedFlag() { flag_ = before_; }
+  ScopedFlag(const ScopedFlag&) = delete;
+  ScopedFlag& operator=(const ScopedFlag&) = delete;
+
+ private:
+  bool& flag_;
+  const bool before_;
+};
+
+}  // namespace gravlin
