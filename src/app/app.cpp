@@ -23,7 +23,8 @@ App::App(int& argc, char** argv) : Application(argc, argv) {
   BindMenu();
 }
 
-App::~App() = default;
+// Before the folder is given back.
+App::~App() { EndWork(); }
 
 std::string App::LongVersion() { return GRAVLIN_VERSION; }
 

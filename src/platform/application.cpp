@@ -172,15 +172,19 @@ Application::Application(int& argc, char** argv) : native_(std::make_unique<Nati
 }
 
 Application::~Application() {
+  EndWork();
+  // The end of the toolkit waits for a name server that does not answer; the next start need not.
+  native_->lock.Close();
+  the_application = nullptr;
+}
+
+void Application::EndWork() {
   EndAllThreads();
   Window::CloseAll();
   // The writers of windows that were open until now; Quit closes them and waits.
   EndAllThreads();
   DestroyClosedWindows();
   EndShellChildren();
-  // The end of the toolkit waits for a name server that does not answer; the next start need not.
-  native_->lock.Close();
-  the_application = nullptr;
 }
 
 void Application::Event_OpenDocument(const FolderItem&) {}

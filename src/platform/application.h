@@ -40,6 +40,10 @@ class Application {
   // True while something is under way that a quit waits for, for at most some seconds.
   virtual bool WorkPending() { return false; }
 
+ protected:
+  // Ends every thread, window and tool.  The destructor does so, too.
+  static void EndWork();
+
  private:
   struct Native;
   std::unique_ptr<Native> native_;
