@@ -78,6 +78,54 @@ TEST_F(QueueTest, WhatAPowerCutDamagedIsNoPart) {
       << "the parts of this run are flushed";
 }
 
+// Files a and c are refused in two packets.  While b, whose parts are all there, is assembled, the
+// rest of the first refusal must not be judged as a reply, or the queue is walked twice.
+TEST_F(QueueTest, TheRestOfARefusalIsNoReplyDuringAnAssembly) {
+  Post({"a.rar", "b.rar", "c.rar", "d.rar"});
+  for (int part = 1; part <= 3; ++part) LeavePart(posted, 1, part);
+  for (const int file : {0, 2}) {
+    server->On("ARTICLE <" + posted.Files()[file].ids[2], [](Reply) {
+      return Reply{.bytes = "430 no such article\r\n", .borders = {3}, .held = true};
+    });
+  }
+  window->ConcatRunning = true;  // the assembly waits as it does for another one
+  Start();
+  ASSERT_TRUE(clock.RunUntil([&] { return window->Concats > 0 && server->Held() == 1; }));
+  server->Release();
+  ASSERT_TRUE(TestClock::PumpUntil([&] { return server->Held() == 0; }));
+  clock.Advance(1500);
+  EXPECT_EQ(window->FilesIndex, 1);
+  window->ConcatRunning = false;
+  ASSERT_TRUE(clock.RunUntil([&] {
+    server->Release();
+    return window->State == "logged off";
+  }));
+  EXPECT_EQ(Cell(0, ListColumn::kErrors) + Cell(1, ListColumn::kErrors), "10");
+  EXPECT_EQ(Cell(1, ListColumn::kMessage), "File saved OK.");
+  for (const int file : {1, 3}) {
+    const PostedFile& whole = posted.Files()[file];
+    EXPECT_TRUE(ReadFile(Downloads() / whole.name) == whole.read(0, whole.size)) << whole.name;
+  }
+}
+
+// The row that the store does not give, and the name that the disk does not take: each is one error
+// of its file, no article of it is fetched, and the rest comes down.
+TEST_F(QueueTest, AFileThatCannotBeBegunIsAnErrorOfItsRow) {
+  Post({"a.rar", "b.rar", "c.rar", "d.rar"});
+  std::filesystem::create_directories(Parts() / "b.rar-p00001.txt/in use");
+  server->On("QUIT", Silence());
+  Start();
+  ASSERT_TRUE(clock.RunUntil([&] { return window->FilesIndex == 2; }));
+  EXPECT_EQ(Cell(1, ListColumn::kMessage),
+            "Last error: Disk error: the disk does not take the name b.rar-p00001.txt");
+  EXPECT_EQ(server->ArticleCount(posted.Files()[1].ids[0]), 0);
+  window->db = std::make_unique<Database>();
+  ASSERT_TRUE(RunToState("sent quit"));
+  EXPECT_EQ(window->stStatus.Text(), "All done, but with errors on 2 posts.");
+  EXPECT_EQ(Cell(2, ListColumn::kDone), "Yes");
+  EXPECT_EQ(Cell(3, ListColumn::kMessage), "Last error: Store error: not connected");
+}
+
 // Whether the file that was complete at launch has been assembled before Start, or not yet: no file
 // is left out, and none is fetched.
 TEST_F(QueueTest, AFileCompleteAtLaunchIsAssembledOnce) {
@@ -210,11 +258,28 @@ TEST_F(QueueTest, AnImportInTheMiddleOfARunIsNotMixedWithIt) {
   Settle();
   ExpectAllFiles();
   EXPECT_EQ(window->List.ListCount(), 2);
+  EXPECT_EQ(window->db->SQLSelect("Select CompletedBytes from Settings_Gravlin")
+                ->Field("CompletedBytes")
+                .DoubleValue(),
+            0)
+      << "the first list's";
   Start();
   ASSERT_TRUE(RunToEnd());
   for (const PostedFile& file : next.Files())
     EXPECT_TRUE(ReadFile(Downloads() / file.name) == file.read(0, file.size)) << file.name;
   EXPECT_TRUE(std::filesystem::is_empty(Parts()));
+}
+
+TEST_F(QueueTest, StartIsDisabledUntilTheListIsLoaded) {
+  Post({"a.rar"});
+  bool enabled = true;
+  window->stStatus.TextChange = [&] {
+    if (window->stStatus.Text() == "Scanning parts folder...") enabled = window->pbStart.Enabled();
+  };
+  Import();
+  window->stStatus.TextChange = nullptr;
+  EXPECT_FALSE(enabled);
+  DownloadAll();
 }
 
 TEST_F(QueueTest, TheLogTellsARunAndNeverThePassword) {

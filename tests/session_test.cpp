@@ -244,6 +244,40 @@ TEST_F(SessionTest, AReplyWithoutAnEndIsGivenUp) {
   DownloadAll();
 }
 
+// What the server sends while nobody reads is thrown away with the connection.  A sign-off is over
+// then, also one that begins before the tick has seen it; a log-on begins again after the pause.
+TEST_F(SessionTest, AFloodNeitherUndoesAStopNorBringsACallAtOnce) {
+  Post({"a.rar"});
+  for (const char* prefix : {"GROUP", NewsServer::kGreeting.data()}) {
+    SCOPED_TRACE(prefix);
+    server->ClearRules();
+    server->On(prefix, [](Reply) {
+      return Reply{.bytes = std::string(SSLSocket::kReceiveLimit + 1000, 'x'),
+                   .then = Reply::Then::kStall};
+    });
+    const int connections = server->Connections();
+    const auto read = window->News.DataAvailable;
+    Start();
+    const bool greeting = prefix == NewsServer::kGreeting;
+    ASSERT_TRUE(RunToState(greeting ? "connect" : "sent group"));
+    window->News.DataAvailable = nullptr;
+    if (!greeting) window->News.Overflow = [this] { window->pbStart.Push(); };
+    if (greeting) {
+      ASSERT_TRUE(
+          clock.RunUntil([&] { return window->stStatus.Text().starts_with("Reply thrown"); }));
+      clock.Advance(50'000);
+      EXPECT_EQ(server->Connections(), connections + 1);
+      window->pbStart.Push();
+    }
+    ASSERT_TRUE(TestClock::PumpUntil([&] { return !window->pbStart.Enabled(); }));
+    const int patience = greeting ? 32'000 : 3'000;
+    ASSERT_TRUE(clock.RunUntil([&] { return window->stStatus.Text() == "Done."; }, patience));
+    EXPECT_EQ(server->Connections(), connections + 1);
+    window->News.DataAvailable = read;
+    window->News.Overflow = [this] { window->TheTimer.FireSoon(); };
+  }
+}
+
 // The driver timer on a set clock: silence, reconnecting, the displays.
 class WatchdogTest : public EngineTest {
  protected:
@@ -307,10 +341,11 @@ TEST_F(WatchdogTest, NothingIsWatchedDuringAssembly) {
 
 TEST_F(WatchdogTest, TheTickShowsSpeedPeakAndTimeLeft) {
   StallInTheSecondPart(8192);
-  clock.Advance(1000);
-  EXPECT_EQ(window->stThroughput.Text(), "Speed: 64");  // 8 KiB in one second
-  clock.Advance(1000);
-  EXPECT_EQ(window->stThroughput.Text() + window->stPeak.Text(), "Speed: 32Peak: 64");
+  clock.Advance(10);  // less than a sixtieth of a second
+  window->TheTimer_Action();
+  EXPECT_EQ(window->stThroughput.Text(), "Speed: 6400");
+  clock.Advance(2000);
+  EXPECT_EQ(window->stThroughput.Text() + window->stPeak.Text(), "Speed: 32Peak: 6400");
   window->BytesLeft = 3 * 3600 * window->CurrentBytes / 2;
   window->UpdateTime();
   EXPECT_EQ(window->stTime.Text(), "03:00:00");

@@ -36,6 +36,8 @@ void UndoDotStuffing(std::string& article) {
 
 }  // namespace
 
+FolderItem Gravlin::ScratchFile() const { return fParts.Child("nzb_temp.txt"); }
+
 std::string Gravlin::PartName(std::int32_t number) const {
   return PartFileNameOf(TheFilename, number);
 }
@@ -74,6 +76,7 @@ void Gravlin::GetArticle() {
   ClearNewsBuffer();
   ArticleBody.clear();
   StartTick = Ticks();
+  requested_at_ = TheClock().Nanoseconds();
   SetDeadline();
   State = "sent article";
   stStatus.SetText("Requesting post: " + MessageID);
@@ -153,7 +156,7 @@ bool Gravlin::PartsComplete() {
 // a whole article.
 bool Gravlin::SavePart() {
   part_flush_.BeforePart();
-  FolderItem scratch = fParts.Child("nzb_temp.txt");
+  FolderItem scratch = ScratchFile();
   try {
     LongBinaryStream stream(scratch, true, 4096);
     ++disk_failures_;
@@ -190,16 +193,21 @@ void Gravlin::FailPart(std::string_view why) {
   StopScanning();
 }
 
+// An import may store another list before the writer's turn comes, which then keeps its own sums.
 void Gravlin::CountPart(std::size_t bytes) {
   const double length = static_cast<double>(bytes);
-  double completed = length;
+  const std::string this_file =
+      " where ID=" + Str(DownloaderFilesID) + " and Filename='" + TheFilename + "'";
+  std::vector<std::string> sql;
   const auto settings = db->SQLSelect("Select CompletedBytes from Settings_Gravlin");
-  if (settings && !settings->EndOfFile())
-    completed += settings->Field("CompletedBytes").DoubleValue();
-  Code::SaveToDB(
-      {"Update Settings_Gravlin Set CompletedBytes=" + Format(completed, "#####################"),
-       "Update NZBFiles Set PartsDone=PartsDone+1 where ID=" + Str(DownloaderFilesID)},
-      "none");
+  if (settings && !settings->EndOfFile()) {
+    const double completed = settings->Field("CompletedBytes").DoubleValue() + length;
+    sql.push_back(
+        "Update Settings_Gravlin Set CompletedBytes=" + Format(completed, "#####################") +
+        " where exists (Select ID from NZBFiles" + this_file + ")");
+  }
+  sql.push_back("Update NZBFiles Set PartsDone=PartsDone+1" + this_file);
+  Code::SaveToDB(std::move(sql), "none");
   BytesLeft -= length;
   mb += length / 1024 / 1024;
   stMB.SetText("mb: " + Format(mb, mb < 1000 ? "##0.0" : "####0"));

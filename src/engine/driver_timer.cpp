@@ -51,7 +51,7 @@ void Gravlin::Tick() {
     return;
   }
   if (Assembling || Decoding) return;
-  if (News.Overflowed()) {
+  if (News.TakeOverflow()) {
     GiveUpEndlessReply();
     return;
   }
@@ -92,12 +92,19 @@ bool Gravlin::WatchSilence() {
   return true;
 }
 
-// The article counts as an error, and this run asks for it no more: the server would answer in the
-// same way again and again.
+// The socket has dropped the connection.  An article counts as an error, and this run asks for it
+// no more: the server would answer in the same way again and again.  A server that floods the
+// log-on is called again after the pause of any silence, and a Stop that waits for its answer is
+// over.
 void Gravlin::GiveUpEndlessReply() {
+  if (State == "sent quit") {
+    Stop();
+    return;
+  }
   const std::string text = "Reply thrown away: " + News.ErrorText() + ".";
   stStatus.SetText(text);
   WriteDebug("TheTimer", text);
+  if (!logged_on_) return;
   if (State == "sent article" || State == "receiving article") {
     endless_.insert(MessageID);
     RecordError(text);
@@ -109,8 +116,8 @@ void Gravlin::GiveUpEndlessReply() {
 
 void Gravlin::ShowArticleProgress() {
   const double received = static_cast<double>(News.Lookahead().size());
-  // No tick may have passed since the command went out; the speed of that moment is then 0.
-  const double seconds = (Ticks() - StartTick) / 60.0;
+  // A whole article may take less than a sixtieth of a second.
+  const double seconds = static_cast<double>(TheClock().Nanoseconds() - requested_at_) / 1e9;
   Throughput = seconds > 0 ? ToInt32(received * 8 / seconds / 1024) : 0;
   stThroughput.SetText("Speed: " + Str(Throughput));
   stThroughput.Refresh();

@@ -193,6 +193,9 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   // Makes the file at FilesIndex the current one and starts on it; false if it is to be passed
   // over.
   bool LoadNextFile();
+  void RecordUnreadRow(std::string_view why);
+  bool DiskTakes(const FolderItem& part);
+  void GiveUpFile(const std::string& why, std::int32_t present);
   bool ReplyIsWhole() const;
   void Send(std::string_view command);
   void LoggedOn(std::string_view log_label);
@@ -205,6 +208,7 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   void FailPart(std::string_view why);
   void CountPart(std::size_t bytes);
   std::string PartName(std::int32_t number) const;
+  FolderItem ScratchFile() const;  // a part until it gets its name
   bool WantsArticle(const FolderItem& part);
   int SelectRowOf(std::string_view filename);
   void AddFileRow(const RecordSet& row);
@@ -223,8 +227,10 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   std::string stop_reason_;        // shown at the end of a run that the program stopped itself
   int engine_depth_ = 0;           // engine steps that are under way, one inside the other
   bool data_waiting_ = false;      // data came during an engine step
-  bool logged_on_ = false;         // between the log-on of this connection and Stop
-  bool loading_list_ = false;      // after an import
+  bool logged_on_ =
+      false;  // from the log-on of a connection until Reconnect, Stop or the user's sign-off
+  std::int64_t requested_at_ = 0;  // Clock nanoseconds when the current ARTICLE was sent
+  bool loading_list_ = false;      // after an import; Start is disabled meanwhile
   bool advising_ = false;          // a box with advice about the port is open
   int next_file_requests_ = 0;
   bool walking_queue_ = false;

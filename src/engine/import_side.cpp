@@ -28,8 +28,9 @@ void Gravlin::ImportDone(std::string_view nzb_name, double total_bytes) {
   barParse.SetVisible(false);
   Refresh();
   {
-    // Start would take the rows that are there already for all.
+    // Start would take the rows that are there already for all.  Stop serves on.
     const ScopedFlag loading(loading_list_, true);
+    if (TheTimer.Mode() == 0) pbStart.SetEnabled(false);
     LoadFiles();
   }
   stStatus.SetText(std::string(nzb_name) + " imported. Click Start to begin downloading.");

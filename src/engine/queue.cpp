@@ -18,7 +18,6 @@ void Gravlin::pbStart_Action() {
     StopScanning();
     return;
   }
-  if (loading_list_) return;
   Files.clear();
   for (int row = 0; row < List.ListCount(); ++row) {
     Files.push_back(ToInt32(Val(List.Cell(row, ListColumn::kID))));
@@ -82,7 +81,11 @@ void Gravlin::GetNextFile() {
 
 bool Gravlin::LoadNextFile() {
   const auto file = db->SQLSelect("Select * From NZBFiles where ID=" + Str(Files[FilesIndex]));
-  if (!file || file->EndOfFile()) return false;  // a new import has taken the row away
+  if (!file) {
+    RecordUnreadRow(db->ErrorMessage());
+    return false;
+  }
+  if (file->EndOfFile()) return false;  // a new import has taken the row away
   const std::string filename = file->Field("Filename").StringValue();
   Groups = Split(file->Field("Groups").StringValue(), ",");
   iGroups = 0;
@@ -114,24 +117,67 @@ bool Gravlin::LoadNextFile() {
   TheExt = file->Field("Ext").StringValue();
   parts_on_disk_.Clear();
   std::int32_t present = 0;
+  FolderItem missing;
   for (std::size_t i = 0; i < Article.size(); ++i) {
     const std::int32_t number = ToInt32(Val(Article[i]));
     const FolderItem part = fParts.Child(PartName(number));
     if (!part.IsNil() && part.Length() > 0) {
       parts_on_disk_.Add(number);
       if (static_cast<std::int32_t>(i) < TotalParts) ++present;
+    } else if (missing.IsNil()) {
+      missing = part;
     }
     Thread::Yield();
   }
   if (present == TotalParts) {
+    // The rest of the reply that led here may still be on its way.  In this state nothing judges
+    // it.
+    ClearNewsBuffer();
+    State = "article done";
     StartConcat();
     return true;
+  }
+  if (!missing.IsNil() && !DiskTakes(missing)) {
+    GiveUpFile("Disk error: the disk does not take the name " + missing.Name(), present);
+    return false;
   }
   const int row = SelectRowOf(TheFilename);
   List.SetScrollPosition(row >= 0 ? row : List.ListCount());
   List.Refresh();
   InitGroup();
   return true;
+}
+
+// The store cannot be read: the file is an error of this run, and its turn comes again in the next.
+void Gravlin::RecordUnreadRow(std::string_view why) {
+  const std::string id = Str(Files[FilesIndex]), text = "Store error: " + std::string(why);
+  WriteDebug("LoadNextFile", text);
+  TheFilename.clear();
+  for (int row = 0; row < List.ListCount() && TheFilename.empty(); ++row)
+    if (List.Cell(row, ListColumn::kID) == id) TheFilename = List.Cell(row, ListColumn::kFilename);
+  RecordError(text);
+}
+
+// Before the first request of a file: a name that the disk refuses, as FAT refuses "?", would have
+// each article fetched and thrown away.  Takes the same steps as SavePart.  Where not even the
+// scratch file can be made the name is not the reason, and SavePart finds the one that is.
+bool Gravlin::DiskTakes(const FolderItem& part) {
+  FolderItem scratch = ScratchFile();
+  scratch.Delete();  // of a run that was killed
+  if (part.Exists() && part.Length() == 0) part.Delete();
+  if (!scratch.CreatePrivateFile()) return true;
+  const bool taken = scratch.SetName(part.Name());
+  scratch.Delete();
+  return taken;
+}
+
+// One error for the file, whose missing parts count as dealt with.
+void Gravlin::GiveUpFile(const std::string& why, std::int32_t present) {
+  stStatus.SetText(why);
+  WriteDebug("LoadNextFile", why);
+  RecordError(why);
+  PartsDone += TotalParts - present;
+  UpdateBar1();
 }
 
 void Gravlin::Finish() {
@@ -147,7 +193,7 @@ void Gravlin::Finish() {
   stStatus.SetText(status);
   WriteDebug("Finish", logged);
   pbStart.SetCaption("Start");
-  pbStart.SetEnabled(true);
+  pbStart.SetEnabled(!loading_list_);
   TheTimer.SetMode(0);
   if (FileCreated) OpenDownloadsFolder();
   stTime.SetText(HoursMinutesSeconds((Ticks() - OverallStartTick) / 60));

@@ -163,10 +163,11 @@ void Gravlin::StopScanning() {
 
 void Gravlin::Stop() {
   News.Disconnect();
+  logged_on_ = false;
   TheTimer.SetMode(0);
   Code::RemoveFromActiveFiles(PartFileName);
   pbStart.SetCaption("Start");
-  pbStart.SetEnabled(true);
+  pbStart.SetEnabled(!loading_list_);
   State = "logged off";
   stStatus.SetText(OverText());
 }

@@ -23,6 +23,9 @@ class SystemClock : public Clock {
     const auto running = std::chrono::steady_clock::now() - program_start;
     return std::chrono::duration_cast<std::chrono::milliseconds>(running).count();
   }
+  std::int64_t Nanoseconds() override {
+    return std::chrono::nanoseconds(std::chrono::steady_clock::now() - program_start).count();
+  }
 };
 
 Clock* replacement = nullptr;

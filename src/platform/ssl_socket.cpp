@@ -224,7 +224,7 @@ bool SSLSocket::HandshakeFailed() const {
   return secure_ && native_->reached && !native_->secured && !native_->error.empty();
 }
 
-bool SSLSocket::Overflowed() const { return native_->overflowed; }
+bool SSLSocket::TakeOverflow() { return std::exchange(native_->overflowed, false); }
 
 bool SSLSocket::TrustCertificates(const FolderItem& file) {
   const QList<QSslCertificate> found =

@@ -56,8 +56,8 @@ class SSLSocket {
 
   // The most unread bytes that are kept.  Beyond it they are thrown away with the connection.
   static constexpr std::size_t kReceiveLimit = std::size_t{64} << 20;
-  // That has happened since Connect.
-  bool Overflowed() const;
+  // True once after that has happened since Connect.
+  bool TakeOverflow();
 
   // Raised from the event loop, at most one pending.  An event that comes while a handler lets
   // events run is raised when the handler has ended.
