@@ -59,7 +59,7 @@ TEST_F(AppTest, AFailedStartIsToldInOneBoxAndEndsTheProgram) {
     const char* told;
   } cases[] = {
       {"a file for the folder", [this] { Write("Gravlin"); },
-       "Can't create Gravlin.rsd database file.\n"},
+       "Can't create Gravlin.rsd database file.\r\n\r\nThe reason is: Not a directory.\n"},
       {"another session's program",
        [this] {
          fs::create_directory(data / "Gravlin");
@@ -71,7 +71,7 @@ TEST_F(AppTest, AFailedStartIsToldInOneBoxAndEndsTheProgram) {
          fs::create_directory(data / "Gravlin");
          Write("Gravlin/Gravlin.rsd", "no store");
        },
-       "Can't open database file.\n"},
+       "Can't open database file.\r\n\r\nThe file is damaged.\n"},
       {"a column of the settings is missing",
        [this] {
          EXPECT_EQ(Start(), "up");
@@ -121,12 +121,16 @@ TEST_F(AppTest, AFirstStartThatIsCutOffIsMadeAgain) {
   for (const rlim_t bytes : {0, 20'000, 100'000}) {
     SCOPED_TRACE(bytes);
     const FullDisk disk(bytes);
-    EXPECT_EQ(Start(), "Can't create Gravlin.rsd database file.\n");
+    EXPECT_EQ(Start().find("Can't create Gravlin.rsd database file.\r\n\r\nThe disk "), 0u);
   }
   for (const char* left : {"Gravlin/Gravlin.rsd.new", "Gravlin/Gravlin.rsd.new-wal"})
     Write(left, "half a store");
   EXPECT_EQ(Start(), "up");
   EXPECT_FALSE(fs::exists(data / "Gravlin/Gravlin.rsd.new"));
+  {
+    const FullDisk disk(20'000);
+    EXPECT_EQ(Start(), "Can't open database file.\r\n\r\nThe disk is full.\n");
+  }
   EXPECT_EQ(Start(), "up");
 }
 

@@ -8,6 +8,7 @@
 
 #include "platform/failures.h"
 #include "platform/scheduler.h"
+#include "support/full_disk.h"
 #include "support/store_fixture.h"
 
 namespace gravlin::testing {
@@ -96,6 +97,32 @@ TEST_F(DatabaseTest, WritesAreOneTransactionUntilCommit) {
     lost.SQLExecute("Update Servers Set Port=4");
   }
   EXPECT_EQ(SeenByOthers(port), "1");
+}
+
+// sqlite ends the transaction by itself where the disk is full.  What comes after must not be
+// stored as if it were the whole change.
+TEST_F(DatabaseTest, ATransactionThatAFullDiskEndedTakesNothingMore) {
+  db.SQLExecute("Update Servers Set Name='first'");
+  {
+    const FullDisk disk(100'000);
+    db.SQLExecute(
+        "Insert into NZBFiles (Parts) With Recursive n(i) as (Select 1 Union All Select i+1 from n "
+        "where i<5000) Select hex(randomblob(1000)) from n");
+    EXPECT_TRUE(db.Error());
+    EXPECT_EQ(db.Reason(), "The disk is full.");
+  }
+  for (const char* sql : {"Update Servers Set URL='second'", "BEGIN"}) {
+    db.SQLExecute(sql);
+    EXPECT_TRUE(db.Error()) << sql;
+  }
+  db.Commit();
+  EXPECT_TRUE(db.Error());
+  EXPECT_EQ(
+      db.SQLSelect("Select Name from Servers where URL='second' or Name='first'")->RecordCount(),
+      0);
+  db.SQLExecute("Update Servers Set Name='third'");
+  db.Commit();
+  EXPECT_FALSE(db.Error());
 }
 
 TEST_F(DatabaseTest, OnTheMainThreadAWriterWaitsFiveSecondsWhileEventsGoOn) {

@@ -14,12 +14,14 @@ namespace gravlin {
 namespace {
 
 using testing::Asked;
+using testing::TestClock;
 
 class FakeWindow : public ImportWindow {
  public:
   FolderItem NZBFile() const override { return nzb; }
   void BeginImport() override { percents.clear(); }
   void ListCleared() override {}
+  void ListKept() override { done += "kept;"; }
   void ShowImportProgress(int percent) override { percents.push_back(percent); }
   void ImportDone(std::string_view nzb_name, double total_bytes) override {
     done += std::string(nzb_name) + "=" + Format(total_bytes, "0") + ";";
@@ -143,7 +145,7 @@ TEST_F(ImportTest, WaitsForTheEndOfTheGroupsWithoutBurningTheCore) {
   clock.Advance(10'000);
   EXPECT_EQ(LiveThreads(), 1);
   EXPECT_FALSE(Code::DBFree);
-  EXPECT_GT(NextCallDue(), clock.Milliseconds());
+  EXPECT_TRUE(TestClock::PumpUntil([&] { return NextCallDue() > clock.Milliseconds(); }));
   // The rest arrives.
   window.nzb.AppendToTextFile()->Write(
       "\n</groups>\n<segment number=\"1\" bytes=\"5\">i</segment>\n</file>\n");
@@ -167,19 +169,55 @@ TEST_F(ImportTest, WaitsForTheStoreAndForOtherWriters) {
   EXPECT_EQ(Names(), "a.rar");
 }
 
-// A disk that fills in the middle leaves no part of a list, and the store as it was.
+// A disk that fills leaves the whole old list, the whole new one or, with a word, none; and the
+// store as it was.
 TEST_F(ImportTest, AListThatCannotBeStoredWholeIsToldAndLeftOut) {
-  std::string text;
-  for (int i = 0; i < 60; ++i) text += FileElement("a" + std::to_string(i) + ".rar", 1000);
-  Start(folder.Write("set.nzb", text));
-  {
-    const testing::FullDisk disk(700'000);
-    EXPECT_TRUE(Ended());
+  std::string old_list, text;
+  for (int i = 0; i < 60; ++i) {
+    const std::string name = std::to_string(i) + ".rar";
+    old_list += FileElement("old" + name, 3000);
+    text += FileElement("new" + name, 1000);
   }
-  EXPECT_EQ(LastBox().find("The NZB file could not be imported: "), 0u) << LastBox();
-  EXPECT_EQ(window.done + Names(), "");
-  Import(text);
-  EXPECT_EQ(Stored("NZBFiles", "count(*)"), "60");
+  Import(old_list);
+  int ends[3] = {};
+  for (const int room : {0, 50'000, 100'000, 200'000, 700'000, 10'000'000}) {
+    window.done.clear(), Asked().Clear();
+    Start(folder.Write("set.nzb", text));
+    {
+      const testing::FullDisk disk(room);
+      EXPECT_TRUE(Ended());
+    }
+    const bool kept = window.done == "kept;", imported = window.done == "set.nzb=6000000;";
+    ++ends[imported ? 2 : kept];
+    EXPECT_EQ(Stored("NZBFiles", "count(*)||coalesce(min(Filename), '')"), imported ? "60new0.rar"
+                                                                           : kept   ? "60old0.rar"
+                                                                                    : "0");
+    EXPECT_EQ(LastBox().find("The NZB file could not be imported: "),
+              imported ? std::string::npos : 0u)
+        << room;
+    Import(old_list);
+  }
+  for (const int count : ends) EXPECT_GT(count, 0) << "an end that was not tried";
+  // No text at all, and no line end within any sensible length.
+  folder.Write("image.nzb", "x");
+  std::filesystem::resize_file(folder / "image.nzb", std::int64_t{1} << 32);
+  Start(folder.Item("image.nzb"));
+  EXPECT_TRUE(Ended());
+  EXPECT_EQ(LastBox(),
+            "The NZB file could not be imported: it has a line of more than 16 MiB and is no NZB "
+            "file.");
+}
+
+// The delete of an import that failed waits behind another writer, and must not come after the list
+// that is dropped next.
+TEST_F(ImportTest, TheDeleteOfAFailedImportLeavesTheNextList) {
+  Start(folder.Write("bad.nzb", "<file x>"));
+  ASSERT_TRUE(clock.RunUntil([] { return !Code::DBFree; }));
+  Code::SaveToDB({"Update Settings set Future1='typed meanwhile'"}, "none");
+  ASSERT_TRUE(clock.RunUntil([] { return !Asked().boxes.empty() && LiveThreads() < 3; }));
+  Start(folder.Write("good.nzb", FileElement("b.rar", 1)));
+  EXPECT_TRUE(Ended());
+  EXPECT_EQ(Names(), "b.rar");
 }
 
 // A name that would be read as part of the statement is not stored.

@@ -3,6 +3,7 @@
 
 #include "engine/active_files.h"
 #include "engine/gravlin.h"
+#include "support/full_disk.h"
 #include "support/store_fixture.h"
 #include "ui/files_window.h"
 #include "ui/message_window.h"
@@ -44,6 +45,24 @@ TEST_F(WizardStart, AStoreThatCannotBeReadIsTold) {
   ASSERT_FALSE(Asked().boxes.empty());
   EXPECT_EQ(Asked().boxes[0].text, "Gravlin.Open can't open Gravlin.rsd database file.");
   Code::fGlobalDB = folder.Item("store.rsd");
+}
+
+// By a kill, which leaves what the last commit stored, or by a disk that fills.
+TEST_F(WizardStart, AStartThatIsCutOffLeavesTheAccount) {
+  Store(
+      "Update Servers Set URL='news.test.example', Username='me', Password='pw', Port=563, "
+      "SSL='v3'");
+  const std::string row = "URL||Username||Password||Port||SSL", account = Stored("Servers", row);
+  for (const rlim_t room : {10'000'000, 40'000, 60'000}) {
+    const FullDisk disk(room);
+    Gravlin& window = Window::New<Gravlin>();
+    EXPECT_TRUE(TestClock::PumpUntil([&] {
+      EXPECT_EQ(Stored("Servers", row), account);
+      return Code::PendingWrites() == 0;
+    }));
+    EXPECT_EQ(window.efUserName.Text() + window.pmSSL.Text(), "mev3");
+    window.Close();
+  }
 }
 
 TEST_F(WizardTest, WhatIsTypedIsStoredUnlessTheStoreCannotTakeIt) {

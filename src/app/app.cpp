@@ -41,8 +41,9 @@ void App::Event_Open() {
   }
 }
 
-void App::FailToStart(std::string_view why) {
-  MsgBox(why);
+void App::FailToStart(std::string_view what, std::string_view why) {
+  MsgBox(why.empty() ? std::string(what)
+                     : std::string(what) + Code::CRLF + Code::CRLF + std::string(why));
   SetExitStatus(1);
   Quit();
 }
@@ -71,7 +72,7 @@ void App::OpenFoldersAndStore() {
   if (OpenDB()) {
     Init();
   } else if (!Quitting()) {
-    FailToStart("Can't open database file.");
+    FailToStart("Can't open database file.", why_no_store_);
   }
 }
 
@@ -89,7 +90,9 @@ bool App::OpenDB() {
     }
     for (const char* journal : {"", "-wal", "-shm"})
       Code::AppDataFolder.Child(store.Name() + journal).MakePrivate();
-    if (Database(store).Connect()) return true;
+    Database db(store);
+    if (db.Connect() && !db.IsReadOnly()) return true;
+    why_no_store_ = db.IsReadOnly() ? "The file may not be written." : db.Reason();
     DBProblem = true;
     return false;
   } catch (const std::exception&) {
@@ -109,14 +112,16 @@ void App::CreateDatabase() {
     if (*journal) Code::AppDataFolder.Child(name + journal).Delete();
   }
   bool made;
+  std::string why;
   {
     Database db(half_made);
     made = db.CreateDatabaseFile() && MakeSchema(db);
+    if (!made) why = db.Reason();
   }
   // What did not fit into the file is still in its journal.
   made = made && !Code::AppDataFolder.Child(half_made.Name() + "-wal").Exists();
   if (!made || !half_made.Flush() || !half_made.SetName(name)) {
-    FailToStart("Can't create Gravlin.rsd database file.");
+    FailToStart("Can't create Gravlin.rsd database file.", why);
     return;
   }
   Code::AppDataFolder.Flush();

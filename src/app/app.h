@@ -54,8 +54,9 @@ class App : public Application {
  private:
   void OpenFoldersAndStore();
   std::optional<FileHandle> lock_;  // on the folder, against a start from another session
-  // Tells why, and ends the program.
-  void FailToStart(std::string_view why);
+  std::string why_no_store_;        // in plain words
+  // Says what failed and, on a line of its own, why, and ends the program.
+  void FailToStart(std::string_view what, std::string_view why = {});
   void BindMenu();
 };
 

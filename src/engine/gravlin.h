@@ -112,6 +112,8 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   // Binds every control's event to its handler; called once, when the window is made.
   void WireControls();
   void SaveServerSettings();
+  // Puts the row into the form and, if that changes the form, saves it once.
+  void FillServerForm(const RecordSet& server, int ssl_index);
   void pbTest_Action();
   void ConnectTest();
   void NewsTest_DataAvailable();
@@ -123,6 +125,7 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   FolderItem NZBFile() const override { return fNZB; }
   void BeginImport() override;
   void ListCleared() override;
+  void ListKept() override;
   void ShowImportProgress(int percent) override;
   void ImportDone(std::string_view nzb_name, double total_bytes) override;
 
@@ -213,10 +216,12 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   int SelectRowOf(std::string_view filename);
   void AddFileRow(const RecordSet& row);
   std::string ScanPartsFolder();
+  void LoadListAnew();
   void Tick();
   bool WatchSilence();
   void GiveUpEndlessReply();
   void ShowArticleProgress();
+  std::string ServerStatement() const;  // that saves the form
   void NoteRestOfLine(std::string_view consumed);
   void DropRestOfLine();
 
@@ -231,6 +236,7 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
       false;  // from the log-on of a connection until Reconnect, Stop or the user's sign-off
   std::int64_t requested_at_ = 0;  // Clock nanoseconds when the current ARTICLE was sent
   bool loading_list_ = false;      // after an import; Start is disabled meanwhile
+  bool filling_form_ = false;      // from the row; its changes are none of the user's
   bool advising_ = false;          // a box with advice about the port is open
   int next_file_requests_ = 0;
   bool walking_queue_ = false;

@@ -23,16 +23,26 @@ void Gravlin::ShowImportProgress(int percent) {
 
 void Gravlin::ListCleared() { List.DeleteAllRows(); }
 
+void Gravlin::ListKept() {
+  barParse.SetVisible(false);
+  List.DeleteAllRows();
+  ExpectedParts = 0;  // the files that are loaded again are the same
+  LoadListAnew();
+  if (TheTimer.Mode() == 0) pbStart.SetEnabled(true);
+}
+
+// Start would take the rows that are there already for all.  Stop serves on.
+void Gravlin::LoadListAnew() {
+  const ScopedFlag loading(loading_list_, true);
+  if (TheTimer.Mode() == 0) pbStart.SetEnabled(false);
+  LoadFiles();
+}
+
 void Gravlin::ImportDone(std::string_view nzb_name, double total_bytes) {
   BytesLeft = total_bytes;
   barParse.SetVisible(false);
   Refresh();
-  {
-    // Start would take the rows that are there already for all.  Stop serves on.
-    const ScopedFlag loading(loading_list_, true);
-    if (TheTimer.Mode() == 0) pbStart.SetEnabled(false);
-    LoadFiles();
-  }
+  LoadListAnew();
   stStatus.SetText(std::string(nzb_name) + " imported. Click Start to begin downloading.");
   pbStart.SetEnabled(true);
   TabPanel1.SetValue(5);

@@ -47,17 +47,11 @@ void Gravlin::LoadServer() {
     MsgBox("No records in Servers table");
     return;
   }
-  // Read before the form is filled: each field that changes saves the half-filled form in the
-  // background.
   const std::string ssl = server->Field("SSL").StringValue();
   const auto choice = std::find_if(kSSLChoices.begin(), kSSLChoices.end(),
                                    [&](const SSLChoice& c) { return SameText(c.column, ssl); });
-  efURL.SetText(server->Field("URL").StringValue());
-  efUserName.SetText(server->Field("Username").StringValue());
-  efPassword.SetText(server->Field("Password").StringValue());
-  efPort.SetText(server->Field("Port").StringValue());
-  pmSSL.SetListIndex(choice == kSSLChoices.end() ? 0
-                                                 : static_cast<int>(choice - kSSLChoices.begin()));
+  FillServerForm(*server,
+                 choice == kSSLChoices.end() ? 0 : static_cast<int>(choice - kSSLChoices.begin()));
   TheServerURL = server->Field("URL").StringValue();
   TheServerUsername = server->Field("Username").StringValue();
   TheServerPassword = server->Field("Password").StringValue();

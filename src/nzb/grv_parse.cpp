@@ -21,8 +21,10 @@ namespace {
 constexpr int kRetryMilliseconds = 100;
 constexpr std::size_t kLongestShown = 1000;  // bytes of a subject in a box
 constexpr int kClockBytes = 4096;  // of the NZB file between two looks whether others wait
+constexpr std::size_t kLongestLine = std::size_t{16} << 20;
+constexpr std::size_t kBatchBytes = 256 * 1024;  // of segments, stored in one go
 
-struct NotStored : std::runtime_error {
+struct NotImported : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
@@ -46,18 +48,41 @@ class Progress {
 }  // namespace
 
 void grvParse::Event_Run() {
+  std::string why;
   try {
     Import();
     return;
-  } catch (const NotStored& failure) {
-    why_not_stored_ = failure.what();
+  } catch (const NotImported& failure) {
+    why = failure.what();
   } catch (const std::exception&) {
     // A file that cannot be opened or that has no segments ends the import without a word.
-    if (lock_taken_) Code::DBFree = true;
+    if (lock_taken_) GiveRightBack();
     return;
   }
   db.reset();  // with all of this import
-  Tell("The NZB file could not be imported: " + why_not_stored_ + ".", true);
+  const std::string message = "The NZB file could not be imported: " + why + ".";
+  if (cleared_)
+    Tell(message, true);
+  else
+    KeepOldList(message);
+}
+
+void grvParse::KeepOldList(std::string_view message) {
+  GiveRightBack();
+  // An import that waits shows its own list.
+  if (living_.size() == 1) w.ListKept();
+  MsgBox(message);
+}
+
+void grvParse::GiveRightBack() {
+  Code::DBFree = true;
+  lock_taken_ = false;
+  turn_.Leave();
+}
+
+void grvParse::Need(std::string_view sql) {
+  db->ExecuteOnHelper(sql);
+  if (db->Error()) throw NotImported(db->ErrorMessage());
 }
 
 void grvParse::Import() {
@@ -69,27 +94,35 @@ void grvParse::Import() {
   const std::unique_ptr<TextInputStream> stream = nzb_.OpenAsTextFile();
   ClearLastImport();
   if (!stream) throw NilObjectException();
+  stream->ReadOnHelper();
   if (!ReadFiles(*stream)) return;
   stream->Close();
   Finish();
 }
 
 void grvParse::WaitForTheStore() {
+  turn_.Await();
   db = std::make_unique<Database>(Code::fGlobalDB);
   while (!db->Connect()) Sleep(kRetryMilliseconds);
+  // The import before this one gives the right back before it has shown its list.
   while (living_.front() != this || !Code::LockDB()) Sleep(kRetryMilliseconds);
   lock_taken_ = true;
   db->SetDurableCommits(true);
   db->HoldCheckpoints();
+  // Writing zeros over the old list would take as much room in the journal as the list, and as
+  // long.
+  db->SQLExecute("PRAGMA secure_delete=OFF");
 }
 
 void grvParse::ClearLastImport() {
   db->SQLExecute("BEGIN");
-  db->SQLExecute("Update Settings_Gravlin set ExpectedBytes=0");
-  db->SQLExecute("Update Settings_Gravlin set CompletedBytes=0");
-  db->SQLExecute("Update Settings_Gravlin set Name=''");
-  db->SQLExecute("Delete From NZBFiles");
+  Need("Update Settings_Gravlin set ExpectedBytes=0");
+  Need("Update Settings_Gravlin set CompletedBytes=0");
+  Need("Update Settings_Gravlin set Name=''");
+  Need("Delete From NZBFiles");
   db->Commit();
+  if (db->Error()) throw NotImported(db->ErrorMessage());
+  cleared_ = true;
   w.ListCleared();
   db->SQLExecute("BEGIN");
   committed_ = std::make_unique<Database>(Code::fGlobalDB);
@@ -101,7 +134,9 @@ bool grvParse::ReadFiles(TextInputStream& stream) {
   std::string line;
   std::int64_t looked_at = 0;
   do {
-    stream.ReadLine(line);
+    if (!stream.ReadLine(line, kLongestLine))
+      throw NotImported("it has a line of more than " + Str(kLongestLine >> 20) +
+                        " MiB and is no NZB file");
     const bool at_end = stream.EndOfFile();
     progress.Show(stream.PositionB());
     switch (reader_.Take(line, at_end)) {
@@ -132,6 +167,7 @@ bool grvParse::ReadFiles(TextInputStream& stream) {
       Yield();
     }
   } while (reader_.InsideFile() || !stream.EndOfFile());
+  StoreBatch();
   return true;
 }
 
@@ -166,10 +202,17 @@ void grvParse::StoreFile() {
   record.SetColumn("Ext", ext_);
   record.SetColumn("Groups", file.groups);
   record.SetColumn("Parts", file.parts);
-  db->InsertRecord("NZBFiles", record);
-  // The store has dropped the rows before this one; those behind it would be taken for all.
-  if (db->Error()) throw NotStored(db->ErrorMessage());
+  batch_bytes_ += file.parts.size() + file.groups.size() + filename_.size();
+  batch_.push_back(std::move(record));
   total_bytes_ += file.bytes;
+  if (batch_bytes_ >= kBatchBytes) StoreBatch();
+}
+
+void grvParse::StoreBatch() {
+  db->InsertRecords("NZBFiles", batch_);
+  if (db->Error()) throw NotImported(db->ErrorMessage());
+  batch_.clear();
+  batch_bytes_ = 0;
 }
 
 void grvParse::Finish() {
@@ -182,9 +225,8 @@ void grvParse::Finish() {
   if (name.find('\'') == std::string::npos)
     db->SQLExecute("Update Settings_Gravlin set Name='" + name + "'");
   db->Commit();
-  if (db->Error()) throw NotStored(db->ErrorMessage());
-  Code::DBFree = true;
-  lock_taken_ = false;
+  if (db->Error()) throw NotImported(db->ErrorMessage());
+  GiveRightBack();
   w.ImportDone(name, total_bytes_);
   db->Checkpoint();
 }
@@ -195,9 +237,8 @@ void grvParse::Tell(std::string_view message, bool bail_out) {
 }
 
 void grvParse::BailOut() {
-  Code::DBFree = true;
-  lock_taken_ = false;
-  // Another import that waits empties the list itself, and may be through before this write.
+  GiveRightBack();
+  // Another import that waits empties the list itself, and is through before this write.
   if (living_.size() == 1) Code::SaveToDB({"Delete from NZBFiles"}, "none");
 }
 

@@ -10,6 +10,7 @@
 #include "platform/streams.h"
 #include "platform/thread.h"
 #include "store/database.h"
+#include "store/writers.h"
 
 namespace gravlin {
 
@@ -30,9 +31,14 @@ class grvParse : public Thread {
   bool ReadFiles(TextInputStream& stream);
   bool NameFile();
   void StoreFile();
+  void StoreBatch();
   void Finish();
   void Tell(std::string_view message, bool bail_out);
   void BailOut();
+  // Runs the statement; throws if it fails.
+  void Need(std::string_view sql);
+  void GiveRightBack();
+  void KeepOldList(std::string_view why);
 
   static inline std::list<const grvParse*> living_;  // one imports, the others wait
 
@@ -41,10 +47,13 @@ class grvParse : public Thread {
   std::unique_ptr<Database> committed_;  // sees the names of earlier imports, not of this one
   FolderItem nzb_;
   NzbReader reader_;
-  std::string filename_, ext_;  // of the file being read
+  std::string filename_, ext_;         // of the file being read
+  std::vector<DatabaseRecord> batch_;  // rows that are stored together
+  std::size_t batch_bytes_ = 0;
   double total_bytes_ = 0;
-  std::string why_not_stored_;
+  WriterTurn turn_;
   bool lock_taken_ = false;
+  bool cleared_ = false;  // the old list is gone
 };
 
 }  // namespace gravlin

@@ -63,7 +63,13 @@ bool TextInputStream::Fill() {
   buffer_start_ += static_cast<std::int64_t>(buffer_.size());
   buffer_.resize(kTextBuffer);
   next_ = 0;
-  buffer_.resize(files::ReadSome(file_.Get(), buffer_.data(), buffer_.size()));
+  const auto read = [this] {
+    buffer_.resize(files::ReadSome(file_.Get(), buffer_.data(), buffer_.size()));
+  };
+  if (on_helper_)
+    Thread::Offload(read);
+  else
+    read();
   return !buffer_.empty();
 }
 
@@ -73,9 +79,10 @@ std::string TextInputStream::ReadLine() {
   return line;
 }
 
-void TextInputStream::ReadLine(std::string& line) {
+bool TextInputStream::ReadLine(std::string& line, std::size_t limit) {
   line.clear();
   while (!EndOfFile()) {
+    if (line.size() > limit) return false;
     const std::string_view rest = std::string_view(buffer_).substr(next_);
     const std::size_t length = FindLineEnd(rest);
     line.append(rest, 0, length);
@@ -83,8 +90,9 @@ void TextInputStream::ReadLine(std::string& line) {
     if (length == rest.size()) continue;
     const bool carriage_return = buffer_[next_++] == '\r';
     if (carriage_return && !EndOfFile() && buffer_[next_] == '\n') ++next_;
-    return;
+    break;
   }
+  return line.size() <= limit;
 }
 
 std::string TextInputStream::ReadAll() {

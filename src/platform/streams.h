@@ -33,10 +33,14 @@ class FileHandle {
 class TextInputStream {
  public:
   explicit TextInputStream(FileHandle file);
+  // From now on a slow disk is waited for on a helper thread.  For streams that one cooperative
+  // thread reads; what runs on a helper itself must not ask for another.
+  void ReadOnHelper() { on_helper_ = true; }
   // The next line without its end.  At the end of the file, what is there; beyond it, empty text.
   std::string ReadLine();
-  // As ReadLine, into a string that keeps its storage from line to line.
-  void ReadLine(std::string& line);
+  // As ReadLine, into a string that keeps its storage from line to line.  False, with the rest of
+  // the line unread, once it has more bytes than `limit`.
+  bool ReadLine(std::string& line, std::size_t limit = SIZE_MAX);
   std::string ReadAll();
   // True when every byte has been read.
   bool EndOfFile();
@@ -51,6 +55,7 @@ class TextInputStream {
   std::string buffer_;
   std::size_t next_ = 0;           // index of the next unread byte of buffer_
   std::int64_t buffer_start_ = 0;  // position in the file of buffer_[0]
+  bool on_helper_ = false;
 };
 
 class TextOutputStream {

@@ -4,7 +4,9 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
+#include <system_error>
 
 #include "platform/failures.h"
 #include "platform/text.h"
@@ -41,6 +43,20 @@ void Bind(sqlite3_stmt* statement, int index, std::string_view text) {
                       SQLITE_UTF8);
 }
 
+std::string PlainReason(int code, int system_error, std::string_view otherwise) {
+  const int kind = code & 0xff;
+  if (kind == SQLITE_FULL || system_error == ENOSPC || system_error == EDQUOT ||
+      system_error == EFBIG)
+    return "The disk is full.";
+  if (code == SQLITE_IOERR_WRITE) return "The disk cannot be written.";
+  if (kind == SQLITE_READONLY || system_error == EROFS) return "The file may not be written.";
+  if (kind == SQLITE_CANTOPEN && (system_error == EACCES || system_error == EPERM))
+    return "The file may not be opened.";
+  if (kind == SQLITE_CORRUPT || kind == SQLITE_NOTADB) return "The file is damaged.";
+  if (kind == SQLITE_BUSY || kind == SQLITE_LOCKED) return "Another program is using the file.";
+  return "The reason is: " + std::string(otherwise) + ".";
+}
+
 // Statements that open no transaction by themselves, though some of them write.
 bool NeedsTransaction(sqlite3_stmt* statement, std::string_view sql) {
   const std::string_view word = FirstWord(sql);
@@ -67,14 +83,25 @@ bool Database::Connect() {
   // Opening reads nothing.  This reads the first page, and finds an empty or foreign file.
   const std::unique_ptr<RecordSet> tables = SQLSelect("SELECT name FROM sqlite_schema LIMIT 1");
   if (tables && !tables->EndOfFile()) return true;
-  const std::string reason = tables ? "not a store: no tables" : error_;
+  if (tables) Fail("not a store: no tables");
+  const std::string error = error_, reason = reason_;
   Close();
-  return Fail(reason);
+  error_ = error, reason_ = reason;
+  return false;
+}
+
+bool Database::IsReadOnly() const {
+  return connection_ && sqlite3_db_readonly(connection_.get(), "main") == 1;
 }
 
 bool Database::CreateDatabaseFile() {
   // sqlite would make a file that others can read, and the journals take its mode.
-  if (!file_.CreatePrivateFile()) return Fail("the file cannot be made");
+  if (!file_.CreatePrivateFile()) {
+    const int error = errno;
+    Fail("the file cannot be made");
+    reason_ = PlainReason(SQLITE_CANTOPEN, error, std::generic_category().message(error));
+    return false;
+  }
   file_.Parent().Flush();
   return Open(SQLITE_OPEN_READWRITE);
 }
@@ -103,6 +130,8 @@ void Database::Close() {
   insert_.reset();
   connection_.reset();
   error_.clear();
+  rolled_back_ = {};
+  in_transaction_ = false;
 }
 
 void Database::SetDurableCommits(bool durable) {
@@ -122,13 +151,19 @@ void Database::Checkpoint() {
 
 bool Database::Fail(std::string_view message) {
   error_ = message.empty() ? "unknown error" : message;
+  reason_ = PlainReason(SQLITE_ERROR, 0, error_);
   return false;
 }
 
 bool Database::Check(int code) {
   error_.clear();
+  const bool was_in_transaction = std::exchange(in_transaction_, InTransaction());
   if (code == SQLITE_OK || code == SQLITE_ROW || code == SQLITE_DONE) return true;
-  return Fail(connection_ ? sqlite3_errmsg(connection_.get()) : sqlite3_errstr(code));
+  Fail(connection_ ? sqlite3_errmsg(connection_.get()) : sqlite3_errstr(code));
+  const int system_error = connection_ ? sqlite3_system_errno(connection_.get()) : 0;
+  reason_ = PlainReason(code, system_error, error_);
+  if (was_in_transaction && !in_transaction_) rolled_back_ = {error_, reason_};
+  return false;
 }
 
 // Tries again while another connection writes.  sqlite's own busy handler is not used: it would
@@ -191,12 +226,19 @@ bool Database::InTransaction() const {
   return connection_ && !sqlite3_get_autocommit(connection_.get());
 }
 
-bool Database::BeginIfNeeded() { return InTransaction() || Run("BEGIN"); }
+bool Database::BeginIfNeeded() { return !RolledBack() && (InTransaction() || Run("BEGIN")); }
+
+bool Database::RolledBack() {
+  if (rolled_back_.error.empty()) return false;
+  error_ = rolled_back_.error, reason_ = rolled_back_.reason;
+  return true;
+}
 
 void Database::SQLExecute(std::string_view sql) {
   const Statement statement = Prepare(sql);
   if (!statement) return;
   if (NeedsTransaction(statement.get(), sql) && !BeginIfNeeded()) return;
+  if (SameText(FirstWord(sql), "BEGIN") && RolledBack()) return;
   int code = Step(statement.get());
   while (code == SQLITE_ROW) code = Step(statement.get());
   if (!Check(code)) return;
@@ -245,7 +287,44 @@ bool Database::UpdateRow(const RecordSet& row, std::string_view id) {
   return Check(Step(statement.get())) && sqlite3_changes(connection_.get()) > 0;
 }
 
+void Database::ExecuteOnHelper(std::string_view sql) {
+  const Statement statement = Prepare(sql);
+  if (!statement || !BeginIfNeeded()) return;
+  Check(WaitWhileBusy([raw = statement.get()] {
+    int code = SQLITE_OK;
+    Thread::Offload([&code, raw] { code = sqlite3_step(raw); });
+    if ((code & 0xff) == SQLITE_BUSY) sqlite3_reset(raw);
+    return code;
+  }));
+}
+
 void Database::InsertRecord(std::string_view table, const DatabaseRecord& record) {
+  if (!PrepareInsert(table, record)) return;
+  BindInsert(record);
+  Check(Step(insert_.get()));
+  sqlite3_reset(insert_.get());
+  sqlite3_clear_bindings(insert_.get());
+}
+
+void Database::InsertRecords(std::string_view table, const std::vector<DatabaseRecord>& records) {
+  if (records.empty() || !PrepareInsert(table, records.front())) return;
+  std::size_t next = 0;
+  Check(WaitWhileBusy([&] {
+    int code = SQLITE_DONE;
+    Thread::Offload([&] {
+      for (; next < records.size() && code == SQLITE_DONE; ++next) {
+        BindInsert(records[next]);
+        code = sqlite3_step(insert_.get());
+        sqlite3_reset(insert_.get());
+      }
+    });
+    if ((code & 0xff) == SQLITE_BUSY) --next;
+    return code;
+  }));
+  sqlite3_clear_bindings(insert_.get());
+}
+
+bool Database::PrepareInsert(std::string_view table, const DatabaseRecord& record) {
   const auto& columns = record.Columns();
   const auto same_name = [](const std::string& a, const auto& b) { return a == b.first; };
   if (!insert_ || insert_table_ != table ||
@@ -263,9 +342,12 @@ void Database::InsertRecord(std::string_view table, const DatabaseRecord& record
         Prepare("INSERT INTO " + Quoted(table) +
                 (columns.empty() ? " DEFAULT VALUES" : " (" + names + ") VALUES (" + marks + ")"));
   }
-  if (!insert_ || !BeginIfNeeded()) return;
+  return insert_ && BeginIfNeeded();
+}
+
+void Database::BindInsert(const DatabaseRecord& record) {
   int index = 0;
-  for (const auto& [name, value] : columns) {
+  for (const auto& [name, value] : record.Columns()) {
     ++index;
     if (const auto* text = std::get_if<std::string>(&value)) {
       Bind(insert_.get(), index, *text);
@@ -273,13 +355,14 @@ void Database::InsertRecord(std::string_view table, const DatabaseRecord& record
       sqlite3_bind_int64(insert_.get(), index, std::get<std::int64_t>(value));
     }
   }
-  Check(Step(insert_.get()));
-  sqlite3_reset(insert_.get());
-  sqlite3_clear_bindings(insert_.get());
 }
 
 void Database::Commit() {
   error_.clear();
+  if (RolledBack()) {
+    rolled_back_ = {};
+    return;
+  }
   if (!InTransaction()) return;
   const Statement statement = Prepare("COMMIT");
   if (!statement) return;
@@ -292,10 +375,12 @@ void Database::Commit() {
     return code;
   });
   Check(code);
+  rolled_back_ = {};  // this failure has been reported
 }
 
 void Database::Rollback() {
   error_.clear();
+  rolled_back_ = {};
   if (InTransaction()) Run("ROLLBACK");
 }
 

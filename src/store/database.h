@@ -119,10 +119,19 @@ class Database {
   // Runs one statement.  Text behind the first statement is refused, never run.  The first writing
   // statement outside a BEGIN opens a transaction, which Commit ends.  Failures only set
   // ErrorMessage.
+  //
+  // A full disk makes sqlite roll back the whole open transaction.  From then on every write fails
+  // with the reason, BEGIN too, until Commit, which fails as well, or Rollback: a new transaction
+  // would store the end of a change without its beginning.
   void SQLExecute(std::string_view sql);
   // nullptr if the statement fails, or if it is none that only reads.
   std::unique_ptr<RecordSet> SQLSelect(std::string_view sql);
   void InsertRecord(std::string_view table, const DatabaseRecord& record);
+  // The same for rows of equal columns, on a helper thread where the caller is a cooperative one,
+  // so that a slow disk holds up no event.
+  void InsertRecords(std::string_view table, const std::vector<DatabaseRecord>& records);
+  // Runs one writing statement in the same way.
+  void ExecuteOnHelper(std::string_view sql);
   // Ends the open transaction, if there is one.  Inside a cooperative thread the disk is waited for
   // elsewhere.
   void Commit();
@@ -132,6 +141,10 @@ class Database {
   bool Error() const { return !error_.empty(); }
   // Of the last operation; empty if it went well.
   const std::string& ErrorMessage() const { return error_; }
+  // The same as the user understands it: "The disk is full.", "The file may not be written.", ...
+  const std::string& Reason() const { return reason_; }
+  // The file is open, but writing to it is not allowed.
+  bool IsReadOnly() const;
 
  private:
   friend class RecordSet;
@@ -154,12 +167,20 @@ class Database {
   int Step(sqlite3_stmt* statement);
   bool InTransaction() const;
   bool BeginIfNeeded();
+  // Whether sqlite has ended the transaction by itself; the error is that one then.
+  bool RolledBack();
+  bool PrepareInsert(std::string_view table, const DatabaseRecord& record);
+  void BindInsert(const DatabaseRecord& record);
   bool UpdateRow(const RecordSet& row, std::string_view id);
 
   FolderItem file_;
   std::unique_ptr<sqlite3, CloseConnection> connection_;
   bool durable_ = false;
-  std::string error_;
+  std::string error_, reason_;
+  bool in_transaction_ = false;  // after the last operation
+  struct {
+    std::string error, reason;
+  } rolled_back_;  // why sqlite ended the transaction by itself; empty if it did not
   // The statement of the last insert, kept for the next record of the same table and columns.
   Statement insert_;
   std::string insert_table_;

@@ -94,17 +94,18 @@ DatabaseRecord ProgramSettings() {
 }  // namespace
 
 bool MakeSchema(Database& db) {
+  // After a failure nothing more is tried, so that `db` keeps its reason.
   bool good = true;
   const auto execute = [&](std::string_view sql) {
-    db.SQLExecute(sql);
+    if (good) db.SQLExecute(sql);
     good = good && !db.Error();
   };
   const auto insert = [&](std::string_view table, const DatabaseRecord& row) {
-    db.InsertRecord(table, row);
+    if (good) db.InsertRecord(table, row);
     good = good && !db.Error();
   };
   const auto commit = [&] {
-    db.Commit();
+    if (good) db.Commit();
     good = good && !db.Error();
   };
   execute("BEGIN");

@@ -72,7 +72,9 @@ void SaveData::Event_Run() {
   }
 }
 
-void SaveData::DoReturnCall() {}
+void SaveData::DoReturnCall() {
+  if (ReturnTo == "FileTypesWin.TypesStored") Code::NeedToLoadTypes = true;
+}
 
 void InsertRecord::Event_Run() {
   try {
@@ -117,7 +119,7 @@ void AddRecToDB(std::string_view pTable, std::vector<DatabaseRecord> pRec,
   Thread::Run(std::move(writer));
 }
 
-int PendingWrites() { return WriterTurn::Count(); }
+int PendingWrites() { return PendingTurn::Count(); }
 
 bool AwaitWrites() {
   constexpr int kShortPause = 10, kTries = 200;  // milliseconds

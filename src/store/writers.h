@@ -14,30 +14,36 @@
 
 namespace gravlin {
 
-// A writer's place among those that live.  The right to write goes to the oldest that waits: the
-// form saves itself at every keystroke, and a newer row must not be overtaken by an older one that
-// polls at a better moment.
+// A writer's place among those that live, imports included.  The right to write goes to the oldest
+// that waits: the form saves itself at every keystroke, and a newer row must not be overtaken by an
+// older one that polls at a better moment.
 class WriterTurn {
  public:
-  WriterTurn() : place_(waiting_.insert(waiting_.end(), this)) { ++count_; }
-  ~WriterTurn() {
-    Leave();
-    --count_;
-  }
+  WriterTurn() : place_(waiting_.insert(waiting_.end(), this)) {}
+  ~WriterTurn() { Leave(); }
   WriterTurn(const WriterTurn&) = delete;
   WriterTurn& operator=(const WriterTurn&) = delete;
   // Lets the running thread, the writer, wait until those before it have left.
   void Await();
-  // The right was taken, or is not wanted any more.
+  // The right was given back, or is not wanted any more: the next one's turn comes.
   void Leave();
-  static int Count() { return count_; }
 
  private:
-  static inline int count_ = 0;
   static inline std::list<WriterTurn*> waiting_;
   const std::list<WriterTurn*>::iterator place_;
   std::uint64_t thread_ = 0;  // that waits here
   bool waits_ = true;
+};
+
+// A place of a write that others wait for: see PendingWrites.
+class PendingTurn : public WriterTurn {
+ public:
+  PendingTurn() { ++count_; }
+  ~PendingTurn() { --count_; }
+  static int Count() { return count_; }
+
+ private:
+  static inline int count_ = 0;
 };
 
 // Runs a list of statements and commits once.  A statement that fails is passed over.
@@ -54,7 +60,7 @@ class SaveData : public Thread {
   virtual void DoReturnCall();
 
  private:
-  WriterTurn turn_;
+  PendingTurn turn_;
 };
 
 // Inserts a list of records and commits once.
@@ -72,7 +78,7 @@ class InsertRecord : public Thread {
   virtual void DoReturnCall();
 
  private:
-  WriterTurn turn_;
+  PendingTurn turn_;
 };
 
 namespace Code {
@@ -84,7 +90,7 @@ bool LockDB();
 void SaveToDB(std::vector<std::string> sql, std::string_view ReturnTo, bool durable = false);
 void AddRecToDB(std::string_view pTable, std::vector<DatabaseRecord> pRec,
                 std::string_view ReturnTo);
-// Background writes that have not ended.
+// Background writes that have not ended.  Imports do not count.
 int PendingWrites();
 // Waits for them, two seconds at most; false if some have not ended.
 bool AwaitWrites();

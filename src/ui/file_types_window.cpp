@@ -16,6 +16,8 @@ namespace {
 
 constexpr int kDeleteKey = 127;
 constexpr int kConfirm = 49;
+// Sets NeedToLoadTypes again: during an import the catalogue is read before the row is stored.
+constexpr std::string_view kTypesStored = "FileTypesWin.TypesStored";
 
 }  // namespace
 
@@ -146,7 +148,7 @@ void FileTypesWin::pbSaveChanges_Action() {
   Code::SaveToDB(
       {"Update FileTypes Set Name='" + name + "', " + "Ext='" + Lowercase(efExt.Text()) + "', " +
        "Note='" + efNote.Text() + "' " + "Where ID=" + TypesList.Cell(row, Listbox::kTagColumn)},
-      "none");
+      kTypesStored);
   TypesList.SetCell(row, 0, name);
   Code::NeedToLoadTypes = true;
   SetClean();
@@ -162,7 +164,7 @@ void FileTypesWin::pbDelete_Action() {
   const std::string id = TypesList.Cell(row, Listbox::kTagColumn);
   const int count = TypesList.ListCount();
   const int next = row == 0 ? 0 : row == count - 1 ? count - 2 : row;
-  Code::SaveToDB({"Delete from FileTypes where ID=" + id}, "none");
+  Code::SaveToDB({"Delete from FileTypes where ID=" + id}, kTypesStored);
   TypesList.RemoveRow(row);
   Code::NeedToLoadTypes = true;
   if (TypesList.ListCount() > 0) {

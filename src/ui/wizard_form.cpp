@@ -5,6 +5,7 @@
 #include "engine/gravlin.h"
 #include "nzb/names.h"
 #include "platform/desktop.h"
+#include "platform/scoped_flag.h"
 #include "store/writers.h"
 #include "ui/files_window.h"
 
@@ -59,7 +60,7 @@ void Gravlin::WireControls() {
 
   // The form is saved at every keystroke.
   const auto changed = [this] {
-    if (!TextLoading) SaveServerSettings();
+    if (!TextLoading && !filling_form_) SaveServerSettings();
   };
   for (TextField* field : {&efURL, &efUserName, &efPassword, &efPort}) field->TextChange = changed;
   pmSSL.Change = changed;
@@ -79,11 +80,28 @@ void Gravlin::SaveServerSettings() {
     field.SetFocus();
     return;
   }
-  // There is one server, hence no condition.
-  Code::SaveToDB({"Update Servers Set URL='" + efURL.Text() + "', " + "Username='" +
-                  efUserName.Text() + "', " + "Password='" + efPassword.Text() + "', " + "Port='" +
-                  efPort.Text() + "', " + "SSL='" + SSLText(pmSSL.ListIndex()) + "'"},
-                 "none");
+  Code::SaveToDB({ServerStatement()}, "none");
+}
+
+// There is one server, hence no condition.
+std::string Gravlin::ServerStatement() const {
+  return "Update Servers Set URL='" + efURL.Text() + "', " + "Username='" + efUserName.Text() +
+         "', " + "Password='" + efPassword.Text() + "', " + "Port='" + efPort.Text() + "', " +
+         "SSL='" + SSLText(pmSSL.ListIndex()) + "'";
+}
+
+// A half-filled form must not reach the store: a kill or a full disk would leave it there.
+void Gravlin::FillServerForm(const RecordSet& server, int ssl_index) {
+  const std::string before = ServerStatement();
+  {
+    const ScopedFlag filling(filling_form_, true);
+    efURL.SetText(server.Field("URL").StringValue());
+    efUserName.SetText(server.Field("Username").StringValue());
+    efPassword.SetText(server.Field("Password").StringValue());
+    efPort.SetText(server.Field("Port").StringValue());
+    pmSSL.SetListIndex(ssl_index);
+  }
+  if (ServerStatement() != before && !TextLoading) SaveServerSettings();
 }
 
 void Gravlin::pbSelect_Action() {
