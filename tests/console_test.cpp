@@ -95,7 +95,29 @@ TEST_F(ServerTest, TheConsoleJudgesNoReply) {
   console.pbSend.Push();
   EXPECT_TRUE(Comes(console.efResponse, "205"));
   EXPECT_EQ(console.State, "sent command");
-  EXPECT_TRUE(console.pbDisconnect.Enabled());
+  // The server has hung up, and nobody answers to another sign-off.
+  EXPECT_TRUE(TestClock::PumpUntil([&] { return !console.NewsTest.IsConnected(); }));
+  console.pbDisconnect.Push();
+  EXPECT_TRUE(console.pbConnect.Enabled() && !console.pbDisconnect.Enabled());
+}
+
+// Its opening holds up no one, and during an import what was typed waits outside the store.
+TEST_F(ServerTest, TheConsoleWaitsForTheStoreAndTakesWhatWasTyped) {
+  auto& window = Window::New<Gravlin>();
+  Save();
+  Code::DBFree = false;
+  window.efURL.SetText("typed.example\r\n");
+  clock.Advance(10);
+  const FolderItem there = std::exchange(Code::fGlobalDB, folder.Item("locked.rsd"));
+  auto& console = Window::New<TestServer>();
+  clock.Advance(1000);
+  EXPECT_FALSE(console.pbConnect.Enabled());
+  Code::fGlobalDB = there;
+  console.db->SetDatabaseFile(there);
+  clock.Advance(100);
+  EXPECT_TRUE(console.pbConnect.Enabled());
+  EXPECT_EQ(console.stServer.Text(), "typed.example") << "without the line end of what was pasted";
+  Code::DBFree = true;
 }
 
 TEST_F(ServerTest, TheConsoleKeepsAboutTenThousandCharacters) {

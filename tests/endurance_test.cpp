@@ -127,11 +127,11 @@ TEST_F(RunRounds, ConnectionsComeAndGoAndFilesAreImportedAgain) {
 
 // The real program, in a home of its own.
 struct Program : QProcess {
-  explicit Program(const TempFolder& home) {
+  explicit Program(const TempFolder& home, const QStringList& documents = {}) {
     const QString own = QString::fromStdString(home.Path().string());
     setEnvironment(
         {"HOME=" + own, "XDG_RUNTIME_DIR=" + own, "QT_QPA_PLATFORM=offscreen", "LC_ALL=C.UTF-8"});
-    start(kProgram, QStringList());
+    start(kProgram, documents);
   }
   bool Runs() const { return state() != NotRunning; }
   std::string Read(const char* what) const {
@@ -192,6 +192,8 @@ TEST(OneInstance, AStartWaitsForTheEndOfTheOneBefore) {
   EXPECT_TRUE(program.EndsWell());
 }
 
+// A second start keeps its documents until the first one's start is over, and takes its place where
+// that fails.
 TEST(OneInstance, TheProgramCanBeEndedWhileABoxOfItsStartIsOpen) {
   const TempFolder home;
   std::filesystem::create_directories(home / ".local/share/Gravlin");
@@ -203,7 +205,16 @@ TEST(OneInstance, TheProgramCanBeEndedWhileABoxOfItsStartIsOpen) {
     asleep = CatchesTerm(status) && InStr(status, "State:\tS") > 0 ? asleep + 1 : 0;
     return asleep >= 10;
   }));
+  Program second(home, {"set.par2"});
+  EXPECT_TRUE(TestClock::PumpUntil([&] {
+    return second.Read("wchan") != "" && InStr(second.Read("status"), "State:\tS") > 0 &&
+           ++asleep >= 100;
+  }));
+  EXPECT_TRUE(second.Runs());
+  std::filesystem::remove(home / ".local/share/Gravlin/Gravlin.rsd");
   EXPECT_TRUE(program.EndsWell());
+  EXPECT_TRUE(TestClock::PumpUntil([&] { return CatchesTerm(second.Read("status")); }));
+  EXPECT_TRUE(second.EndsWell());
 }
 
 }  // namespace

@@ -160,6 +160,25 @@ TEST_F(SessionTest, AConnectionThatTheServerEndsIsToldOnce) {
   EXPECT_EQ(window->News.ErrorText(), "The remote host closed the connection");
 }
 
+TEST_F(SessionTest, AServerThatCannotBeReachedIsNamedWithTheReason) {
+  Post({"a.rar"});
+  const std::string port = window->efPort.Text();
+  for (const auto& [host, why] : {std::pair("no such host", "Host not found"),
+                                  {"127.0.0.1", "There is no port 0"},
+                                  {" 127.0.0.1\t", nullptr}}) {
+    window->efURL.SetText(host);
+    window->efPort.SetText(why && host[0] == '1' ? "0" : port);
+    Settle();
+    Start();
+    if (!why) break;
+    const std::string text = std::string("Could not connect to ") + host + ": " + why;
+    ASSERT_TRUE(clock.RunUntil([&] { return window->stStatus.Text() == text; }, 10'000)) << text;
+    window->Stop();
+  }
+  ASSERT_TRUE(RunToEnd());
+  ExpectAllFiles();
+}
+
 TEST_F(SessionTest, PortsThatDoNotFitGetAdvice) {
   Post({"a.rar", "b.avi"});
   for (const auto& [port, ssl] : {std::pair(563, 999), {119, 2}, {119, 999}}) {

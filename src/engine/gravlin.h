@@ -40,6 +40,13 @@ struct AssemblyJob {
   std::int32_t DownloaderFilesID = 0;
 };
 
+// The row of the server, as the session needs it.
+struct ServerSettings {
+  std::string URL, Username, Password;
+  std::int32_t Port = 0;
+  std::int32_t SSL = 999;  // as TheSSLSetting
+};
+
 class Gravlin : public Window, public WizardControls, public ImportWindow {
  public:
   Gravlin();
@@ -51,6 +58,7 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   void LoadServer();
   // What the form says goes into the fields below: from the row, or at once where writes wait.
   void TakeServer();
+  ServerSettings FormServer() const;
   // Tries the group at iGroups for the current file; without one left, goes on without a group.
   void InitGroup();
   void GroupSelected();

@@ -66,11 +66,21 @@ void Gravlin::TakeServer() {
     LoadServer();
     return;
   }
-  TheServerURL = efURL.Text();
-  TheServerUsername = efUserName.Text();
-  TheServerPassword = efPassword.Text();
-  TheServerPort = ToInt32(Val(efPort.Text()));
-  TheSSLSetting = kSSLChoices.at(static_cast<std::size_t>(std::max(pmSSL.ListIndex(), 0))).code;
+  const ServerSettings server = FormServer();
+  TheServerURL = server.URL;
+  TheServerUsername = server.Username;
+  TheServerPassword = server.Password;
+  TheServerPort = server.Port;
+  TheSSLSetting = server.SSL;
+}
+
+ServerSettings Gravlin::FormServer() const {
+  const std::size_t choice = static_cast<std::size_t>(std::max(pmSSL.ListIndex(), 0));
+  return {.URL = efURL.Text(),
+          .Username = efUserName.Text(),
+          .Password = efPassword.Text(),
+          .Port = ToInt32(Val(efPort.Text())),
+          .SSL = kSSLChoices.at(choice).code};
 }
 
 void Gravlin::LogOn() {

@@ -167,6 +167,8 @@ void Gravlin::News_Error() {
   if (News.IsConnected()) return;
   if (News.HandshakeFailed())
     stStatus.SetText("No secure connection to " + TheServerURL + ": " + News.ErrorText());
+  else if (News.NotReached() && State == "connect")
+    stStatus.SetText("Could not connect to " + TheServerURL + ": " + News.ErrorText());
   // The session is started anew each minute under an open box; one is enough.
   if (advising_) return;
   const ScopedFlag advising(advising_, true);

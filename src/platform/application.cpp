@@ -12,7 +12,7 @@
 #include <QGuiApplication>
 #include <QLocalServer>
 #include <QLocalSocket>
-#include <QSessionManager>
+#include <QPointer>
 #include <QSocketNotifier>
 #include <QStandardPaths>
 #include <cerrno>
@@ -60,6 +60,17 @@ std::string MeetingFolder() {
 
 }  // namespace
 
+// A log-out, or another end that the toolkit is asked for, takes the program's own way out.  The
+// question before a log-out ("commit data") needs no answer, since a kill loses nothing; to quit
+// there would end the download of a user who then cancels.
+struct QuitFilter : QObject {
+  bool eventFilter(QObject*, QEvent* event) override {
+    if (event->type() != QEvent::Quit) return false;
+    Application::Quit();
+    return true;
+  }
+};
+
 struct Application::Native {
   Native(int& argc, char** argv) {
     if (!QCoreApplication::instance()) {
@@ -89,9 +100,7 @@ struct Application::Native {
     action.sa_flags = SA_RESTART;
     ::sigaction(SIGTERM, &action, nullptr);
     ::sigaction(SIGINT, &action, nullptr);
-    QObject::connect(
-        qApp, &QGuiApplication::commitDataRequest, notifier.get(), [](QSessionManager&) { Quit(); },
-        Qt::DirectConnection);
+    qApp->installEventFilter(&quit_filter);
   }
 
   // True for the one process that holds the lock; it then listens for others.
@@ -113,27 +122,35 @@ struct Application::Native {
   }
 
   // A second start sends its documents and waits until they are taken; then the window comes up and
-  // each document is opened.
+  // each document is opened.  While this start is not over it may still fail, and nothing is taken.
   void Take(QLocalSocket& visitor, Application& application) {
     QObject::connect(&visitor, &QLocalSocket::disconnected, &visitor, &QObject::deleteLater);
-    const auto read = [this, &visitor, &application] {
-      QDataStream stream(&visitor);
-      stream.startTransaction();
-      QByteArrayList handed_over;
-      stream >> handed_over;
-      if (!stream.commitTransaction() || Quitting()) return;
-      // A visitor that was kept waiting has gone, and comes again.
-      if (visitor.state() != QLocalSocket::ConnectedState || visitor.write("+") != 1 ||
-          !visitor.flush())
-        return;
-      if (!opened) {
-        documents << handed_over;
-        return;
-      }
-      CallSoon([this, &application, handed_over] { Open(handed_over, application); });
+    const auto soon = [this, guest = QPointer(&visitor), &application] {
+      CallSoon([this, guest, &application] {
+        if (guest && opened) TakeDocuments(*guest, application);
+      });
     };
-    QObject::connect(&visitor, &QLocalSocket::readyRead, &visitor, read);
-    read();  // a quick visitor's documents are there already
+    QObject::connect(&visitor, &QLocalSocket::readyRead, &visitor, soon);
+    soon();  // a quick visitor's documents are there already
+  }
+
+  void TakeDocuments(QLocalSocket& visitor, Application& application) const {
+    QDataStream stream(&visitor);
+    stream.startTransaction();
+    QByteArrayList handed_over;
+    stream >> handed_over;
+    if (!stream.commitTransaction() || Quitting()) return;
+    // A visitor that was kept waiting has gone, and comes again.
+    if (visitor.state() == QLocalSocket::ConnectedState && visitor.write("+") == 1 &&
+        visitor.flush())
+      Open(handed_over, application);
+  }
+
+  // Those that came during the start.
+  void TakeAll(Application& application) const {
+    if (!server) return;
+    for (QLocalSocket* visitor : server->findChildren<QLocalSocket*>())
+      if (server && !Quitting()) TakeDocuments(*visitor, application);
   }
 
   void Open(const QByteArrayList& list, Application& application) const {
@@ -163,6 +180,7 @@ struct Application::Native {
   std::unique_ptr<QSocketNotifier> notifier;
   std::unique_ptr<QLocalServer> server;
   QByteArrayList documents;
+  QuitFilter quit_filter;
   bool opened = false;  // the start is over
 };
 
@@ -196,6 +214,7 @@ int Application::RunLoop() {
     Dispatch("open", [this] { Event_Open(); });
     native_->opened = true;
     native_->Open(native_->documents, *this);
+    native_->TakeAll(*this);
   });
   exit_status = QCoreApplication::exec();
   EndAllThreads();

@@ -173,6 +173,12 @@ SSLSocket::SSLSocket() : native_(std::make_unique<Native>(*this)) {}
 
 SSLSocket::~SSLSocket() { native_->Drop(); }
 
+void SSLSocket::SetAddress(std::string_view host) {
+  constexpr std::string_view kBlanks = " \t\r\n";
+  host.remove_prefix(std::min(host.find_first_not_of(kBlanks), host.size()));
+  address_ = host.substr(0, host.find_last_not_of(kBlanks) + 1);
+}
+
 void SSLSocket::Connect() { native_->Start(); }
 
 bool SSLSocket::IsConnected() const { return native_->Connected(); }
@@ -223,6 +229,8 @@ const std::string& SSLSocket::ErrorText() const { return native_->error; }
 bool SSLSocket::HandshakeFailed() const {
   return secure_ && native_->reached && !native_->secured && !native_->error.empty();
 }
+
+bool SSLSocket::NotReached() const { return !native_->reached && !native_->error.empty(); }
 
 bool SSLSocket::TakeOverflow() { return std::exchange(native_->overflowed, false); }
 

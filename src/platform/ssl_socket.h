@@ -18,7 +18,8 @@ class SSLSocket {
   SSLSocket(const SSLSocket&) = delete;
   SSLSocket& operator=(const SSLSocket&) = delete;
 
-  void SetAddress(std::string_view host) { address_ = host; }
+  // Blanks around the host, as they come along with a text that was pasted, are dropped.
+  void SetAddress(std::string_view host);
   void SetPort(int port) { port_ = port; }
   void SetSecure(bool secure) { secure_ = secure; }
   // One of the codes 0 to 3 of the SSL menu.  The protocols they are named after are dead: each of
@@ -53,6 +54,8 @@ class SSLSocket {
   // The connection was made, and TLS then refused it: a certificate that cannot be trusted, or a
   // peer that speaks no TLS.  Nothing was sent on it.
   bool HandshakeFailed() const;
+  // The connection could not be made at all: no such host, nobody who listens, no such port.
+  bool NotReached() const;
 
   // The most unread bytes that are kept.  Beyond it they are thrown away with the connection.
   static constexpr std::size_t kReceiveLimit = std::size_t{64} << 20;

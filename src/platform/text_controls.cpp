@@ -11,6 +11,7 @@
 #include <QScrollBar>
 #include <QTextBlock>
 #include <QToolTip>
+#include <QValidator>
 #include <algorithm>
 #include <optional>
 
@@ -104,9 +105,22 @@ void ShowContextualMenu(Editor& editor, const QPoint& at) {
   menu->popup(at);
 }
 
+// Line ends come along with a text that was pasted; in a command or a password they would be sent.
+class OneLine : public QValidator {
+ public:
+  using QValidator::QValidator;
+  State validate(QString& input, int& position) const override {
+    for (const QChar end : {u'\r', u'\n'}) {
+      position -= static_cast<int>(input.left(position).count(end));
+      input.remove(end);
+    }
+    return Acceptable;
+  }
+};
+
 class LineEdit : public QLineEdit {
  public:
-  using QLineEdit::QLineEdit;
+  explicit LineEdit(QWidget* parent) : QLineEdit(parent) { setValidator(new OneLine(this)); }
 
  protected:
   void contextMenuEvent(QContextMenuEvent* event) override {

@@ -55,11 +55,21 @@ void TestServer::Event_Open() {
   constexpr int kBetweenAttempts = 100;  // milliseconds
   DoneLoading = false;
   db = std::make_unique<Database>(Code::fGlobalDB);
-  while (!db->Connect() && !Application::Quitting()) Thread::Sleep(kBetweenAttempts);
-  Code::AwaitWrites();  // of the form
+  for (Control* control : std::initializer_list<Control*>{&pbConnect, &efCommand, &pbSend})
+    control->SetEnabled(false);
+  efCommand.SetHeight(efCommand.Height() + 2);
+  tOpen.SetPeriod(kBetweenAttempts);
+  tOpen.Action = [this] { tOpen_Action(); };
+  tOpen.SetMode(2);
+  tOpen_Action();
+}
+
+// Between two attempts the user can go on with all windows, and close this one.
+void TestServer::tOpen_Action() {
+  if (!db->Connect()) return;
+  tOpen.SetMode(0);
   LoadTheServer();
-  efCommand.SetEnabled(false);
-  pbSend.SetEnabled(false);
+  pbConnect.SetEnabled(true);
   WriteResponse(
       "For commands that return more than one line of data, such as the Help command, make sure to "
       "wait for the dot on a line by itself, which indicates that the server is done sending "
@@ -67,7 +77,6 @@ void TestServer::Event_Open() {
       Code::CRLF);
   WriteResponse("Ready.");
   DoneLoading = true;
-  efCommand.SetHeight(efCommand.Height() + 2);
 }
 
 void TestServer::LoadTheServer() {
@@ -81,6 +90,16 @@ void TestServer::LoadTheServer() {
   TheServerUsername = server->Field("Username").StringValue();
   TheServerPassword = server->Field("Password").StringValue();
   TheServerPort = server->Field("Port").IntegerValue();
+  // During an import what was typed waits for the store, and the row is the old one.
+  const Gravlin* main_window = Window::IfOpen<Gravlin>();
+  if (main_window && Code::PendingWrites() > 0) {
+    const ServerSettings form = main_window->FormServer();
+    TheServerURL = form.URL;
+    TheServerUsername = form.Username;
+    TheServerPassword = form.Password;
+    TheServerPort = form.Port;
+    TheServerSSL = form.SSL;
+  }
   stServer.SetText(TheServerURL);
 }
 
@@ -137,11 +156,12 @@ void TestServer::SendCommand() {
   NewsTest.Write(efCommand.Text() + Code::CRLF);
 }
 
-// The reply brings the buttons back; the connection is the server's to close.
+// The reply brings the buttons back; the connection is the server's to close.  Where it has done so
+// already no reply comes.
 void TestServer::pbDisconnect_Action() {
   WriteResponse("-->Signing off...");
   State = "sent quit";
-  NewsTest.Write("Quit" + Code::CRLF);
+  if (!NewsTest.Write("Quit" + Code::CRLF)) Disconnected();
 }
 
 void TestServer::pbHelp_Action() {

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/ssl_socket.h"
+#include "platform/timer.h"
 #include "platform/window.h"
 #include "store/database.h"
 
@@ -48,6 +49,11 @@ class TestServer : public Window {
 
  protected:
   void Event_Open() override;
+  void Event_Close() override { tOpen.SetMode(0); }
+
+ private:
+  void tOpen_Action();
+  Timer tOpen;  // tries to open the store, until that succeeds
 };
 
 }  // namespace gravlin
