@@ -3,6 +3,27 @@ set -euo pipefail
 case ${1-} in
   -h | --help) sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0"; exit ;;
 esac
+
+# Refuses, before anything is done, what the script's own line "# Usage:" does not name.
+check_words() {
+  local usage known word
+  usage=$(sed -n 's/^# Usage: *//p' "$0")
+  case $usage in '' | *CTEST*) return ;; esac # none, or the words are another program's
+  known=" $(sed 's/  .*//; s/[][|]/ /g; s/  */ /g' <<<"$usage") "
+  while [ $# -gt 0 ]; do
+    word=$1
+    shift
+    if [[ $word == -* && $known == *" $word "* ]]; then
+      [[ $known =~ " $word "[A-Z] && $# -gt 0 ]] && shift
+      continue
+    fi
+    # A word without a dash: only where the usage has one that is no option's value.
+    if [[ $word != -* && $(sed 's/--[a-z-]* [A-Z]*//g' <<<"$known") =~ [A-Z] ]]; then continue; fi
+    printf '%s: unknown: %s\nUsage: %s\n' "$(basename "$0")" "$word" "$usage" >&2
+    exit 2
+  done
+}
+check_words "$@"
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 step() { printf '\n== %s\n' "$*"; }

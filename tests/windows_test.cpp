@@ -7,6 +7,7 @@
 #include <QProgressBar>
 
 #include "engine/gravlin.h"
+#include "platform/look.h"
 #include "platform/native.h"
 #include "postprocess/outcome_windows.h"
 #include "postprocess/par.h"
@@ -77,9 +78,19 @@ void CheckAll() {
   (CheckWindow(Window::New<Windows>()), ...);
 }
 
-TEST_F(WindowsTest, NothingIsCutOffCoveredOutsideOrWithoutAName) {
-  CheckAll<Gravlin, TestServer, grvFiles, FileTypesWin, GetMessage, About, ServerConnectionError,
-           Compacting, Par, Rar, ParFailed, RarFailed, RarNotes, AfterRAR>();
+TEST_F(WindowsTest, NothingIsCutOffCoveredOutsideOrWithoutANameWhateverTheUsersFont) {
+  SetUpLook();
+  for (const int pixels : {24, 13}) {
+    SCOPED_TRACE(pixels);
+    QFont font;
+    font.setPixelSize(pixels);
+    FollowDesktopFont(font);
+    CheckAll<Gravlin, TestServer, grvFiles, FileTypesWin, GetMessage, About, ServerConnectionError,
+             Compacting, Par, Rar, ParFailed, RarFailed, RarNotes, AfterRAR>();
+    const QFont& shown = Window::New<Gravlin>().stIntroDesc.Native().widget->font();
+    EXPECT_EQ(shown.pixelSize() > InterfaceFont().pixelSize(), pixels > 15);
+    Window::CloseAll();
+  }
 }
 
 TEST_F(WindowsTest, TheReadoutsOfALongRunFitAndAWindowAtItsSmallestStillShowsItsControls) {

@@ -15,6 +15,7 @@
 #include "store/schema.h"
 #include "store/writers.h"
 #include "ui/menu_main.h"
+#include "ui/message_window.h"
 
 namespace gravlin {
 
@@ -163,6 +164,10 @@ void App::Init() {
   if (!window.DoneLoading) throw std::runtime_error("the main window could not be opened");
   window.SetMenuBar(MenuMain);
   window.Show();
+  // A message of the vendor that came while a long list was loaded would lie under this window, and
+  // keep it from taking any input.
+  GetMessage* message = Window::IfOpen<GetMessage>();
+  if (message && message->Visible()) message->Show();
 }
 
 void App::Event_OpenDocument(const FolderItem& item) {

@@ -1,11 +1,15 @@
 // What all controls share: place, anchors, focus, clicks, drops.
+#include <QAbstractScrollArea>
 #include <QApplication>
+#include <QComboBox>
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QFile>
 #include <QKeyEvent>
+#include <QLineEdit>
 #include <QMimeData>
 #include <QMouseEvent>
+#include <QPushButton>
 #include <QTimer>
 #include <QUrl>
 #include <algorithm>
@@ -83,9 +87,33 @@ ControlNative::~ControlNative() {
 }
 
 void ControlNative::Place() {
-  if (widget)
-    widget->setGeometry(bounds.left - page_left, bounds.top - page_top, bounds.width,
-                        bounds.height);
+  if (!widget) return;
+  widget->setGeometry(bounds.left - page_left, bounds.top - page_top, bounds.width, bounds.height);
+  if (LargerBy() > 0) ChooseFont();
+}
+
+void ControlNative::ChooseFont() {
+  QFont font = InterfaceFont(design_size, bold);
+  const int least = font.pixelSize();
+  for (int extra = LargerBy(design_size); extra > 0 && font.pixelSize() == least; --extra) {
+    QFont larger = font;
+    larger.setPixelSize(least + extra);
+    if (HasRoomFor(larger)) font = larger;
+  }
+  if (widget->font() != font) widget->setFont(font);
+}
+
+bool ControlNative::HasRoomFor(const QFont& font) const {
+  constexpr int kFrame = 6;  // around the line of a field
+  const QFontMetrics metrics(font);
+  if (const auto* button = qobject_cast<const QPushButton*>(widget.data()))
+    return metrics.horizontalAdvance(button->text()) <= bounds.width - 8 &&
+           metrics.height() <= bounds.height - 4;
+  const QWidget* const made = widget.data();
+  const bool holds_text = qobject_cast<const QLineEdit*>(made) ||
+                          qobject_cast<const QComboBox*>(made) ||
+                          qobject_cast<const QAbstractScrollArea*>(made);
+  return holds_text && metrics.height() <= bounds.height - kFrame;
 }
 
 void ControlNative::ShowSoon() {
@@ -251,13 +279,13 @@ void Control::SetAccessibleName(std::string_view text) {
 }
 
 void Control::SetTextSize(int size) {
-  native_->widget->setFont(InterfaceFont(size, native_->widget->font().bold()));
+  native_->design_size = size;
+  native_->ChooseFont();
 }
 
 void Control::SetBold(bool bold) {
-  QFont font = native_->widget->font();
-  font.setBold(bold);
-  native_->widget->setFont(font);
+  native_->bold = bold;
+  native_->ChooseFont();
 }
 
 void Control::SetFocus() { native_->widget->setFocus(Qt::OtherFocusReason); }

@@ -2,6 +2,7 @@
 #include "platform/look.h"
 
 #include <QApplication>
+#include <QFontInfo>
 #include <QIcon>
 #include <QPalette>
 #include <QStyleFactory>
@@ -18,6 +19,12 @@ namespace {
 // one that the windows were drawn with, so that it is set one pixel smaller and a little narrower.
 constexpr int kDesignSize = 13;
 constexpr int kStretch = 93;
+
+// Pixels of the largest font that a desktop has without its user's doing.
+constexpr double kOrdinaryFont = 15;
+constexpr double kLargest = 2;
+
+double user_scale = 1;
 
 double Luminance(const QColor& colour) {
   const auto linear = [](double part) {
@@ -44,6 +51,14 @@ QFont InterfaceFont(int design_size, bool bold) {
   return font;
 }
 
+void FollowDesktopFont(const QFont& font) {
+  user_scale = std::clamp(QFontInfo(font).pixelSize() / kOrdinaryFont, 1.0, kLargest);
+}
+
+int LargerBy(int design_size) {
+  return static_cast<int>((user_scale - 1) * InterfaceFont(design_size).pixelSize());
+}
+
 void SetUpLook() {
   static bool done = false;
   if (done) return;
@@ -59,7 +74,11 @@ void SetUpLook() {
   const QPalette palette = QApplication::palette();
   QApplication::setStyle(QStyleFactory::create("Fusion"));
   if (palette.color(QPalette::Window).lightness() < 128) QApplication::setPalette(palette);
-  QApplication::setFont(InterfaceFont());
+  FollowDesktopFont(QApplication::font());
+  // Of boxes, menus and tool tips, which take the room they need.
+  QFont font = InterfaceFont();
+  font.setPixelSize(font.pixelSize() + LargerBy());
+  QApplication::setFont(font);
 }
 
 QColor Readable(const QColor& colour, const QColor& background) {

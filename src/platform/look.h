@@ -14,6 +14,10 @@ namespace gravlin {
 void SetUpLook();
 // The interface font in a size of the design; 0 is its own size.
 QFont InterfaceFont(int design_size = 0, bool bold = false);
+// Takes over how much larger than usual the user wants texts, from the desktop's own font.
+void FollowDesktopFont(const QFont& font);
+// Pixels that a font of that size of the design may be larger by; 0 on most desktops.
+int LargerBy(int design_size = 0);
 // The colour itself where it can be read on the background, otherwise the nearest shade of it that
 // can.
 QColor Readable(const QColor& colour, const QColor& background);

@@ -79,6 +79,12 @@ struct ControlNative {
   std::function<bool(int key)> key_down;
 
   void Place();
+  // Sets the largest font, from the design's to the one that the user wants, in which the text has
+  // room: rectangles are the design's whatever the font.
+  void ChooseFont();
+  virtual bool HasRoomFor(const QFont& font) const;
+  int design_size = 0;  // of the font; 0 is the design's own
+  bool bold = false;
   // A change that is shown once the event loop is free, however often it was made until then, and
   // at most once in a frame: articles may come faster than anyone reads, and drawing takes as long
   // as receiving.

@@ -69,6 +69,7 @@ std::string PushButton::Caption() const { return FromCaption(WidgetOf<QPushButto
 
 void PushButton::SetCaption(std::string_view caption) {
   WidgetOf<QPushButton>(*this).setText(ToCaption(caption));
+  native_->ChooseFont();
 }
 
 void PushButton::SetCancel(bool is_cancel) {

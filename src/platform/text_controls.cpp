@@ -88,6 +88,15 @@ struct LabelNative : ControlNative {
   }
   Label& Widget() { return *static_cast<Label*>(widget.data()); }
   void ShowNow() override { Widget().setText(ToLines(text)); }
+  bool HasRoomFor(const QFont& font) const override {
+    const Label& label = *static_cast<const Label*>(widget.data());
+    // The rectangles of headings reach a little into what follows.
+    const bool larger = font.pixelSize() > InterfaceFont(design_size).pixelSize();
+    const int spare = larger ? 5 : 0;
+    const QRect room(0, 0, bounds.width, bounds.height - spare);
+    const QRect needed = QFontMetrics(font).boundingRect(room, label.Flags(), ToLines(text));
+    return needed.width() <= room.width() && needed.height() <= room.height();
+  }
   void Refresh() override {}  // a new text is marked already
 
   std::string text;
@@ -154,9 +163,10 @@ StaticText::StaticText(Window& window, std::string_view name, const Rect& bounds
                        std::string_view text)
     : Control(std::make_unique<LabelNative>(ParentFor(window)), window, name, bounds) {
   LabelNative& label = LabelOf(*this);
-  SetMultiline(bounds.height >= 2 * label.Widget().fontMetrics().lineSpacing());
+  SetMultiline(bounds.height >= 2 * QFontMetrics(InterfaceFont()).lineSpacing());
   label.text = text;
   label.ShowNow();
+  label.ChooseFont();
 }
 
 std::string StaticText::Text() const { return LabelOf(*this).text; }
@@ -165,6 +175,8 @@ void StaticText::SetText(std::string_view text) {
   LabelNative& label = LabelOf(*this);
   if (label.text == text) return;
   label.text = text;
+  // A line that once had to be smaller stays so: a status that changes its size would flicker.
+  if (LargerBy() > 0 && !label.HasRoomFor(label.Widget().font())) label.ChooseFont();
   label.ShowSoon();
   Raise("TextChange", TextChange);
 }
@@ -182,14 +194,14 @@ void StaticText::SetTextColor(Color color) {
   native_->widget->update();
 }
 
-void StaticText::SetMultiline(bool multiline) { LabelOf(*this).Widget().setWordWrap(multiline); }
+void StaticText::SetMultiline(bool multiline) {
+  LabelOf(*this).Widget().setWordWrap(multiline);
+  if (LargerBy() > 0) native_->ChooseFont();
+}
 
 bool StaticText::TextFits() const {
-  LabelNative& native = LabelOf(*this);
-  const Label& label = native.Widget();
-  const QRect room(0, 0, Width(), Height());
-  const QRect needed = label.fontMetrics().boundingRect(room, label.Flags(), ToLines(native.text));
-  return needed.width() <= room.width() && needed.height() <= room.height();
+  const LabelNative& native = LabelOf(*this);
+  return native.HasRoomFor(native.widget->font());
 }
 
 TextField::TextField(Window& window, std::string_view name, const Rect& bounds)
