@@ -9,7 +9,7 @@
 #include "engine/gravlin.h"
 #include "platform/application.h"
 #include "platform/clock.h"
-#include "platform/scheduler.h"
+#include "platform/fibers.h"
 #include "platform/ssl_socket.h"
 #include "platform/text.h"
 #include "store/writers.h"

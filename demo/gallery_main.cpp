@@ -12,7 +12,7 @@
 #include "app/code.h"
 #include "drive.h"
 #include "engine/gravlin.h"
-#include "platform/scheduler.h"
+#include "platform/fibers.h"
 #include "platform/text.h"
 #include "postprocess/outcome_windows.h"
 #include "postprocess/par.h"

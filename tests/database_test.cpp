@@ -6,8 +6,9 @@
 
 #include <functional>
 
+#include "platform/calls.h"
 #include "platform/failures.h"
-#include "platform/scheduler.h"
+#include "platform/fibers.h"
 #include "support/full_disk.h"
 #include "support/store_fixture.h"
 

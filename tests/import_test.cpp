@@ -6,7 +6,8 @@
 #include "app/code.h"
 #include "nzb/catalogue.h"
 #include "nzb/grv_parse.h"
-#include "platform/scheduler.h"
+#include "platform/calls.h"
+#include "platform/fibers.h"
 #include "support/full_disk.h"
 #include "support/store_fixture.h"
 

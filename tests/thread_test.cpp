@@ -6,8 +6,9 @@
 #include <stdexcept>
 #include <thread>
 
+#include "platform/calls.h"
 #include "platform/desktop.h"
-#include "platform/scheduler.h"
+#include "platform/fibers.h"
 #include "platform/timer.h"
 #include "support/test_clock.h"
 #include "support/test_desktop.h"

@@ -1,7 +1,7 @@
 // The main window as it is made; what it does stands in the rooms of its subjects.
 #include "engine/gravlin.h"
 
-#include "platform/scheduler.h"
+#include "platform/calls.h"
 
 namespace gravlin {
 Gravlin::Gravlin()

@@ -21,10 +21,11 @@
 #include <filesystem>
 #include <utility>
 
+#include "platform/calls.h"
 #include "platform/clock.h"
 #include "platform/desktop.h"
+#include "platform/fibers.h"
 #include "platform/native.h"
-#include "platform/scheduler.h"
 #include "platform/streams.h"
 #include "platform/window.h"
 

@@ -16,7 +16,7 @@ class Clock {
   virtual std::int64_t Milliseconds() = 0;
   // The same count, as fine as the clock knows it.
   virtual std::int64_t Nanoseconds() { return Milliseconds() * 1'000'000; }
-  // False for a clock that is set by hand: waits are then ended by RunDueCalls (scheduler.h), never
+  // False for a clock that is set by hand: waits are then ended by RunDueCalls (calls.h), never
   // by the system.
   virtual bool RunsByItself() const { return true; }
 };

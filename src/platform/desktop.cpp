@@ -8,9 +8,9 @@
 #include <QMessageBox>
 #include <QUrl>
 
+#include "platform/fibers.h"
 #include "platform/file_types.h"
 #include "platform/native.h"
-#include "platform/scheduler.h"
 
 namespace gravlin {
 namespace {

@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/calls.h"
 #include "platform/controls.h"
-#include "platform/scheduler.h"
 #include "platform/window.h"
 
 class QMenuBar;

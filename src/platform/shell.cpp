@@ -23,9 +23,9 @@ extern "C" {
 #include <sys/pidfd.h>  // which says nothing of C++ in Debian 12's C library
 }
 
+#include "platform/calls.h"
 #include "platform/clock.h"
 #include "platform/native.h"
-#include "platform/scheduler.h"
 #include "platform/text.h"
 
 extern char** environ;

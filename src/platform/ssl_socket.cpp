@@ -10,8 +10,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/calls.h"
 #include "platform/native.h"
-#include "platform/scheduler.h"
 
 namespace gravlin {
 namespace {

@@ -40,7 +40,7 @@ class Thread {
   virtual void Event_Run() = 0;
 
  private:
-  friend class Scheduler;
+  friend class Fibers;
 };
 
 // A lock between cooperative threads.  Waiting gives way.

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "platform/calls.h"
 #include "platform/clock.h"
-#include "platform/scheduler.h"
 
 namespace gravlin {
 

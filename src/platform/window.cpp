@@ -12,11 +12,11 @@
 #include <tuple>
 
 #include "platform/application.h"
+#include "platform/calls.h"
 #include "platform/clock.h"
 #include "platform/look.h"
 #include "platform/menu.h"
 #include "platform/native.h"
-#include "platform/scheduler.h"
 
 namespace gravlin {
 namespace {

@@ -5,8 +5,9 @@
 #include <cstdint>
 #include <functional>
 
+#include "platform/calls.h"
 #include "platform/clock.h"
-#include "platform/scheduler.h"
+#include "platform/fibers.h"
 
 namespace gravlin::testing {
 

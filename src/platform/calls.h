@@ -1,5 +1,6 @@
-// What timers, sleeps and cooperative threads stand on.  Other rooms use thread.h and timer.h; this
-// is for platform/ itself and for tests that set the clock.
+// Calls that the event loop makes: at a time of the Clock, or as soon as it is free; and how an
+// event that fails is caught.  Other rooms use timer.h; this is for platform/ itself and for tests
+// that set the clock.
 #pragma once
 
 #include <cstdint>
@@ -15,13 +16,10 @@ void CancelCall(std::uint64_t id);
 void CallSoon(std::function<void()> action);
 // The same, once no event handler is running any more: not inside a nested event loop.
 void CallWhenFree(std::function<void()> action);
-// Runs `action` on the main stack: in place on the main thread; inside a cooperative thread the
-// thread waits until the main stack has run it.  Whatever may open a nested event loop goes through
-// here.
-void OnMainStack(const std::function<void()>& action);
+
 // Runs an event's handler: what it throws is caught, logged and reported, and the program goes on.
 void Dispatch(const char* event, const std::function<void()>& handler);
-// Is told of every exception that an event let through.
+// Receives every exception that an event let through.
 void SetFailureReport(std::function<void(const char* event, const char* what)> report);
 
 // For a clock that is set by hand: calls what has come due since.
@@ -30,12 +28,5 @@ void RunDueCalls();
 std::int64_t NextCallDue();
 // Lets pending events happen, waiting at most that long for the first of them in real time.
 void PumpEvents(int wait_milliseconds);
-// Cooperative threads that have not ended.
-int LiveThreads();
-// Milliseconds of a running slice; 0 makes every yield give way.
-void SetSlice(int milliseconds);
-// Ends every cooperative thread, as at the end of the process: its stack is unwound, its work is
-// lost.
-void EndAllThreads();
 
 }  // namespace gravlin

@@ -1,0 +1,31 @@
+// Cooperative threads on stacks of their own, which the event loop resumes on the main OS thread.
+// Other rooms use thread.h; this is for platform/ itself and for tests.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+namespace gravlin {
+
+// Runs `action` on the main stack: in place on the main thread; inside a cooperative thread the
+// thread waits until the main stack has run it.  Whatever may open a nested event loop goes through
+// here.
+void OnMainStack(const std::function<void()>& action);
+// Cooperative threads that have not ended.
+int LiveThreads();
+// Milliseconds of a running slice; 0 makes every yield give way.
+void SetSlice(int milliseconds);
+// Ends every cooperative thread, as at the end of the process: its stack is unwound, its work is
+// lost.
+void EndAllThreads();
+bool ThreadsAreEnding();
+// Lets the running thread wait until it is woken, also while all are being ended, when it is
+// unwound at once.
+void SuspendThread();
+
+// Of calls.h, for the bodies of threads.  Catches and reports what the handler throws.
+void GuardEvent(const char* event, const std::function<void()>& handler);
+// Counts as an event handler while it runs.
+void RunAsHandler(const std::function<void()>& action);
+
+}  // namespace gravlin

@@ -1,0 +1,56 @@
+// One blocking call on a helper OS thread, while the cooperative thread that wants it waits.
+#include <QCoreApplication>
+#include <QMetaObject>
+#include <exception>
+#include <memory>
+#include <semaphore>
+
+#include "platform/fibers.h"
+#include "platform/helper_threads.h"
+#include "platform/thread.h"
+#include "platform/waiting.h"
+
+namespace gravlin {
+namespace {
+
+// More than ever work at once: one offloaded call would wait for another.
+constexpr int kMostHelpers = 256;
+
+void OffloadFromThread(const std::function<void()>& work) {
+  // Hears of the end of the work on the main OS thread; outlives the helpers.
+  static QObject receiver;
+  static HelperThreads helpers(kMostHelpers);
+  if (ThreadsAreEnding()) return;
+  std::exception_ptr error;
+  const auto over = std::make_shared<std::binary_semaphore>(0);
+  helpers.Start([id = RunningThread(), &work, &error, over] {
+    try {
+      work();
+    } catch (...) {
+      error = std::current_exception();
+    }
+    QMetaObject::invokeMethod(
+        &receiver, [id] { WakeThread(id); }, Qt::QueuedConnection);
+    over->release();
+  });
+  {
+    // Also when the waiting thread is unwound: the work may refer to what lies on its stack.
+    struct Wait {
+      std::binary_semaphore& semaphore;
+      ~Wait() { semaphore.acquire(); }
+    } wait{*over};
+    SuspendThread();
+  }
+  if (error) std::rethrow_exception(error);
+}
+
+}  // namespace
+
+void Thread::Offload(const std::function<void()>& work) {
+  if (RunningThread() != 0)
+    OffloadFromThread(work);
+  else
+    work();
+}
+
+}  // namespace gravlin
