@@ -242,15 +242,18 @@ void ToolWindow::Crawl() {
 }
 
 void ToolWindow::FlushFiles(const FolderItem& folder) const {
+  // Some file systems keep times in steps of two seconds.
+  static constexpr std::int64_t kRounding = 2'000'000'000;
   class Flush : public Thread {
    public:
-    Flush(FolderItem of, std::int64_t since) : folder_(std::move(of)), since_(since) {}
+    Flush(FolderItem of, std::int64_t since) : folder_(std::move(of)), since_(since - kRounding) {}
 
    private:
     void Event_Run() override {
       Offload([this] {
+        // unrar gives a file the modification time that the archive tells.
         for (const FolderItem::Entry& entry : folder_.Entries())
-          if (entry.length > 0 && entry.modified >= since_ && !Ending())
+          if (entry.length > 0 && entry.changed >= since_ && !Ending())
             folder_.Child(entry.name).Flush();
         folder_.Flush();
       });

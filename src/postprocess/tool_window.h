@@ -107,7 +107,7 @@ class ToolWindow : public Window {
   void Execute(const std::optional<std::string>& command, std::string_view label);
   // Shows that the tool is writing when no percentage is known.
   void Crawl();
-  // Brings what a tool has written to the disk, behind the window's back.
+  // Flushes what a tool has written, in the background.
   void FlushFiles(const FolderItem& folder) const;
   // Closes the run's books: everything but the job flag.
   void EndFollowing();
