@@ -81,6 +81,7 @@ void Rar::ClearLists() {
 void Rar::PrepareParser() {
   Delimiter = "/";
   RarComment.clear();
+  Unfinished.clear();
   ParseMode = "start";
 }
 
@@ -110,7 +111,9 @@ void Rar::ParseRar() {
   if (Lines.empty()) return;
   while (LinesIndex + 1 < static_cast<std::int32_t>(Lines.size())) {
     ++LinesIndex;
-    ReadUnrarLine(Lines[static_cast<std::size_t>(LinesIndex)], *this, *this);
+    const bool last = LinesIndex + 1 == static_cast<std::int32_t>(Lines.size());
+    ReadUnrarLine(Lines[static_cast<std::size_t>(LinesIndex)], LastLineWhole || !last, *this,
+                  *this);
     Thread::Yield();
   }
   if (const auto ending = FindUnrarEnding(Lines)) Finish(*ending);

@@ -215,7 +215,7 @@ void ToolWindow::LoadLines() {
   Deadline = InSeconds(60);
   FileGrew = true;
   FileLength = length;
-  ReadNewLines(fOutput, FilePointer, Lines);
+  ReadNewLines(fOutput, FilePointer, Lines, &LastLineWhole);
 }
 
 void ToolWindow::Execute(const std::optional<std::string>& command, std::string_view label) {

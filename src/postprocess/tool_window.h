@@ -66,6 +66,7 @@ class ToolWindow : public Window {
   double FilePointer = 0;          // bytes of fOutput that have been read
   double FileLength = 0;           // of fOutput when it was last seen to grow
   bool FileGrew = false;           // at the last LoadLines
+  bool LastLineWhole = true;       // the last of Lines has its end
   bool TimerCallDone = false;      // a tick may do work
   Date Deadline;                   // when silence counts as failure
   std::int32_t Attempts = 0;       // to start the tool, in this run
