@@ -41,6 +41,9 @@ class Rar : public ToolWindow, public RarReading, private RarView {
   void AddFile(std::string_view name) override;
   void ShowComment(std::string_view comment) override;
   void Finish(UnrarEnding ending);
+  // Makes the folder, with no link in it through which the tool would write.  Otherwise says why
+  // not.
+  std::string MakeTarget(FolderItem target) const;
   FolderItem ExtractedFiles() const { return fInput.Parent().Child("Extracted_Files"); }
 };
 

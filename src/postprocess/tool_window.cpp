@@ -231,6 +231,13 @@ void ToolWindow::Execute(const std::optional<std::string>& command, std::string_
   sh->Execute(*command);
 }
 
+void ToolWindow::NotStarted(const std::string& reason, std::string_view label) {
+  --Attempts;
+  const std::string words = std::string(job_.tool) + " not started: " + reason;
+  stStatus.SetText(FileSelected(". " + words));
+  if (Gravlin* main_window = Window::IfOpen<Gravlin>()) main_window->WriteDebug(label, words);
+}
+
 void ToolWindow::Crawl() {
   if (Bar.Value() >= 100) Bar.SetValue(0);
   const int step = std::max(1, ToInt32((Bar.Maximum() - Bar.Value()) * 0.1));

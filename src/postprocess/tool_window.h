@@ -106,6 +106,9 @@ class ToolWindow : public Window {
   // Hands a command to the shell; one that must not be handed over is logged, and the run goes on
   // like one whose tool writes nothing.
   void Execute(const std::optional<std::string>& command, std::string_view label);
+  // In the place of Execute when no command may be given now.  The next attempt looks again; this
+  // one does not count, since nothing was started.
+  void NotStarted(const std::string& reason, std::string_view label);
   // Shows that the tool is writing when no percentage is known.
   void Crawl();
   // Flushes what a tool has written, in the background.
