@@ -24,7 +24,8 @@ ToolJob RarJob() {
           .processing = ". RAR extraction in progress...",
           .stalled = "Archive damaged or incomplete.",
           .missing = "The unrar program is missing from your Applications Support Folder folder.",
-          .undeletable = "Please go into your Gravlin folder and remove the unRar.txt file."};
+          .undeletable = "Please go into your Gravlin folder and remove the unRar.txt file.",
+          .masks = true};
 }
 
 ToolLayout RarLayout() {
@@ -84,7 +85,7 @@ void Rar::Event_Open() {
   List2.SetColumnAlign(0, Align::kLeft);
 }
 
-void Rar::OpenDocumentEvent(const FolderItem& f) { OpenDocument(f); }
+void Rar::OpenDocumentEvent(const FolderItem& f) { Take(f, 2); }
 
 void Rar::ClearLists() {
   List.DeleteAllRows();
@@ -125,7 +126,7 @@ void Rar::CallUnRarMac() {
     NotStarted(reason, "Rar.CallUnRarMac");
     return;
   }
-  Execute(UnrarCommand(Code::fRarApp, fInput, FixPath, target, fOutput), "Rar.CallUnRarMac");
+  Execute(UnrarCommand(Code::fRarApp, fInput, FixPath, target, fOutput));
 }
 
 void Rar::ShowFailed() { Window::Shared<RarFailed>().Show(); }
@@ -149,17 +150,17 @@ void Rar::ParseRar() {
 void Rar::Finish(UnrarEnding ending) {
   switch (ending) {
     case UnrarEnding::kComplete: {
-      stStatus.SetText("Extraction complete.");
+      ShowStatus("Extraction complete.");
       const FolderItem extracted = ExtractedFiles();
       FlushFiles(extracted);
       if (!extracted.IsNil() && extracted.Exists()) extracted.Launch();
       break;
     }
     case UnrarEnding::kErrors:
-      stStatus.SetText("Archive damaged or incomplete.");
+      ShowStatus("Archive damaged or incomplete.");
       break;
     case UnrarEnding::kNoFiles:
-      stStatus.SetText("Something went wrong.");
+      ShowStatus("Something went wrong.");
       break;
   }
   Code::RarJobRunning = false;

@@ -35,7 +35,7 @@ class Rar : public ToolWindow, public RarReading, private RarView {
   void Stalled() override { Bar.SetValue(100); }
 
  private:
-  void ShowStatus(std::string_view text) override { stStatus.SetText(text); }
+  void ShowStatus(std::string_view text) override { ToolWindow::ShowStatus(text); }
   void AddVolume(std::string_view name) override;
   bool HasFile(std::string_view name) const override { return List2.FindRow(name) >= 0; }
   void AddFile(std::string_view name) override;
