@@ -66,6 +66,7 @@ class Driver {
   void AwaitEndOfDownload();
   void AwaitRepair();
   void AwaitExtraction();
+  void AwaitDisk();
 
   void Go(Step next) { step_ = next; }
   void ShowStatus();

@@ -5,6 +5,7 @@
 
 #include "drive.h"
 #include "platform/clock.h"
+#include "platform/fibers.h"
 #include "platform/text.h"
 #include "postprocess/par.h"
 #include "postprocess/rar.h"
@@ -54,7 +55,7 @@ void Driver::AwaitRepair() {
   if (!good) {
     End("the set was not repaired");
   } else if (options_.goal == Goal::kRepaired) {
-    End("");
+    Go(&Driver::AwaitDisk);
   } else {
     Go(&Driver::AwaitExtraction);
   }
@@ -72,7 +73,15 @@ void Driver::AwaitExtraction() {
   TakePictures("extracted");
   std::printf("extraction: %s volumes %d, files %d, seconds %.2f\n", rar->stStatus.Text().c_str(),
               rar->List.ListCount(), rar->List2.ListCount(), PhaseSeconds());
-  End(rar->stStatus.Text() == "Extraction complete." ? "" : "the archive was not extracted");
+  if (rar->stStatus.Text() == "Extraction complete.")
+    Go(&Driver::AwaitDisk);
+  else
+    End("the archive was not extracted");
+}
+
+// What the tools have written is flushed in the background, which a quit would cut short.
+void Driver::AwaitDisk() {
+  if (LiveThreads() == 0) End("");
 }
 
 }  // namespace gravlin

@@ -7,6 +7,7 @@
 #include <csignal>
 
 #include "engine/gravlin.h"
+#include "platform/native.h"
 #include "platform/shell.h"
 #include "postprocess/commands.h"
 #include "postprocess/documents.h"
@@ -60,31 +61,80 @@ TEST_F(HandOffTest, ASetWithoutAnArchiveEndsByWhatUnrarMakesOfTheFolder) {
   EXPECT_EQ(Window::IfOpen<Rar>()->stStatus.Text(), "Something went wrong.");
 }
 
-TEST_F(HandOffTest, TheLogSaysWhyAQuotedNameIsNotHandedOver) {
+// Neither is tried again, nor does it keep the tool from the next file.
+TEST_F(HandOffTest, APathOfWhichNoCommandCanBeMadeIsRefusedOnce) {
   Script("write Repair complete.\\n\n", "it's.par2");
+  Script("write No files to extract\\n\n", "a*.rar");
   OpenParDocument(folder.Item("it's.par2"));
-  OpenRarDocument(folder.Item("it's.par2"));
-  clock.Advance(1000);
-  EXPECT_NE(Log().find("Par.CallPar2Exe: par2 not started: a single quote"), std::string::npos);
-  EXPECT_NE(Log().find("Rar.CallUnRarMac: unrar not started: a single quote"), std::string::npos);
+  OpenRarDocument(folder.Item("a*.rar"));
+  Par& par = *Window::IfOpen<Par>();
+  clock.Advance(80'000);
+  const std::string in = folder.Path().string();
+  EXPECT_EQ(par.stStatus.Text(),
+            "File selected: it's.par2. par2 not started: a single quote in the path " + in +
+                "/it's.par2");
+  EXPECT_EQ(Window::IfOpen<Rar>()->stStatus.Text(),
+            "File selected: a*.rar. unrar not started: a mask in the path " + in + "/a*.rar");
+  EXPECT_NE(Log().find("Par.StartProcess: par2 not started: a single quote"), std::string::npos);
+  EXPECT_EQ(Window::All().size(), 3u) << "no window comes up about a tool that never began";
+  EXPECT_FALSE(Code::ParJobRunning || Code::RarJobRunning);
+  EXPECT_EQ(Asked().beeps, 2);
+
+  const FolderItem plain = folder.Write("a.par2", ReadFile(folder / "it's.par2"));
+  OpenParDocument(plain);
+  EXPECT_TRUE(RunTool([&] { return par.stStatus.Text() == "Repair complete."; }));
+  // A home folder with a quote stands in the path of the output.
+  Code::AppDataFolder = folder.Item("o'neil");
+  Code::AppDataFolder.CreateAsFolder();
+  OpenParDocument(plain);
+  EXPECT_TRUE(
+      par.stStatus.Text().ends_with("a single quote in the path " + in + "/o'neil/unPar.txt"));
 }
 
-TEST_F(HandOffTest, EachOfSeveralDocumentsGetsItsRun) {
-  Script("write Repair complete.\\n\n", "a.par2");
-  for (const char* name : {"one.par2", "two.par2", "three.par2"})
-    folder.Write(name, ReadFile(folder / "a.par2"));
+TEST_F(HandOffTest, EachFileGetsItsRunWhicheverWayItCameIn) {
+  for (const char* name : {"one.par2", "two.par2", "three.par2", "four.par2"})
+    Script("write Repair complete.\\n\n", name);
   std::string begun;
   OpenParWindow();
   Par& par = *Window::IfOpen<Par>();
+  const FolderItem archive = folder.Item("of an earlier set.rar");
   par.stStatus.TextChange = [&] {
-    if (par.stStatus.Text().ends_with(". Starting...")) begun += par.fInput.Name() + " ";
+    if (InStr(par.stStatus.Text(), ". Starting...") == 0) return;
+    begun += par.fInput.Name() + " " + Str(par.FixPath) + (par.fRAR.IsNil() ? " " : " archive ");
+    par.fRAR = archive;
   };
-  for (const char* name : {"one.par2", "two.par2", "three.par2"})
-    OpenParDocument(folder.Item(name));
+  par.pbSelectFile.DropObject(DragItem{folder.Item("one.par2")});
+  par.fRAR = archive;
+  OpenParDocument(folder.Item("two.par2"));
+  Asked().chosen = {folder.Item("three.par2"), FolderItem()};
+  par.pbSelectFile.Action();  // of a dialog that was opened before
+  par.pbSelectFile.Action();
+  par.pbSelectFile.DropObject(DragItem{folder.Item("four.par2")});
+  EXPECT_EQ(par.stStatus.Text(), "File selected: one.par2 (3 more files wait)");
   EXPECT_TRUE(RunTool(
-      [&] { return InStr(begun, "three") > 0 && par.stStatus.Text() == "Repair complete."; }));
-  EXPECT_EQ(begun, "one.par2 two.par2 three.par2 ");
+      [&] { return InStr(begun, "four") > 0 && par.stStatus.Text() == "Repair complete."; }));
+  EXPECT_EQ(begun, "one.par2 1 archive two.par2 2 three.par2 1 four.par2 1 ");
   par.stStatus.TextChange = nullptr;
+}
+
+TEST_F(HandOffTest, AFileThatWaitsHidesNoFailureAndIsNotDroppedWithoutAWord) {
+  Script("write Loading \"a\".\\n\nhang\n", "a.par2");
+  OpenParDocument(folder.Item("a.par2"));
+  Par& par = *Window::IfOpen<Par>();
+  OpenParDocument(folder.Item("b.par2"));
+  clock.Advance(1'000);
+  ASSERT_TRUE(WaitFor([&] { return par.fOutput.Length() > 0; }));
+  clock.Advance(66'000);
+  EXPECT_EQ(par.stStatus.Text(), "Process incomplete. (1 more file waits)");
+  Asked().answers = {1, 2};
+  Asked().meanwhile = [&] { par.pbSelectFile.DropObject(DragItem{folder.Item("c.par2")}); };
+  par.Native().frame->close();
+  ASSERT_EQ(Asked().boxes.size(), 2u) << "the second file came while the first box was open";
+  EXPECT_TRUE(LastBox().ends_with(":\rb.par2\rc.par2")) << LastBox();
+  EXPECT_TRUE(par.Visible());
+  par.Native().frame->close();
+  EXPECT_FALSE(par.Visible());
+  EXPECT_EQ(Asked().boxes.size(), 3u);
 }
 
 TEST_F(HandOffTest, DocumentsAndTheMenuUseTheWindowThatIsOpen) {

@@ -101,21 +101,53 @@ TEST_F(RarRealTest, EachFailureEndsAsTheToolWordsIt) {
   }
 }
 
-// Links that came with an archive lead nowhere.
+// Links that came with an archive lead nowhere; an Extracted_Files in Downloads may be the user's.
 TEST_F(RarRealTest, NothingIsWrittenThroughALink) {
-  for (const char* plant :
-       {"ln -s . Extracted_Files", "mkdir Extracted_Files; ln -s ../a.bin Extracted_Files/a.bin"}) {
-    SCOPED_TRACE(plant);
-    MakeSet();
-    Shell("rm -rf Extracted_Files*; echo mine > a.bin");
-    Shell(plant);
-    ASSERT_TRUE(Run(Drop<Rar>(folder.Item("set.part1.rar"))));
-    EXPECT_EQ(ReadFile(folder / "a.bin"), "mine\n");
-    EXPECT_TRUE(ReadFile(folder / "Extracted_Files/a.bin") == big);
-    Shell("test -h Extracted_Files.link -o -h Extracted_Files/a.bin.link");
+  const std::string n(249, 'n'), longest = n + "\u00fc.b";  // 253 bytes
+  const struct {
+    std::string plant, member, link;
+  } cases[] = {
+      {"ln -s . Extracted_Files", "a.bin", "Extracted_Files.link"},
+      {"mkdir Extracted_Files; ln -s ../mine Extracted_Files/a.bin", "a.bin",
+       "Extracted_Files/a.bin.link"},
+      {"mkdir Extracted_Files; ln -s ../mine Extracted_Files/" + longest, longest,
+       "Extracted_Files/" + n + ".link"},
+      {"mkdir own; ln -s ../mine own/a.bin; ln -s own Extracted_Files", "a.bin", "own/a.bin.link"},
+  };
+  Code::AppDataFolder = folder.Item();
+  ASSERT_TRUE(folder.Item("Downloads").CreateAsFolder());
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.plant);
+    const std::string in =
+        folder / (c.plant.starts_with("mkdir own") ? "Downloads/" : "elsewhere/");
+    Shell("rm -rf '" + in + "'; mkdir '" + in + "'; echo mine > '" + in + "mine'");
+    WriteRar(in, "set", {{c.member, big}});
+    Shell("cd '" + in + "' && ln -s mine a.bin && " + c.plant);
+    ASSERT_TRUE(Run(Drop<Rar>(FolderItem::FromPath(in + "set.rar"))));
+    EXPECT_TRUE(ReadFile(in + "mine") == "mine\n");
+    EXPECT_TRUE(ReadFile(in + "Extracted_Files/" + c.member) == big);
+    Shell("test -h '" + in + c.link + "'");
     Window::CloseAll();
     PumpEvents(0);
   }
+}
+
+TEST_F(RarRealTest, WhileALinkIsLeftNoCommandIsGiven) {
+  MakeSet();
+  // A rename that fails: every other name is taken.
+  Shell(
+      "mkdir Extracted_Files; cd Extracted_Files; ln -s ../mine a.bin; n=a.bin.link;"
+      "for i in $(seq 100); do : > $n; n=${n}_; done");
+  Rar& rar = Drop<Rar>(folder.Item("set.part1.rar"));
+  clock.Advance(80'000);
+  EXPECT_EQ(rar.stStatus.Text(),
+            "File selected: set.part1.rar. unrar not started: a link cannot be renamed: " +
+                (folder / "Extracted_Files/a.bin").string());
+  EXPECT_EQ(Window::IfOpen<RarFailed>(), nullptr);
+  EXPECT_FALSE(folder.Item("mine").Exists());
+  Shell("rm Extracted_Files/a.bin");
+  ASSERT_TRUE(Run(rar));
+  EXPECT_EQ(Outcome(rar), "Extraction complete. opened advice");
 }
 
 TEST_F(RarTest, ASilentToolIsStartedAgainAndWordsThatNoRuleKnowsEndInSilence) {
@@ -129,6 +161,24 @@ TEST_F(RarTest, ASilentToolIsStartedAgainAndWordsThatNoRuleKnowsEndInSilence) {
   Rar& locked = Drop<Rar>(Script("write Program aborted\\n\n"));
   ASSERT_TRUE(Run(locked));
   EXPECT_EQ(Outcome(locked), "Archive damaged or incomplete. flag");
+}
+
+TEST_F(RarTest, ALineThatIsReadInPiecesIsOneLine) {
+  Rar& rar = Drop<Rar>(
+      Script("write Extracting from /x/set.part1.rar\\n\\nExtr\nuntil go1\n"
+             "write acting  /x/a.bin       1%\nuntil go2\nwrite \\b\\b\\b OK\\nAll OK\\n\n"));
+  clock.Advance(1000);
+  WaitFor([&] { return rar.fOutput.Length() > 0; });
+  clock.Advance(250);
+  const std::int64_t length = rar.fOutput.Length();
+  folder.Write("go1", "");
+  WaitFor([&] { return rar.fOutput.Length() > length; });
+  clock.Advance(250);
+  EXPECT_EQ(Rows(rar.List2), "a.bin|") << "while it is being written";
+  folder.Write("go2", "");
+  ASSERT_TRUE(Run(rar));
+  EXPECT_EQ(Outcome(rar), "Extraction complete. opened advice");
+  EXPECT_EQ(Rows(rar.List) + Rows(rar.List2), "set.part1.rar|a.bin|");
 }
 
 TEST_F(RarTest, TheAdviceIsShownUntilTheUserTicksItAway) {

@@ -190,6 +190,7 @@ std::vector<FolderItem::Entry> FolderItem::Entries() const {
     if (fstatat(dirfd(folder), name, &about, 0) != 0) return;
     if (!S_ISDIR(about.st_mode)) entry.length = about.st_size;
     entry.modified = Nanoseconds(about.st_mtim);
+    entry.changed = Nanoseconds(about.st_ctim);
   });
   return entries;
 }

@@ -54,9 +54,10 @@ class FolderItem {
   // read to its end.
   std::vector<std::string> ChildNames(bool* whole = nullptr) const;
   // The same, each with its Length and Modified; much cheaper than asking one item after the other.
+  // `changed` is the system's own time of the last change, which no program can set.
   struct Entry {
     std::string name;
-    std::int64_t length = 0, modified = 0;
+    std::int64_t length = 0, modified = 0, changed = 0;
   };
   std::vector<Entry> Entries() const;
   int Count() const { return static_cast<int>(ChildNames().size()); }

@@ -61,7 +61,7 @@ class WindowFrame : public QWidget {
     if (native_.style.quits)
       Application::Quit();
     else if (native_.style.close_box)
-      native_.window.Close();
+      native_.window.AskToClose();
   }
   void keyPressEvent(QKeyEvent* event) override {
     if (!native_.KeyPressed(event->key())) QWidget::keyPressEvent(event);
@@ -223,6 +223,14 @@ void Window::Close() {
   native_->frame->hide();
   // A handler of the window, or of what belongs to it, may be waiting in a nested event loop.
   if (!std::exchange(Windows().sweep_pending, true)) CallWhenFree(Sweep);
+}
+
+// One handler from the question to the close, so that a window that is closed while a box is open
+// lives on until then.
+void Window::AskToClose() {
+  Dispatch("CancelClose", [this] {
+    if (!Event_CancelClose()) Close();
+  });
 }
 
 void DestroyClosedWindows() {

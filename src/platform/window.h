@@ -69,6 +69,8 @@ class Window {
   // Raises Event_Close and hides the window; the object is destroyed when the event loop is next
   // free.
   void Close();
+  // What the user's close does: Close, unless Event_CancelClose refuses.
+  void AskToClose();
 
   std::string Title() const;
   void SetTitle(std::string_view title);
@@ -98,6 +100,8 @@ class Window {
  protected:
   explicit Window(const WindowStyle& style);
   virtual void Event_Open() {}
+  // True keeps the window open.
+  virtual bool Event_CancelClose() { return false; }
   virtual void Event_Close() {}
   virtual void Event_Resized() {}
 

@@ -25,9 +25,19 @@ std::string FromRoot(const std::string& path) { return path.starts_with(':') ? p
 
 bool HasQuote(const std::string& path) { return path.find('\'') != std::string::npos; }
 
+bool HasMask(const std::string& path) { return path.find_first_of("*?") != std::string::npos; }
+
 std::string Quoted(const std::string& path) { return "'" + path + "'"; }
 
 }  // namespace
+
+std::string WhyNoCommand(const FolderItem& tool, const FolderItem& input, const FolderItem& output,
+                         bool masks) {
+  for (const FolderItem* item : {&input, &output, &tool})
+    if (HasQuote(item->NativePath())) return "a single quote in the path " + item->NativePath();
+  if (masks && HasMask(input.NativePath())) return "a mask in the path " + input.NativePath();
+  return {};
+}
 
 std::optional<std::string> Par2Command(const FolderItem& tool, const FolderItem& input,
                                        int fix_path, const FolderItem& output,
@@ -70,8 +80,7 @@ std::optional<std::string> UnrarCommand(const FolderItem& tool, const FolderItem
   std::string e = FromRoot(WithoutVolume(target));
   if (!e.ends_with(':')) e += ':';  // a folder that could not be made
   if (HasQuote(a) || HasQuote(b) || HasQuote(e) || HasQuote(f)) return std::nullopt;
-  // A mask would extract its neighbours as well.
-  if (b.find_first_of("*?") != std::string::npos) return std::nullopt;
+  if (HasMask(b)) return std::nullopt;
   return ReplaceAll(Quoted(a) + " e -o+ " + Quoted(b) + " " + Quoted(e) + " > " + Quoted(f), ":",
                     "/");
 }

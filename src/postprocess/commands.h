@@ -13,9 +13,14 @@ namespace gravlin {
 //
 // The paths stand in single quotes and nothing in them is escaped.  So nullopt, and no command at
 // all, when one of them holds a single quote: the rest of such a name would be run by the shell.
-// Nor for an archive with "*" or "?" in its name, which unrar takes for a mask.  A
-// ":" inside a name comes out as "/", like the ":" between folders, and the tool then finds no such
-// file.
+// Nor for an archive with "*" or "?" in its path, which unrar takes for a mask: it would extract
+// the neighbours as well.  A ":" inside a name comes out as "/", like the ":" between folders, and
+// the tool then finds no such file.
+
+// Why no command can be made with these paths, in words for the status line; empty if one can.
+// `masks`: the tool takes "*" and "?" in the input's path for a mask.
+std::string WhyNoCommand(const FolderItem& tool, const FolderItem& input, const FolderItem& output,
+                         bool masks);
 
 // Paths are relative to the root of the volume, where the shell works.  Any other `fix_path` gives
 // an empty input.

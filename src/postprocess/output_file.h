@@ -8,10 +8,11 @@
 
 namespace gravlin {
 
-// Appends to `lines` what stands in the file from byte `position` on, and moves `position` behind
+// Appends to `lines` what stands in the file from byte `position` on, and moves `position` after
 // it.  A line that is still being written is taken as it stands, and its rest becomes a line of its
-// own at the next call: progress lines repeat, so that a torn one costs nothing.  False, with
-// nothing changed, if the file cannot be opened.
-bool ReadNewLines(const FolderItem& file, double& position, std::vector<std::string>& lines);
+// own at the next call; `*whole` tells whether the last line has its end.  False, with nothing
+// changed, if the file cannot be opened.
+bool ReadNewLines(const FolderItem& file, double& position, std::vector<std::string>& lines,
+                  bool* whole);
 
 }  // namespace gravlin

@@ -25,7 +25,8 @@ ToolJob ParJob() {
           .processing = ". PAR processing in progress...",
           .stalled = "Process incomplete.",
           .missing = "The par2 file is missing from your Gravlin folder.",
-          .undeletable = "Please go into your Gravlin folder and remove the unPar.txt file."};
+          .undeletable = "Please go into your Gravlin folder and remove the unPar.txt file.",
+          .masks = false};
 }
 
 ToolLayout ParLayout() {
@@ -78,7 +79,7 @@ void Par::ReadPlace(const RecordSet& settings) {
 
 std::string Par::MorePlace() const { return ", ParCols='" + List.ColumnWidths() + "'"; }
 
-void Par::OpenDocumentEvent(const FolderItem& f) { OpenDocument(f); }
+void Par::OpenDocumentEvent(const FolderItem& f) { Take(f, 2); }
 
 void Par::ClearLists() {
   List.DeleteAllRows();
@@ -93,8 +94,7 @@ void Par::PrepareParser() {
 }
 
 void Par::CallPar2Exe() {
-  Execute(Par2Command(Code::fParApp, fInput, FixPath, fOutput, PutAsideByPar2(fInput)),
-          "Par.CallPar2Exe");
+  Execute(Par2Command(Code::fParApp, fInput, FixPath, fOutput, PutAsideByPar2(fInput)));
 }
 
 void Par::ShowFailed() { Window::Shared<ParFailed>().Show(); }
@@ -116,7 +116,7 @@ void Par::ParsePar2() {
 }
 
 void Par::Finish(const Par2Ending& ending) {
-  stStatus.SetText(ending.text);
+  ToolWindow::ShowStatus(ending.text);
   EndFollowing();
   if (ending.repaired) FlushFiles(fInput.Parent());
   // A set without an archive comes here with the folder of the downloads in fRAR, which exists: the
@@ -151,7 +151,7 @@ void Par::List_CellTextPaint(int row, int, CellPaint& paint) const {
 }
 
 void Par::ShowStatus(std::string_view text) {
-  stStatus.SetText(text);
+  ToolWindow::ShowStatus(text);
   stStatus.Refresh();
 }
 

@@ -44,7 +44,7 @@ class Par : public ToolWindow, private ParView {
   void ShowFailed() override;
 
  private:
-  std::string Status() const override { return stStatus.Text(); }
+  std::string Status() const override { return ToolWindow::Status(); }
   void ShowStatus(std::string_view text) override;
   void ShowPercent(std::int32_t percent) override { Bar.SetValue(percent); }
   void AddRow(std::string_view name) override;

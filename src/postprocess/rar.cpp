@@ -1,6 +1,8 @@
 // The extraction window: what it shows of unrar.
 #include "postprocess/rar.h"
 
+#include <algorithm>
+
 #include "platform/desktop.h"
 #include "platform/text.h"
 #include "platform/thread.h"
@@ -22,7 +24,8 @@ ToolJob RarJob() {
           .processing = ". RAR extraction in progress...",
           .stalled = "Archive damaged or incomplete.",
           .missing = "The unrar program is missing from your Applications Support Folder folder.",
-          .undeletable = "Please go into your Gravlin folder and remove the unRar.txt file."};
+          .undeletable = "Please go into your Gravlin folder and remove the unRar.txt file.",
+          .masks = true};
 }
 
 ToolLayout RarLayout() {
@@ -38,6 +41,21 @@ ToolLayout RarLayout() {
           .status = {5, 212, 628, 18},
           .select_caption = "Select RAR File",
           .select_help_tag = "You can also drop a RAR file here."};
+}
+
+// Gives a link another name, so that nothing is written through it.
+bool PutAside(FolderItem link) {
+  constexpr std::size_t kLongestName = 255, kLongestEnding = 100;
+  std::string name = link.Name();
+  for (std::string ending = ".link"; ending.size() < kLongestEnding; ending += '_') {
+    std::size_t length = std::min(name.size(), kLongestName - ending.size());
+    // The cut falls on a UTF-8 character.
+    while (length < name.size() && (static_cast<unsigned char>(name[length]) & 0xC0) == 0x80)
+      --length;
+    name.resize(length);
+    if (link.SetName(name + ending)) return true;
+  }
+  return false;
 }
 
 }  // namespace
@@ -67,7 +85,7 @@ void Rar::Event_Open() {
   List2.SetColumnAlign(0, Align::kLeft);
 }
 
-void Rar::OpenDocumentEvent(const FolderItem& f) { OpenDocument(f); }
+void Rar::OpenDocumentEvent(const FolderItem& f) { Take(f, 2); }
 
 void Rar::ClearLists() {
   List.DeleteAllRows();
@@ -81,23 +99,34 @@ void Rar::ClearLists() {
 void Rar::PrepareParser() {
   Delimiter = "/";
   RarComment.clear();
+  Unfinished.clear();
   ParseMode = "start";
 }
 
-void Rar::CallUnRarMac() {
-  FolderItem target = ExtractedFiles();
-  // An archive may have come with links beside it that lead out of its folder; unrar would write
-  // through them.  They get another name.  In Downloads the folder may be a link of the user's own.
-  const bool ours = fInput.Parent() == Code::AppDataFolder.Child("Downloads");
-  const auto put_aside = [](FolderItem link) {
-    for (std::string name = link.Name() + ".link"; !link.SetName(name) && Len(name) < 250;)
-      name += "_";
+// An archive may have come with links beside it that lead out of its folder; unrar would write
+// through them.  In Downloads the folder itself may be a link of the user's own.
+std::string Rar::MakeTarget(FolderItem target) const {
+  const auto left = [](const FolderItem& link) {
+    return "a link cannot be renamed: " + link.NativePath();
   };
-  if (target.IsLink() && !ours) put_aside(target);
+  const bool ours = fInput.Parent() == Code::AppDataFolder.Child("Downloads");
+  if (target.IsLink() && !ours && !PutAside(target)) return left(target);
   if (!target.Exists()) target.CreateAsFolder();
-  for (const std::string& name : target.ChildNames())
-    if (!target.IsLink() && target.Child(name).IsLink()) put_aside(target.Child(name));
-  Execute(UnrarCommand(Code::fRarApp, fInput, FixPath, target, fOutput), "Rar.CallUnRarMac");
+  bool whole = false;
+  for (const std::string& name : target.ChildNames(&whole)) {
+    const FolderItem child = target.Child(name);
+    if (child.IsLink() && !PutAside(child)) return left(child);
+  }
+  return whole || !target.IsFolder() ? "" : "cannot look into " + target.NativePath();
+}
+
+void Rar::CallUnRarMac() {
+  const FolderItem target = ExtractedFiles();
+  if (const std::string reason = MakeTarget(target); !reason.empty()) {
+    NotStarted(reason, "Rar.CallUnRarMac");
+    return;
+  }
+  Execute(UnrarCommand(Code::fRarApp, fInput, FixPath, target, fOutput));
 }
 
 void Rar::ShowFailed() { Window::Shared<RarFailed>().Show(); }
@@ -110,7 +139,9 @@ void Rar::ParseRar() {
   if (Lines.empty()) return;
   while (LinesIndex + 1 < static_cast<std::int32_t>(Lines.size())) {
     ++LinesIndex;
-    ReadUnrarLine(Lines[static_cast<std::size_t>(LinesIndex)], *this, *this);
+    const bool last = LinesIndex + 1 == static_cast<std::int32_t>(Lines.size());
+    ReadUnrarLine(Lines[static_cast<std::size_t>(LinesIndex)], LastLineWhole || !last, *this,
+                  *this);
     Thread::Yield();
   }
   if (const auto ending = FindUnrarEnding(Lines)) Finish(*ending);
@@ -119,17 +150,17 @@ void Rar::ParseRar() {
 void Rar::Finish(UnrarEnding ending) {
   switch (ending) {
     case UnrarEnding::kComplete: {
-      stStatus.SetText("Extraction complete.");
+      ShowStatus("Extraction complete.");
       const FolderItem extracted = ExtractedFiles();
       FlushFiles(extracted);
       if (!extracted.IsNil() && extracted.Exists()) extracted.Launch();
       break;
     }
     case UnrarEnding::kErrors:
-      stStatus.SetText("Archive damaged or incomplete.");
+      ShowStatus("Archive damaged or incomplete.");
       break;
     case UnrarEnding::kNoFiles:
-      stStatus.SetText("Something went wrong.");
+      ShowStatus("Something went wrong.");
       break;
   }
   Code::RarJobRunning = false;

@@ -35,12 +35,15 @@ class Rar : public ToolWindow, public RarReading, private RarView {
   void Stalled() override { Bar.SetValue(100); }
 
  private:
-  void ShowStatus(std::string_view text) override { stStatus.SetText(text); }
+  void ShowStatus(std::string_view text) override { ToolWindow::ShowStatus(text); }
   void AddVolume(std::string_view name) override;
   bool HasFile(std::string_view name) const override { return List2.FindRow(name) >= 0; }
   void AddFile(std::string_view name) override;
   void ShowComment(std::string_view comment) override;
   void Finish(UnrarEnding ending);
+  // Makes the folder, with no link in it through which the tool would write.  Otherwise says why
+  // not.
+  std::string MakeTarget(FolderItem target) const;
   FolderItem ExtractedFiles() const { return fInput.Parent().Child("Extracted_Files"); }
 };
 

@@ -42,13 +42,21 @@ void ReadFile(std::string_view line, const RarReading& reading, RarView& view) {
   if (!view.HasFile(name)) view.AddFile(name);
 }
 
-}  // namespace
-
-void ReadUnrarLine(std::string_view line, RarReading& reading, RarView& view) {
+void Judge(std::string_view line, RarReading& reading, RarView& view) {
   // In this order: the first volume's line must not be taken for comment text.
   if (reading.ParseMode == "look for comments") CollectComment(line, reading, view);
   if (Begins(line, "Extracting from")) ReadVolume(line, reading, view);
   if (Begins(line, "Extracting  ")) ReadFile(line, reading, view);
+}
+
+}  // namespace
+
+void ReadUnrarLine(std::string_view line, bool whole, RarReading& reading, RarView& view) {
+  reading.Unfinished.append(line);
+  const bool named =
+      Begins(reading.Unfinished, "Extracting  ") && InStr(13, reading.Unfinished, "   ") > 0;
+  if (whole || named) Judge(reading.Unfinished, reading, view);
+  if (whole) reading.Unfinished.clear();
 }
 
 std::optional<UnrarEnding> FindUnrarEnding(const std::vector<std::string>& lines) {

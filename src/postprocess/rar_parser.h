@@ -26,9 +26,13 @@ struct RarReading {
   std::string ParseMode = "start";  // then "look for comments", then "extracting"
   std::string Delimiter = "/";      // between the folders of a path in the tool's lines
   std::string RarComment;           // lines of the comment, each followed by a CR
+  std::string Unfinished;           // what has been read of a line that has no end yet
 };
 
-void ReadUnrarLine(std::string_view line, RarReading& reading, RarView& view);
+// `whole` is false for a line without its end, whose rest comes with the next call.  Such a line
+// means nothing yet: half a word would pass for a line of the comment.  Only the file that is being
+// extracted is shown as soon as its name is there, since its line ends when the file does.
+void ReadUnrarLine(std::string_view line, bool whole, RarReading& reading, RarView& view);
 
 enum class UnrarEnding { kComplete, kErrors, kNoFiles };
 

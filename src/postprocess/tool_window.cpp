@@ -10,6 +10,7 @@
 #include "platform/scoped_flag.h"
 #include "platform/text.h"
 #include "platform/thread.h"
+#include "postprocess/commands.h"
 #include "postprocess/output_file.h"
 #include "store/window_place.h"
 #include "store/writers.h"
@@ -50,10 +51,35 @@ void ToolWindow::Event_Open() {
   opened_ = true;
 }
 
+// A quit asks nothing: it is never refused.
+bool ToolWindow::Event_CancelClose() {
+  constexpr int kOkCancelCaution = 49, kOk = 1;
+  constexpr std::size_t kMostNames = 10;
+  const auto names = [this] {
+    std::vector<std::string> all;
+    if (waits_) all.push_back(fInput.Name());
+    for (const Waiting& waiting : queue_) all.push_back(waiting.file.Name());
+    return all;
+  };
+  // More files may come while the box is open.
+  std::size_t told = 0;
+  for (std::vector<std::string> waiting = names(); waiting.size() > told; waiting = names()) {
+    told = waiting.size();
+    std::string lines;
+    for (std::size_t i = 0; i < std::min(told, kMostNames); ++i) lines += "\r" + waiting[i];
+    if (told > kMostNames) lines += "\rand " + Str(static_cast<int>(told - kMostNames)) + " more";
+    if (MsgBox("Close the window? The files that wait in it will not be worked on:" + lines,
+               kOkCancelCaution) != kOk)
+      return true;
+  }
+  return false;
+}
+
 // The job flag stays set when a window is closed in mid-run, as after every failure: only a closing
 // line of the tool clears it.  The output file is shared by all windows, and a flag cleared here
 // would let the next window read it.
 void ToolWindow::Event_Close() {
+  closed_ = true;
   SaveSize();
   for (Timer* timer : {&tWait, &tDeleteOutput, &Follower()}) timer->SetMode(0);
   sh->Close();
@@ -78,39 +104,54 @@ void ToolWindow::pbSelectFile_Action() {
                            : main_window   ? main_window->fDownloads
                                            : FolderItem();
   const FolderItem chosen = GetOpenFolderItem("special/any", start);
-  // A dialog that is cancelled takes nothing from a run of this window, or from one that waits.
-  if (!chosen.IsNil() || !Busy()) fInput = chosen;
-  if (chosen.IsNil()) return;
-  SelectionChanged();
-  FixPath = 1;
-  StartProcess();
+  // A dialog that is cancelled takes nothing from a run that began while it was open.
+  if (!chosen.IsNil())
+    Take(chosen, 1);
+  else if (!Running() && !waits_)
+    fInput = chosen;
 }
 
 void ToolWindow::pbSelectFile_DropObject(const DragItem& dropped) {
-  if (!dropped.FolderItemAvailable()) return;
-  fInput = dropped.item;
-  SelectionChanged();
-  FixPath = 1;
-  StartProcess();
+  if (dropped.FolderItemAvailable()) Take(dropped.item, 1);
 }
 
-void ToolWindow::OpenDocument(const FolderItem& document) {
-  if (Busy()) {
-    documents_.push_back(document);
-    tWait.SetMode(2);
+void ToolWindow::Take(const FolderItem& file, std::int32_t fix_path) {
+  if (closed_) return;  // while the dialog was open
+  queue_.push_back({file, fix_path});
+  if (!Running() && !waits_) {
+    StartNext();
     return;
   }
-  fInput = document;
+  ShowStatus(status_);
+  tWait.SetMode(2);
+}
+
+void ToolWindow::StartNext() {
+  const Waiting next = queue_.front();
+  queue_.pop_front();
+  fInput = next.file;
   SelectionChanged();
-  FixPath = 2;
+  FixPath = next.fix_path;
   StartProcess();
+  if (!queue_.empty()) tWait.SetMode(2);
+}
+
+FolderItem ToolWindow::Output() const {
+  return FolderItem::FromAbsolutePath(Code::AppDataFolder.AbsolutePath() +
+                                      std::string(job_.output));
 }
 
 void ToolWindow::StartProcess() {
+  // The path will not change, so there is nothing to try again.
+  if (const std::string why = WhyNoCommand(job_.app, fInput, Output(), job_.masks); !why.empty()) {
+    SayNotStarted(why, std::string(job_.columns) + ".StartProcess");
+    Beep();
+    return;
+  }
   {
     const CriticalGuard guard(job_.lock);
     if (job_.running) {
-      stStatus.SetText(job_.waiting);
+      ShowStatus(job_.waiting);
       waits_ = true;
       tWait.SetMode(2);
       return;
@@ -118,14 +159,13 @@ void ToolWindow::StartProcess() {
     job_.running = true;
   }
   ClearLists();
-  stStatus.SetText(FileSelected());
+  ShowStatus(FileSelected());
   stStatus.Refresh();
   if (!job_.app.Exists()) {
     MsgBox(job_.missing);
     return;  // and the flag stays set
   }
-  fOutput =
-      FolderItem::FromAbsolutePath(Code::AppDataFolder.AbsolutePath() + std::string(job_.output));
+  fOutput = Output();
   if (fOutput.Exists()) fOutput.Delete();
   // A run begins with no output file at all, so that no line of an earlier run is read: the tool is
   // started by the timer, once the file is seen to be gone.
@@ -134,22 +174,17 @@ void ToolWindow::StartProcess() {
 }
 
 // The flag is read without its lock; StartProcess tests it again, and goes back to waiting if
-// another window was first.
+// another window was first.  Files in the queue leave the words of the last run as they are: after
+// a silence the flag stays set, and they wait in vain.
 void ToolWindow::tWait_Action() {
-  if (tDeleteOutput.Mode() != 0 || !pbSelectFile.Enabled()) return;
-  if (job_.running) {
-    if (!documents_.empty()) stStatus.SetText(job_.waiting);
-    return;
-  }
+  if (Running() || job_.running) return;
   tWait.SetMode(0);
   if (std::exchange(waits_, false)) {
     StartProcess();
-  } else if (!documents_.empty()) {
-    const FolderItem next = documents_.front();
-    documents_.pop_front();
-    OpenDocument(next);
+    if (!queue_.empty()) tWait.SetMode(2);
+  } else if (!queue_.empty()) {
+    StartNext();
   }
-  if (!documents_.empty()) tWait.SetMode(2);
 }
 
 void ToolWindow::tDeleteOutput_Action() {
@@ -172,7 +207,7 @@ void ToolWindow::tDeleteOutput_Action() {
   began_ = FolderItem::ModifiedNow();
   Follower().SetPeriod(250);
   Follower().SetMode(2);
-  stStatus.SetText(FileSelected(". Starting..."));
+  ShowStatus(FileSelected(". Starting..."));
   stStatus.Refresh();
   Attempts = 1;
   CallTool();
@@ -188,8 +223,8 @@ void ToolWindow::Follow() {
     Deadline = InSeconds(15);
     sh->Close();
     if (++Attempts > 3) ShowFailed();  // beside the run, which goes on trying
-    stStatus.SetText(FileSelected(". Trying to start " + std::string(job_.tool) +
-                                  ". Attempt: " + Str(Attempts)));
+    ShowStatus(FileSelected(". Trying to start " + std::string(job_.tool) +
+                            ". Attempt: " + Str(Attempts)));
     CallTool();
     return;
   }
@@ -205,7 +240,7 @@ void ToolWindow::LoadLines() {
   const double length = static_cast<double>(fOutput.Length());
   if (length <= FileLength) {
     if (!(Date() > Deadline)) return;
-    stStatus.SetText(job_.stalled);
+    ShowStatus(job_.stalled);
     pbSelectFile.SetEnabled(true);
     Follower().SetMode(0);
     Beep();
@@ -215,20 +250,33 @@ void ToolWindow::LoadLines() {
   Deadline = InSeconds(60);
   FileGrew = true;
   FileLength = length;
-  ReadNewLines(fOutput, FilePointer, Lines);
+  ReadNewLines(fOutput, FilePointer, Lines, &LastLineWhole);
 }
 
-void ToolWindow::Execute(const std::optional<std::string>& command, std::string_view label) {
-  if (!command) {
-    if (Gravlin* main_window = Window::IfOpen<Gravlin>())
-      main_window->WriteDebug(label,
-                              std::string(job_.tool) +
-                                  " not started: a single quote, or a mask, in the path of " +
-                                  fInput.NativePath());
-    return;
-  }
+void ToolWindow::Execute(const std::optional<std::string>& command) {
+  if (!command) return;  // StartProcess has refused such paths
   sh->SetMode(1);
   sh->Execute(*command);
+}
+
+void ToolWindow::NotStarted(const std::string& reason, std::string_view label) {
+  --Attempts;
+  SayNotStarted(reason, label);
+}
+
+void ToolWindow::SayNotStarted(const std::string& reason, std::string_view label) {
+  const std::string words = std::string(job_.tool) + " not started: " + reason;
+  ShowStatus(FileSelected(". " + words));
+  if (Gravlin* main_window = Window::IfOpen<Gravlin>()) main_window->WriteDebug(label, words);
+}
+
+void ToolWindow::ShowStatus(std::string_view text) {
+  status_ = text;
+  const std::size_t waiting = queue_.size();
+  stStatus.SetText(waiting == 0 ? status_
+                   : waiting == 1
+                       ? status_ + " (1 more file waits)"
+                       : status_ + " (" + Str(static_cast<int>(waiting)) + " more files wait)");
 }
 
 void ToolWindow::Crawl() {
@@ -236,21 +284,24 @@ void ToolWindow::Crawl() {
   const int step = std::max(1, ToInt32((Bar.Maximum() - Bar.Value()) * 0.1));
   Bar.SetValue(Bar.Value() + step);
   Bar.Refresh();
-  if (!SameText(stStatus.Text(), FileSelected(". Starting..."))) return;
-  stStatus.SetText(FileSelected(job_.processing));
+  if (!SameText(status_, FileSelected(". Starting..."))) return;
+  ShowStatus(FileSelected(job_.processing));
   stStatus.Refresh();
 }
 
 void ToolWindow::FlushFiles(const FolderItem& folder) const {
+  // Some file systems keep times in steps of two seconds.
+  static constexpr std::int64_t kRounding = 2'000'000'000;
   class Flush : public Thread {
    public:
-    Flush(FolderItem of, std::int64_t since) : folder_(std::move(of)), since_(since) {}
+    Flush(FolderItem of, std::int64_t since) : folder_(std::move(of)), since_(since - kRounding) {}
 
    private:
     void Event_Run() override {
       Offload([this] {
+        // unrar gives a file the modification time that the archive tells.
         for (const FolderItem::Entry& entry : folder_.Entries())
-          if (entry.length > 0 && entry.modified >= since_ && !Ending())
+          if (entry.length > 0 && entry.changed >= since_ && !Ending())
             folder_.Child(entry.name).Flush();
         folder_.Flush();
       });

@@ -36,6 +36,7 @@ struct ToolJob {
   std::string_view processing;  // status behind the file's name once the tool writes
   std::string_view stalled;     // status when it fell silent
   std::string_view missing, undeletable;  // messages
+  bool masks;                             // in an input's path would be taken for one
 };
 
 struct ToolLayout {
@@ -46,7 +47,8 @@ struct ToolLayout {
 
 class ToolWindow : public Window {
  public:
-  // Starts a run on fInput, or waits until no other window's run is under way.
+  // Starts a run on fInput, or waits until no other window's run is under way.  A path of which no
+  // command can be made is refused, and takes the job from no other.
   void StartProcess();
   void LoadLines();
   void SaveSize();
@@ -66,6 +68,7 @@ class ToolWindow : public Window {
   double FilePointer = 0;          // bytes of fOutput that have been read
   double FileLength = 0;           // of fOutput when it was last seen to grow
   bool FileGrew = false;           // at the last LoadLines
+  bool LastLineWhole = true;       // the last of Lines has its end
   bool TimerCallDone = false;      // a tick may do work
   Date Deadline;                   // when silence counts as failure
   std::int32_t Attempts = 0;       // to start the tool, in this run
@@ -82,13 +85,15 @@ class ToolWindow : public Window {
   ToolWindow(const ToolJob& job, const ToolLayout& layout);
 
   void Event_Open() override;
+  bool Event_CancelClose() override;
   void Event_Close() override;
   void Event_Resized() override;
 
   virtual Timer& Follower() = 0;  // tPar or tRar
-  // A document that was opened on the program; it waits while the window is busy.
-  void OpenDocument(const FolderItem& document);
-  virtual void SelectionChanged() {}  // the user chose or dropped fInput
+  // A file that was chosen, dropped or opened on the program, and its FixPath.  It waits for its
+  // turn while the window is busy.
+  void Take(const FolderItem& file, std::int32_t fix_path);
+  virtual void SelectionChanged() {}  // fInput is such a file
   virtual void ClearLists() = 0;
   virtual void ReadPlace(const RecordSet&) {}  // further settings of the window
   virtual std::string MorePlace() const {
@@ -102,12 +107,16 @@ class ToolWindow : public Window {
 
   // A tick of the follower.
   void Follow();
-  // Hands a command to the shell; one that must not be handed over is logged, and the run goes on
-  // like one whose tool writes nothing.
-  void Execute(const std::optional<std::string>& command, std::string_view label);
+  void Execute(const std::optional<std::string>& command);
+  // In the place of Execute when no command may be given now.  The next attempt looks again; this
+  // one does not count, since nothing was started.
+  void NotStarted(const std::string& reason, std::string_view label);
+  // The status without the note about the files that wait, and the way to change it.
+  const std::string& Status() const { return status_; }
+  void ShowStatus(std::string_view text);
   // Shows that the tool is writing when no percentage is known.
   void Crawl();
-  // Brings what a tool has written to the disk, behind the window's back.
+  // Flushes what a tool has written, in the background.
   void FlushFiles(const FolderItem& folder) const;
   // Closes the run's books: everything but the job flag.
   void EndFollowing();
@@ -115,17 +124,25 @@ class ToolWindow : public Window {
   static Date InSeconds(int seconds);
 
  private:
-  // A run of this window is under way, or waits.
-  bool Busy() const {
-    return tWait.Mode() != 0 || tDeleteOutput.Mode() != 0 || !pbSelectFile.Enabled();
-  }
+  struct Waiting {
+    FolderItem file;
+    std::int32_t fix_path;
+  };
+
+  // A run of this window is under way.
+  bool Running() const { return tDeleteOutput.Mode() != 0 || !pbSelectFile.Enabled(); }
+  void StartNext();
+  FolderItem Output() const;
+  void SayNotStarted(const std::string& reason, std::string_view label);
 
   ToolJob job_;
   bool opened_ = false;
   Date last_tick_;
-  std::int64_t began_ = 0;            // the run, as files tell their changes
-  bool waits_ = false;                // fInput does, for another window's run
-  std::deque<FolderItem> documents_;  // that came while the window was busy
+  std::int64_t began_ = 0;     // the run, as files tell their changes
+  bool waits_ = false;         // fInput does, for another window's run
+  std::deque<Waiting> queue_;  // files that came while the window was busy
+  std::string status_ = "Ready.";
+  bool closed_ = false;
 };
 
 }  // namespace gravlin

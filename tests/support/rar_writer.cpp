@@ -39,11 +39,13 @@ std::string Header(std::uint64_t type, std::uint64_t flags, std::uint64_t data_s
   return Fixed32(Crc32(body)) + body;
 }
 
-// The fields that file and service headers share: a regular file of Unix, stored, with a CRC32.
-std::string FileFields(std::string_view name, std::uint64_t unpacked_size, std::uint32_t crc) {
-  constexpr std::uint64_t kHasCrc = 4, kMode = 0100644, kStored = 0, kUnix = 1;
-  return Vint(kHasCrc) + Vint(unpacked_size) + Vint(kMode) + Fixed32(crc) + Vint(kStored) +
-         Vint(kUnix) + Vint(name.size()) + std::string(name);
+// The fields that file and service headers share: a regular file of Unix, stored, with a time and a
+// CRC32.
+std::string FileFields(std::string_view name, std::uint64_t unpacked_size, std::uint32_t modified,
+                       std::uint32_t crc) {
+  constexpr std::uint64_t kHasTime = 2, kHasCrc = 4, kMode = 0100644, kStored = 0, kUnix = 1;
+  return Vint(kHasTime | kHasCrc) + Vint(unpacked_size) + Vint(kMode) + Fixed32(modified) +
+         Fixed32(crc) + Vint(kStored) + Vint(kUnix) + Vint(name.size()) + std::string(name);
 }
 
 // The set under way: fills a volume, ends it, begins the next.
@@ -53,7 +55,8 @@ class Writer {
       : folder_(std::move(folder)), base_(std::move(base)), options_(options) {
     BeginVolume();
     if (options.comment.empty()) return;
-    const std::string fields = FileFields("CMT", options.comment.size(), Crc32(options.comment));
+    const std::string fields =
+        FileFields("CMT", options.comment.size(), RarMember().modified, Crc32(options.comment));
     volume_ += Header(kService, kData, options.comment.size(), fields) + options.comment;
   }
 
@@ -69,8 +72,8 @@ class Writer {
       // A piece that goes on in the next volume has the CRC of the piece, the last one that of the
       // whole file.
       const std::uint32_t crc = Crc32(rest.empty() ? member.bytes : piece);
-      volume_ +=
-          Header(kFile, flags, piece.size(), FileFields(member.name, member.bytes.size(), crc));
+      volume_ += Header(kFile, flags, piece.size(),
+                        FileFields(member.name, member.bytes.size(), member.modified, crc));
       volume_ += piece;
       flags |= kFromLast;
       if (!rest.empty()) NextVolume();

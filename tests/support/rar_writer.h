@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -13,6 +14,8 @@ namespace gravlin {
 struct RarMember {
   std::string name;  // path inside the archive, "/" between folders, UTF-8
   std::string bytes;
+  // Stored as its modification time, in seconds since 1970.  Of the past, as that of a posted file.
+  std::uint32_t modified = 1'600'000'000;
 };
 
 struct RarOptions {

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/desktop.h"
@@ -19,7 +21,8 @@ class TestDesktop : public Desktop {
   std::vector<std::string> urls;
   std::vector<FolderItem> launched;
   int beeps = 0;
-  std::deque<int> answers;  // to the next boxes; OK when there are no more
+  std::deque<int> answers;          // to the next boxes; OK when there are no more
+  std::function<void()> meanwhile;  // what happens while the next box is open
   std::deque<FolderItem>
       chosen;  // in the next open dialogs; nil (cancelled) when there are no more
 
@@ -27,6 +30,7 @@ class TestDesktop : public Desktop {
 
   int MsgBox(std::string_view text, int code, std::string_view title) override {
     boxes.push_back({std::string(text), std::string(title), code});
+    if (const auto happens = std::exchange(meanwhile, nullptr)) happens();
     return Next(answers, 1);
   }
   FolderItem GetOpenFolderItem(std::string_view, const FolderItem&) override {

@@ -52,7 +52,8 @@ struct ToolViews : ParView, RarView {
   void FoundArchive(std::string_view name) override { archives.emplace_back(name); }
   void AddVolume(std::string_view name) override { volumes.emplace_back(name); }
   bool HasFile(std::string_view name) const override {
-    return std::find(files.begin(), files.end(), name) != files.end();
+    return std::any_of(files.begin(), files.end(),
+                       [&](const std::string& file) { return SameText(file, name); });
   }
   void AddFile(std::string_view name) override { files.emplace_back(name); }
   void ShowComment(std::string_view text) override { comments.emplace_back(text); }
