@@ -4,7 +4,7 @@
 #include "engine/gravlin.h"
 #include "support/news_server.h"
 #include "support/store_fixture.h"
-#include "ui/test_server.h"
+#include "ui/console.h"
 
 namespace gravlin::testing {
 namespace {

@@ -9,10 +9,10 @@
 #include "engine/gravlin.h"
 #include "platform/native.h"
 #include "platform/shell.h"
-#include "postprocess/commands.h"
-#include "postprocess/documents.h"
+#include "postprocess/hand_off.h"
 #include "postprocess/par.h"
 #include "postprocess/rar.h"
+#include "postprocess/tool_commands.h"
 #include "support/tool_fixture.h"
 
 namespace gravlin::testing {

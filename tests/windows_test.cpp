@@ -13,11 +13,11 @@
 #include "postprocess/par.h"
 #include "postprocess/rar.h"
 #include "support/store_fixture.h"
+#include "ui/console.h"
 #include "ui/file_types_window.h"
 #include "ui/files_window.h"
 #include "ui/message_window.h"
 #include "ui/small_windows.h"
-#include "ui/test_server.h"
 
 namespace gravlin::testing {
 namespace {

@@ -10,7 +10,7 @@
 #include "platform/clock.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
-#include "postprocess/documents.h"
+#include "postprocess/hand_off.h"
 #include "store/database.h"
 #include "store/schema.h"
 #include "store/writers.h"

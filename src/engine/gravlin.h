@@ -116,7 +116,7 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   void WriteDebug(std::string_view label, std::string_view text);
   void StartDebugMode();
 
-  // --- The form and the quick server test (ui/wizard_form.cpp, ui/server_test.cpp) ---
+  // --- The form and the quick server test (ui/wizard_form.cpp, ui/quick_test.cpp) ---
   // Binds every control's event to its handler; called once, when the window is made.
   void WireControls();
   void SaveServerSettings();

@@ -1,6 +1,7 @@
 // The ways into repair and extraction: the end of a download, a document, the menu.
+#include "postprocess/hand_off.h"
+
 #include "engine/gravlin.h"
-#include "postprocess/documents.h"
 #include "postprocess/par.h"
 #include "postprocess/rar.h"
 

@@ -6,9 +6,9 @@
 #include "platform/desktop.h"
 #include "platform/text.h"
 #include "platform/thread.h"
-#include "postprocess/commands.h"
 #include "postprocess/outcome_windows.h"
 #include "postprocess/rar.h"
+#include "postprocess/tool_commands.h"
 
 namespace gravlin {
 namespace {

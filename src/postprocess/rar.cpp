@@ -6,8 +6,8 @@
 #include "platform/desktop.h"
 #include "platform/text.h"
 #include "platform/thread.h"
-#include "postprocess/commands.h"
 #include "postprocess/outcome_windows.h"
+#include "postprocess/tool_commands.h"
 
 namespace gravlin {
 namespace {

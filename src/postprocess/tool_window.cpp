@@ -10,8 +10,8 @@
 #include "platform/scoped_flag.h"
 #include "platform/text.h"
 #include "platform/thread.h"
-#include "postprocess/commands.h"
 #include "postprocess/output_file.h"
+#include "postprocess/tool_commands.h"
 #include "store/window_place.h"
 #include "store/writers.h"
 

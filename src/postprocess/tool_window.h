@@ -62,7 +62,7 @@ class ToolWindow : public Window {
 
   FolderItem fInput;
   FolderItem fOutput;
-  std::int32_t FixPath = 0;        // which helper gives the input's path: see commands.h
+  std::int32_t FixPath = 0;        // which helper gives the input's path: see tool_commands.h
   std::vector<std::string> Lines;  // all that was read in this run
   std::int32_t LinesIndex = -1;    // of the last one parsed
   double FilePointer = 0;          // bytes of fOutput that have been read

@@ -1,5 +1,5 @@
 // The console to the news server.
-#include "ui/test_server.h"
+#include "ui/console.h"
 
 #include "app/code.h"
 #include "app/endpoints.h"

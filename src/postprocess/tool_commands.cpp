@@ -1,5 +1,5 @@
 // The command lines of the tools; a path that a shell could misread gets none.
-#include "postprocess/commands.h"
+#include "postprocess/tool_commands.h"
 
 #include <algorithm>
 

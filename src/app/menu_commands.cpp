@@ -4,14 +4,14 @@
 #include "platform/desktop.h"
 #include "platform/thread.h"
 #include "platform/window.h"
-#include "postprocess/documents.h"
+#include "postprocess/hand_off.h"
 #include "store/database.h"
 #include "store/writers.h"
+#include "ui/console.h"
 #include "ui/file_types_window.h"
 #include "ui/menu_main.h"
 #include "ui/message_window.h"
 #include "ui/small_windows.h"
-#include "ui/test_server.h"
 
 namespace gravlin {
 
