@@ -23,7 +23,7 @@
 #include <vector>
 
 #include "app/app.h"
-#include "app/code.h"
+#include "base/code.h"
 #include "engine/gravlin.h"
 #include "platform/calls.h"
 #include "platform/desktop.h"

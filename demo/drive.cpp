@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "app/code.h"
+#include "base/code.h"
 #include "engine/gravlin.h"
 #include "platform/application.h"
 #include "platform/clock.h"

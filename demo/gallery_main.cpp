@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "app/app.h"
-#include "app/code.h"
+#include "base/code.h"
 #include "drive.h"
 #include "engine/gravlin.h"
 #include "platform/fibers.h"

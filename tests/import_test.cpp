@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "app/code.h"
+#include "base/code.h"
 #include "nzb/catalogue.h"
 #include "nzb/grv_parse.h"
 #include "platform/calls.h"

@@ -4,7 +4,7 @@
 
 #include <cstdlib>
 
-#include "app/code.h"
+#include "base/code.h"
 #include "platform/application.h"
 #include "support/temp_folder.h"
 #include "support/test_desktop.h"

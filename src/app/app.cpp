@@ -3,8 +3,8 @@
 
 #include <stdexcept>
 
-#include "app/code.h"
-#include "app/endpoints.h"
+#include "base/code.h"
+#include "base/endpoints.h"
 #include "engine/gravlin.h"
 #include "nzb/catalogue.h"
 #include "platform/clock.h"

@@ -1,6 +1,6 @@
 // The menu commands.
 #include "app/app.h"
-#include "app/code.h"
+#include "base/code.h"
 #include "platform/desktop.h"
 #include "platform/thread.h"
 #include "platform/window.h"

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "app/code.h"
+#include "base/code.h"
 #include "platform/text.h"
 
 namespace gravlin::Code {

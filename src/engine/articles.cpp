@@ -2,7 +2,7 @@
 // disk, and what is counted.
 #include <algorithm>
 
-#include "app/code.h"
+#include "base/code.h"
 #include "engine/active_files.h"
 #include "engine/gravlin.h"
 #include "engine/part_files.h"

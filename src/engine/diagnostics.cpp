@@ -1,5 +1,5 @@
 // The diagnostics log: one line for each step of the engine, written at once.
-#include "app/code.h"
+#include "base/code.h"
 #include "engine/gravlin.h"
 #include "platform/streams.h"
 #include "platform/text.h"

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "app/code.h"
+#include "base/code.h"
 #include "engine/gravlin.h"
 #include "engine/part_files.h"
 #include "platform/desktop.h"

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <array>
 
-#include "app/code.h"
+#include "base/code.h"
 #include "engine/active_files.h"
 #include "engine/gravlin.h"
 #include "platform/application.h"

@@ -1,5 +1,5 @@
 // What the server says, and the step that each reply leads to.
-#include "app/code.h"
+#include "base/code.h"
 #include "engine/engine_step.h"
 #include "engine/gravlin.h"
 #include "nzb/names.h"

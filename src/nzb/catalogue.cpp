@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "app/code.h"
+#include "base/code.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
 #include "platform/thread.h"

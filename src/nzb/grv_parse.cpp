@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "app/code.h"
+#include "base/code.h"
 #include "nzb/names.h"
 #include "nzb/subject_scanner.h"
 #include "platform/desktop.h"

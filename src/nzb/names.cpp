@@ -5,7 +5,7 @@
 #include <array>
 #include <utility>
 
-#include "app/code.h"
+#include "base/code.h"
 #include "platform/text.h"
 #include "store/database.h"
 

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "app/code.h"
+#include "base/code.h"
 #include "nzb/catalogue.h"
 #include "nzb/names.h"
 #include "platform/text.h"

@@ -1,8 +1,8 @@
 // The windows that tell how a repair or an extraction ended.
 #include "postprocess/outcome_windows.h"
 
-#include "app/code.h"
-#include "app/endpoints.h"
+#include "base/code.h"
+#include "base/endpoints.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
 #include "store/writers.h"

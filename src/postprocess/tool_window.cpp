@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "app/endpoints.h"
+#include "base/endpoints.h"
 #include "engine/gravlin.h"
 #include "platform/desktop.h"
 #include "platform/scoped_flag.h"

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "app/code.h"
+#include "base/code.h"
 #include "platform/clock.h"
 #include "platform/folder_item.h"
 #include "platform/listbox.h"

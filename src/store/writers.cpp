@@ -4,7 +4,7 @@
 #include <exception>
 #include <utility>
 
-#include "app/code.h"
+#include "base/code.h"
 #include "platform/waiting.h"
 
 namespace gravlin {

@@ -1,8 +1,8 @@
 // The console to the news server.
 #include "ui/console.h"
 
-#include "app/code.h"
-#include "app/endpoints.h"
+#include "base/code.h"
+#include "base/endpoints.h"
 #include "engine/gravlin.h"
 #include "platform/application.h"
 #include "platform/desktop.h"

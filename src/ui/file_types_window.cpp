@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "app/code.h"
-#include "app/endpoints.h"
+#include "base/code.h"
+#include "base/endpoints.h"
 #include "nzb/import_window.h"
 #include "nzb/names.h"
 #include "platform/desktop.h"

@@ -1,7 +1,7 @@
 // The copy of the main window's list, made anew each second.
 #include "ui/files_window.h"
 
-#include "app/code.h"
+#include "base/code.h"
 #include "engine/gravlin.h"
 #include "platform/desktop.h"
 #include "platform/scoped_flag.h"

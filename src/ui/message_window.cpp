@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "app/code.h"
+#include "base/code.h"
 #include "engine/gravlin.h"
 #include "platform/desktop.h"
 #include "platform/text.h"

@@ -1,5 +1,5 @@
 // The quick test of the wizard: a log-on and nothing else, on a socket of its own.
-#include "app/code.h"
+#include "base/code.h"
 #include "engine/gravlin.h"
 #include "platform/application.h"
 #include "platform/desktop.h"

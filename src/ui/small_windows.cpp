@@ -1,8 +1,8 @@
 // About, the refused log-on, and the notice of compacting.
 #include "ui/small_windows.h"
 
-#include "app/code.h"
-#include "app/endpoints.h"
+#include "base/code.h"
+#include "base/endpoints.h"
 #include "engine/gravlin.h"
 #include "platform/desktop.h"
 #include "platform/text.h"

@@ -1,6 +1,6 @@
 // The wizard as a form: what its buttons and fields do, and the steps of its opening and closing.
-#include "app/code.h"
-#include "app/endpoints.h"
+#include "base/code.h"
+#include "base/endpoints.h"
 #include "engine/active_files.h"
 #include "engine/gravlin.h"
 #include "nzb/names.h"

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "app/app.h"
-#include "app/code.h"
+#include "base/code.h"
 #include "engine/gravlin.h"
 #include "store/writers.h"
 #include "support/news_server.h"

@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "app/code.h"
+#include "base/code.h"
 #include "platform/text.h"
 #include "platform/window.h"
 #include "store/schema.h"
