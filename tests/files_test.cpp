@@ -38,7 +38,7 @@ TEST(FolderItem, NamesThatNoFileSystemTakesGiveNilAndOnlyNilThrows) {
   EXPECT_THROW(LongBinaryStream(absent, false), NilObjectException);
 }
 
-TEST(FolderItem, TheColonFormLeadsBackToTheSamePath) {
+TEST(FolderItem, TheColonFormLeadsBackToTheSamePathWithoutDots) {
   const TempFolder temp;
   FolderItem odd = temp.Item().Child("made on the way").Child("a:b \xFF");
   ASSERT_TRUE(odd.CreateAsFolder() && odd.CreateAsFolder());
@@ -51,6 +51,21 @@ TEST(FolderItem, TheColonFormLeadsBackToTheSamePath) {
   EXPECT_EQ(FolderItem::FromAbsolutePath("System:").NativePath(), "/");
   EXPECT_TRUE(FolderItem::FromAbsolutePath("no volume").IsNil());
   EXPECT_TRUE(FolderItem::FromAbsolutePath("System:a::b").IsNil());
+
+  const std::string in = temp.Path().string();
+  fs::create_directories(temp / "a/b");
+  fs::create_directory_symlink("a/b", temp / "link");
+  const std::pair<std::string, std::string> dotted[] = {{"/./tmp/.", "/tmp"},
+                                                        {"/..", "/"},
+                                                        {"/no such/../x/..y/", "/x/..y"},
+                                                        {in + "/a/../c", in + "/c"},
+                                                        {in + "/link/../c", in + "/a/c"},
+                                                        {in + "/link/.", in + "/link"}};
+  for (const auto& [path, clean] : dotted) {
+    const FolderItem item = FolderItem::FromPath(path);
+    EXPECT_EQ(item.NativePath(), clean) << path;
+    EXPECT_EQ(FolderItem::FromAbsolutePath(item.AbsolutePath()), item) << path;
+  }
 }
 
 TEST(FolderItem, ARenameOrAMoveNeverReplacesWhatIsThere) {
