@@ -169,24 +169,6 @@ TEST(TextStreams, LinesEndAtEachOfTheThreeEndsOnAnyByteOfTheBuffer) {
   }
 }
 
-TEST(LongBinaryStream, ReadsWhatItWrote) {
-  const TempFolder temp;
-  std::string expected, read(1000, '\0');
-  LongBinaryStream out(temp.Item("f"), true, 16);
-  for (const std::size_t size : {1, 14, 1, 16, 0, 40, 15, 3}) {
-    const std::string bytes(size, static_cast<char>('a' + size % 26));
-    EXPECT_TRUE(out.Write(bytes));
-    expected += bytes;
-  }
-  EXPECT_TRUE(out.Close());
-  EXPECT_FALSE(out.Write("late"));
-  LongBinaryStream in(temp.Item("f"), false, 16);
-  EXPECT_EQ(in.Read(read.data(), 7), 7u);
-  read.resize(7 + in.Read(read.data() + 7, read.size() - 7));
-  EXPECT_EQ(read, expected);
-  EXPECT_TRUE(in.EndOfFile());
-}
-
 TEST(Streams, TellOfALostByteHoweverLateTheyNotice) {
   const TempFolder temp;
   LongBinaryStream late(temp.Item("f"), true, 64), early(temp.Item("g"), true, 64);
