@@ -65,6 +65,7 @@ TEST_F(HandOffTest, ASetWithoutAnArchiveEndsByWhatUnrarMakesOfTheFolder) {
 TEST_F(HandOffTest, APathOfWhichNoCommandCanBeMadeIsRefusedOnce) {
   Script("write Repair complete.\\n\n", "it's.par2");
   Script("write No files to extract\\n\n", "a*.rar");
+  OpenRarWindow();
   OpenParDocument(folder.Item("it's.par2"));
   OpenRarDocument(folder.Item("a*.rar"));
   Par& par = *Window::IfOpen<Par>();
@@ -76,6 +77,7 @@ TEST_F(HandOffTest, APathOfWhichNoCommandCanBeMadeIsRefusedOnce) {
   EXPECT_EQ(Window::IfOpen<Rar>()->stStatus.Text(),
             "File selected: a*.rar. unrar not started: a mask in the path " + in + "/a*.rar");
   EXPECT_NE(Log().find("Par.StartProcess: par2 not started: a single quote"), std::string::npos);
+  EXPECT_EQ(Window::IfOpen<Rar>()->FixPath, 2);
   EXPECT_EQ(Window::All().size(), 3u) << "no window comes up about a tool that never began";
   EXPECT_FALSE(Code::ParJobRunning || Code::RarJobRunning);
   EXPECT_EQ(Asked().beeps, 2);
@@ -135,18 +137,6 @@ TEST_F(HandOffTest, AFileThatWaitsHidesNoFailureAndIsNotDroppedWithoutAWord) {
   par.Native().frame->close();
   EXPECT_FALSE(par.Visible());
   EXPECT_EQ(Asked().boxes.size(), 3u);
-}
-
-TEST_F(HandOffTest, DocumentsAndTheMenuUseTheWindowThatIsOpen) {
-  Script("hang\n", "a.par2");
-  OpenParWindow();
-  OpenParDocument(folder.Item("a.par2"));
-  OpenRarDocument(folder.Item("a.par2"));
-  OpenRarWindow();
-  EXPECT_EQ(Window::All().size(), 3u);
-  EXPECT_EQ(Window::IfOpen<Par>()->stStatus.Text(), "File selected: a.par2");
-  EXPECT_EQ(Window::IfOpen<Rar>()->FixPath, 2);
-  EXPECT_TRUE(Window::IfOpen<Rar>()->Visible());
 }
 
 // The tools' command lines, the paths that get none, and the shell that runs them.

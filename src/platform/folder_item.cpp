@@ -23,6 +23,7 @@ namespace {
 
 constexpr std::string_view kVolume = "System";
 constexpr std::size_t kLongestName = 255;
+constexpr unsigned kPrivate = 0600;
 
 bool IsName(std::string_view name) {
   return !name.empty() && name != "." && name != ".." && name.size() <= kLongestName &&
@@ -34,6 +35,13 @@ std::string Join(const std::string& folder, std::string_view name) {
   path += '/';
   path += name;
   return path;
+}
+
+// What ".." means in a folder: the parent of what a link leads to, not of the link.
+std::string Above(const std::string& folder) {
+  const std::unique_ptr<char, void (*)(void*)> real(realpath(folder.c_str(), nullptr), free);
+  const std::string path = real ? real.get() : folder;
+  return path.substr(0, std::max<std::size_t>(path.rfind('/'), 1));
 }
 
 // ":" and "/" change places between a native name and its part in the colon form.
@@ -81,11 +89,16 @@ bool ForEachEntry(const std::string& path, const std::function<void(DIR*, const 
 
 FolderItem FolderItem::FromPath(std::string_view path) {
   if (!path.starts_with('/') || path.find('\0') != std::string_view::npos) return {};
-  std::string clean;
-  for (const char c : path) {
-    if (c != '/' || !clean.ends_with('/')) clean += c;
+  std::string clean = "/";
+  while (!path.empty()) {
+    const std::size_t end = std::min(path.find('/'), path.size());
+    const std::string_view name = path.substr(0, end);
+    if (name == "..")
+      clean = Above(clean);
+    else if (!name.empty() && name != ".")
+      clean = Join(clean, name);
+    path.remove_prefix(std::min(end + 1, path.size()));
   }
-  if (clean.size() > 1 && clean.ends_with('/')) clean.pop_back();
   return FolderItem(std::move(clean));
 }
 
@@ -198,7 +211,7 @@ std::vector<FolderItem::Entry> FolderItem::Entries() const {
 bool FolderItem::CreateAsFolder(unsigned mode) { return MakeFolder(NativePath(), mode); }
 
 bool FolderItem::CreatePrivateFile() const {
-  return static_cast<bool>(files::OpenForWriting(NativePath(), O_CREAT | O_EXCL, 0600));
+  return static_cast<bool>(files::OpenForWriting(NativePath(), O_CREAT | O_EXCL, kPrivate));
 }
 
 void FolderItem::MakePrivate() const {
@@ -246,12 +259,14 @@ std::unique_ptr<TextInputStream> FolderItem::OpenAsTextFile() const {
 }
 
 std::unique_ptr<TextOutputStream> FolderItem::CreateTextFile() const {
-  FileHandle file = files::OpenForWriting(NativePath(), O_CREAT | O_TRUNC);
+  FileHandle file = files::OpenForWriting(NativePath(), O_CREAT | O_TRUNC, kPrivate);
+  // One that was there keeps its mode otherwise.
+  if (file) fchmod(file.Get(), kPrivate);
   return file ? std::make_unique<TextOutputStream>(std::move(file)) : nullptr;
 }
 
 std::unique_ptr<TextOutputStream> FolderItem::AppendToTextFile() const {
-  FileHandle file = files::OpenForWriting(NativePath(), O_CREAT | O_APPEND);
+  FileHandle file = files::OpenForWriting(NativePath(), O_CREAT | O_APPEND, kPrivate);
   return file ? std::make_unique<TextOutputStream>(std::move(file)) : nullptr;
 }
 

@@ -17,7 +17,8 @@ class TextOutputStream;
 class FolderItem {
  public:
   FolderItem() = default;
-  // An absolute path of this system ("/usr/bin"); anything else gives nil.
+  // An absolute path of this system ("/usr/bin"); anything else gives nil.  "." and ".." are
+  // resolved, since no item has such a name.
   static FolderItem FromPath(std::string_view path);
   // A path in colon form ("System:usr:bin:"), as AbsolutePath gives it.
   static FolderItem FromAbsolutePath(std::string_view path);
@@ -82,7 +83,7 @@ class FolderItem {
   // Thread::Offload.
   bool Flush() const;
 
-  // nullptr if the file cannot be opened or made.
+  // nullptr if the file cannot be opened or made.  What is made only the user can read.
   std::unique_ptr<TextInputStream> OpenAsTextFile() const;
   std::unique_ptr<TextOutputStream> CreateTextFile() const;
   std::unique_ptr<TextOutputStream> AppendToTextFile() const;
