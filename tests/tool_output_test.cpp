@@ -3,6 +3,7 @@
 
 #include <set>
 
+#include "nzb/names.h"
 #include "paths.h"
 #include "platform/failures.h"
 #include "support/lines.h"
@@ -181,10 +182,10 @@ TEST(ParParser, OnlyTheLastLineOrTheOneBeforeAnEmptyOneEndsTheRun) {
 TEST(ParParser, OnlyAFirstVolumeIsPicked) {
   for (const char* name :
        {"a.part1.rar", "apart1.RAR", "a.part01.rar", "a.part001.rar", "a.rar", "x.part2.part1.rar"})
-    EXPECT_TRUE(IsFirstVolume(name)) << name;
+    EXPECT_TRUE(Code::IsFirstVolume(name)) << name;
   for (const char* name : {"a.part2.rar", "a.part11.rar", "a.part0001.rar", "a.partial.rar",
                            "a.r00", "a.rar.txt", "rar"})
-    EXPECT_FALSE(IsFirstVolume(name)) << name;
+    EXPECT_FALSE(Code::IsFirstVolume(name)) << name;
 }
 
 std::string Joined(const std::vector<std::string>& texts) {

@@ -87,15 +87,14 @@ void Gravlin::GetArticle() {
 }
 
 bool Gravlin::WantsArticle(const FolderItem& part) {
-  // An empty part file is what a crash can leave behind, and counts as absent.
-  if (part.Length() > 0) {
+  if (PartIsThere(part)) {
     stStatus.SetText("Skipping post " + MessageID + ". File exists in Parts folder.");
     stStatus.Refresh();
     return false;
   }
-  const FolderItem finished = fDownloads.Child(TheFilename);
-  return !finished.IsNil() && !finished.Exists() && !Code::InActiveFiles(part.Name()) &&
-         !Code::InActiveFiles(TheFilename) && Code::AddToActiveFiles(part.Name());
+  return !fDownloads.Child(TheFilename).IsNil() && !IsInDownloads(TheFilename) &&
+         !Code::InActiveFiles(part.Name()) && !Code::InActiveFiles(TheFilename) &&
+         Code::AddToActiveFiles(part.Name());
 }
 
 void Gravlin::GotArticle() {
@@ -144,8 +143,7 @@ bool Gravlin::PartsComplete() {
   if (parts_on_disk_.Count() != TotalParts) return false;
   for (const std::string& entry : Article) {
     const std::int32_t number = ToInt32(Val(entry));
-    const FolderItem part = fParts.Child(PartName(number));
-    if (part.IsNil() || part.Length() == 0) parts_on_disk_.Remove(number);
+    if (!PartIsThere(fParts.Child(PartName(number)))) parts_on_disk_.Remove(number);
   }
   const bool complete = parts_on_disk_.Count() == TotalParts;
   if (!complete) RecordError("Disk error: parts have gone from the Parts folder");

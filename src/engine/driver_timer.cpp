@@ -62,8 +62,7 @@ void Gravlin::Tick() {
   State = "got article";
   stStatus.SetText("Article received.");
   stStatus.Refresh();
-  News.ReadAll(ArticleBody);
-  NoteRestOfLine(ArticleBody);
+  TakeReply(ArticleBody);
   SessionBytes += static_cast<double>(ArticleBody.size());
   CurrentBytes = SessionBytes;
   GotArticle();

@@ -13,6 +13,7 @@
 
 #include "engine/part_flush.h"
 #include "engine/parts_on_disk.h"
+#include "engine/ssl_choices.h"
 #include "engine/wizard_controls.h"
 #include "nzb/import_window.h"
 #include "platform/clock.h"
@@ -44,7 +45,7 @@ struct AssemblyJob {
 struct ServerSettings {
   std::string URL, Username, Password;
   std::int32_t Port = 0;
-  std::int32_t SSL = 999;  // as TheSSLSetting
+  std::int32_t SSL = kPlainTcp;  // as TheSSLSetting
 };
 
 class Gravlin : public Window, public WizardControls, public ImportWindow {
@@ -92,6 +93,7 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   // Clears the folders of what a killed run has left: temporary files, and what belongs to files
   // that lie finished in Downloads.  Only for the launch, when nothing is being assembled.
   void RemoveLeftovers();
+  bool IsInDownloads(std::string_view filename) const;
   // Finds or makes the Parts and the Downloads folder; false if one has no reference.
   bool CheckFolders();
   void SaveSize();
@@ -147,8 +149,8 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
       State;  // literal of the exchange, such as "sent article"; empty before the first log-on
   std::string TheServerURL, TheServerUsername, TheServerPassword;
   std::int32_t TheServerPort = 0;
-  std::int32_t TheSSLSetting = 999;  // 999 is plain TCP
-  std::vector<std::string> Groups;   // of the current file
+  std::int32_t TheSSLSetting = kPlainTcp;
+  std::vector<std::string> Groups;  // of the current file
   std::int32_t iGroups = 0;
   bool Reconecting = false;  // until the next GetNextFile, which then stays on the same file
   std::string StateTest;     // of the quick test, on NewsTest
@@ -230,6 +232,8 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   void GiveUpEndlessReply();
   void ShowArticleProgress();
   std::string ServerStatement() const;  // that saves the form
+  std::string TakeReply();
+  void TakeReply(std::string& to);
   void NoteRestOfLine(std::string_view consumed);
   void DropRestOfLine();
 
@@ -251,11 +255,6 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   char rest_of_line_ =
       0;  // what is still to come of a line that was consumed in part; see DropRestOfLine
 };
-
-namespace Code {
-std::int32_t SSLStringToCode(std::string_view text);
-std::string SSLCodeToString(std::int32_t code);
-}  // namespace Code
 
 namespace Usenet {
 // Whether a reply that ends in these bytes (its last five at most) is whole: a dot alone on its

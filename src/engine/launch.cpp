@@ -70,7 +70,7 @@ void Gravlin::LoadFiles() {
     const std::int32_t number = ToInt32(Val(entry));
     largest = std::max(largest, number);
     const FolderItem part = fParts.Child(PartFileNameOf(complete, number));
-    if (!part.IsNil() && part.Length() > 0) ++present;
+    if (PartIsThere(part)) ++present;
   }
   // The row may have been given the parts of another file, whose name differs in case alone.
   if (present < total) return;
@@ -79,6 +79,11 @@ void Gravlin::LoadFiles() {
   DownloaderFilesID = file->Field("ID").IntegerValue();
   LargestPartNo = largest;
   StartConcat();
+}
+
+bool Gravlin::IsInDownloads(std::string_view filename) const {
+  const FolderItem finished = fDownloads.Child(filename);
+  return !finished.IsNil() && finished.Exists();
 }
 
 void Gravlin::RemoveLeftovers() {
@@ -103,8 +108,7 @@ void Gravlin::AddFileRow(const RecordSet& row) {
   const std::int32_t total = row.Field("TotalParts").IntegerValue();
   List.AddRow(filename);
   const int index = List.LastIndex();
-  const FolderItem finished = fDownloads.Child(filename);
-  const bool done = !finished.IsNil() && finished.Exists();
+  const bool done = IsInDownloads(filename);
   List.SetCell(index, ListColumn::kDone, done ? "Yes" : "No");
   List.SetCell(index, ListColumn::kTotalParts, Str(total));
   List.SetCell(index, ListColumn::kPartsPresent, done ? Str(total) : "0");

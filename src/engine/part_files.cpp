@@ -11,6 +11,8 @@ std::string PartFileNameOf(std::string_view filename, std::int32_t number) {
   return std::string(filename) + "-p" + Format(number, "00000") + ".txt";
 }
 
+bool PartIsThere(const FolderItem& part) { return !part.IsNil() && part.Length() > 0; }
+
 std::string_view FilenameOfPart(std::string_view part_name) {
   constexpr std::size_t kEnding = std::string_view("-p00000.txt").size();
   if (part_name.size() <= kEnding) return {};

@@ -14,6 +14,10 @@ namespace gravlin {
 // "a.rar-p00012.txt" for part 12 of "a.rar".
 std::string PartFileNameOf(std::string_view filename, std::int32_t number);
 
+// An empty part file is what a crash can leave behind, and counts as absent; so does a name that no
+// file system takes.
+bool PartIsThere(const FolderItem& part);
+
 // The other way round: the file's name, or "" if the name's length and dash are not a part's.  The
 // number is not looked at.
 std::string_view FilenameOfPart(std::string_view part_name);

@@ -4,6 +4,8 @@
 #include "engine/active_files.h"
 #include "engine/engine_step.h"
 #include "engine/gravlin.h"
+#include "engine/part_files.h"
+#include "nzb/names.h"
 #include "platform/application.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
@@ -95,8 +97,7 @@ bool Gravlin::LoadNextFile() {
     WriteDebug("LoadNextFile", "File already done: " + filename);
     return false;
   }
-  const FolderItem finished = fDownloads.Child(filename);
-  if (!finished.IsNil() && finished.Exists()) {
+  if (IsInDownloads(filename)) {
     if (const int row = SelectRowOf(filename); row >= 0)
       List.SetCell(row, ListColumn::kMessage, "File present in Downloads folder.");
     WriteDebug("LoadNextFile", "File present in Downloads folder: " + filename);
@@ -121,7 +122,7 @@ bool Gravlin::LoadNextFile() {
   for (std::size_t i = 0; i < Article.size(); ++i) {
     const std::int32_t number = ToInt32(Val(Article[i]));
     const FolderItem part = fParts.Child(PartName(number));
-    if (!part.IsNil() && part.Length() > 0) {
+    if (PartIsThere(part)) {
       parts_on_disk_.Add(number);
       if (static_cast<std::int32_t>(i) < TotalParts) ++present;
     } else if (missing.IsNil()) {
@@ -204,13 +205,10 @@ void Gravlin::Finish() {
   RarFilename.clear();
   for (int row = 0; row < List.ListCount(); ++row) {
     const std::string name = List.Cell(row, ListColumn::kFilename);
-    const auto ends_in = [&](std::string_view end) { return SameText(Right(name, Len(end)), end); };
-    if (ParFilename.empty() && (ends_in(".par") || (ends_in("par2") && !InStr(name, ".vol"))))
+    if (ParFilename.empty() &&
+        (EndsWith(name, ".par") || (EndsWith(name, "par2") && !InStr(name, ".vol"))))
       ParFilename = name;
-    if (RarFilename.empty() &&
-        (ends_in("part1.rar") || ends_in("part01.rar") || ends_in("part001.rar") ||
-         (ends_in(".rar") && !InStr(name, ".part"))))
-      RarFilename = name;
+    if (RarFilename.empty() && Code::IsFirstVolume(name)) RarFilename = name;
     Thread::Yield();
   }
   if (!ParFilename.empty()) StartPar();

@@ -1,10 +1,8 @@
 // The session's own steps: log-on, reconnect, the group, Stop, and what is sent.
-#include <algorithm>
-#include <array>
-
 #include "base/code.h"
 #include "engine/active_files.h"
 #include "engine/gravlin.h"
+#include "engine/ssl_choices.h"
 #include "platform/application.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
@@ -12,34 +10,6 @@
 #include "store/writers.h"
 
 namespace gravlin {
-namespace {
-
-struct SSLChoice {
-  std::string_view column;  // of Servers.SSL
-  std::int32_t code;        // the socket's connection type; 999 is a plain socket
-  std::string_view words;
-};
-
-// In the order of the SSL menu.
-constexpr std::array<SSLChoice, 5> kSSLChoices = {{{"off", 999, "without SSL"},
-                                                   {"v3", 2, "with SSL v3"},
-                                                   {"v2 or 3", 1, "with SSL v2 or v3"},
-                                                   {"v2", 0, "with SSL v2"},
-                                                   {"v1", 3, "with SSL v1"}}};
-
-}  // namespace
-
-std::int32_t Code::SSLStringToCode(std::string_view text) {
-  for (const SSLChoice& choice : kSSLChoices)
-    if (SameText(choice.column, text)) return choice.code;
-  return 999;
-}
-
-std::string Code::SSLCodeToString(std::int32_t code) {
-  for (const SSLChoice& choice : kSSLChoices)
-    if (choice.code == code) return std::string(choice.words);
-  return "without SSL";
-}
 
 void Gravlin::LoadServer() {
   const auto server = db->SQLSelect("Select * from Servers");
@@ -48,10 +18,7 @@ void Gravlin::LoadServer() {
     return;
   }
   const std::string ssl = server->Field("SSL").StringValue();
-  const auto choice = std::find_if(kSSLChoices.begin(), kSSLChoices.end(),
-                                   [&](const SSLChoice& c) { return SameText(c.column, ssl); });
-  FillServerForm(*server,
-                 choice == kSSLChoices.end() ? 0 : static_cast<int>(choice - kSSLChoices.begin()));
+  FillServerForm(*server, SSLMenuIndex(ssl));
   TheServerURL = server->Field("URL").StringValue();
   TheServerUsername = server->Field("Username").StringValue();
   TheServerPassword = server->Field("Password").StringValue();
@@ -75,12 +42,11 @@ void Gravlin::TakeServer() {
 }
 
 ServerSettings Gravlin::FormServer() const {
-  const std::size_t choice = static_cast<std::size_t>(std::max(pmSSL.ListIndex(), 0));
   return {.URL = efURL.Text(),
           .Username = efUserName.Text(),
           .Password = efPassword.Text(),
           .Port = ToInt32(Val(efPort.Text())),
-          .SSL = kSSLChoices.at(choice).code};
+          .SSL = Code::SSLStringToCode(SSLColumn(pmSSL.ListIndex()))};
 }
 
 void Gravlin::LogOn() {
@@ -102,8 +68,8 @@ void Gravlin::LogOn() {
   stStatus.SetText("Connecting to " + TheServerURL + "...");
   News.SetAddress(TheServerURL);
   News.SetPort(TheServerPort);
-  News.SetSecure(TheSSLSetting != 999);
-  if (TheSSLSetting != 999) News.SetConnectionType(TheSSLSetting);
+  News.SetSecure(TheSSLSetting != kPlainTcp);
+  if (TheSSLSetting != kPlainTcp) News.SetConnectionType(TheSSLSetting);
   WriteDebug("Gravlin.LogOn Connecting to ", TheServerURL + " on port " + Str(TheServerPort) + " " +
                                                  Code::SSLCodeToString(TheSSLSetting) + "...");
   State = "connect";
@@ -124,7 +90,7 @@ void Gravlin::Reconnect() {
   WriteDebug("Reconnect", text);
   News.SetAddress(TheServerURL);
   News.SetPort(TheServerPort);
-  if (TheSSLSetting != 999) News.SetSecure(true);
+  if (TheSSLSetting != kPlainTcp) News.SetSecure(true);
   State = "connect";
   logged_on_ = false;
   rest_of_line_ = 0;
@@ -181,6 +147,19 @@ void Gravlin::Send(std::string_view command) { News.Write(std::string(command) +
 void Gravlin::ClearNewsBuffer() {
   NoteRestOfLine(News.Lookahead());
   News.Discard(News.Lookahead().size());
+}
+
+// Moves what has come of a reply out of the socket.
+std::string Gravlin::TakeReply() {
+  std::string text;
+  TakeReply(text);
+  return text;
+}
+
+// The same without a copy: the memory of `to` serves the next reply.
+void Gravlin::TakeReply(std::string& to) {
+  News.ReadAll(to);
+  NoteRestOfLine(to);
 }
 
 // A reply is judged by its first three bytes, so it may be acted on, and consumed, while the end of

@@ -61,8 +61,7 @@ void Gravlin::News_DataAvailable() {
 void Gravlin::AnswerConnect(std::string_view code) {
   if (State == "connect") {
     if (code.substr(0, 2) != "20") {
-      const std::string text = News.ReadAll();
-      NoteRestOfLine(text);
+      const std::string text = TakeReply();
       stStatus.SetText(text);
       WriteDebug("News.DataAvailable connect", "Error: " + text);
     } else if (TheServerUsername.empty()) {
@@ -115,8 +114,7 @@ void Gravlin::LoggedOn(std::string_view log_label) {
 }
 
 void Gravlin::RefuseLogOn(std::string_view log_label, std::string_view log_prefix) {
-  const std::string text = News.ReadAll();
-  NoteRestOfLine(text);
+  const std::string text = TakeReply();
   stStatus.SetText(text);
   WriteDebug(log_label, std::string(log_prefix) + text);
   ShowServerConnectionError(stStatus.Text());
@@ -129,8 +127,7 @@ void Gravlin::AnswerGroup(std::string_view code) {
     GroupSelected();
     return;
   }
-  const std::string text = News.ReadAll();
-  NoteRestOfLine(text);
+  const std::string text = TakeReply();
   stStatus.SetText(text);
   WriteDebug("News.DataAvailable sent group", text);
   ++iGroups;
@@ -151,8 +148,7 @@ void Gravlin::AnswerArticle(std::string_view code) {
     // articles that took more than one event.
     stStatus.SetText("Article received.");
     stStatus.Refresh();
-    News.ReadAll(ArticleBody);
-    NoteRestOfLine(ArticleBody);
+    TakeReply(ArticleBody);
     GotArticle();
   } else {
     SetDeadline();
@@ -172,11 +168,11 @@ void Gravlin::News_Error() {
   // The session is started anew each minute under an open box; one is enough.
   if (advising_) return;
   const ScopedFlag advising(advising_, true);
-  if (TheSSLSetting == 999 && TheServerPort == 563)
+  if (TheSSLSetting == kPlainTcp && TheServerPort == 563)
     MsgBox(
         "Connection error. Port 563 usually requires that SSL be turned on. Check with your "
         "provider.");
-  if (TheSSLSetting != 999 && TheServerPort == 119)
+  if (TheSSLSetting != kPlainTcp && TheServerPort == 119)
     MsgBox(
         "Connection error. Port 119 usually requires that SSL be turned off. Check with your "
         "provider.");

@@ -102,6 +102,11 @@ std::string RemoveXMLEscapeSequences(std::string_view text) {
   return result;
 }
 
+bool IsFirstVolume(std::string_view name) {
+  return EndsWith(name, "part1.rar") || EndsWith(name, "part01.rar") ||
+         EndsWith(name, "part001.rar") || (EndsWith(name, ".rar") && InStr(name, ".part") == 0);
+}
+
 std::int32_t InstrRev(std::string_view text, std::string_view find) {
   return LastInStr(text, find);
 }

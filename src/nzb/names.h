@@ -35,6 +35,10 @@ std::string FixNZBFilename(Database& committed, std::string_view name);
 // is undone twice: many NZB files are written with one.
 std::string RemoveXMLEscapeSequences(std::string_view text);
 
+// The name of an archive's first volume: "part1.rar", "part01.rar" or "part001.rar" at the end, or
+// ".rar" at the end and no ".part" anywhere.
+bool IsFirstVolume(std::string_view name);
+
 // Position of the last occurrence, case ignored; 0 if there is none.
 std::int32_t InstrRev(std::string_view text, std::string_view find);
 

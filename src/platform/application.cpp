@@ -109,9 +109,9 @@ struct Application::Native {
     const std::string folder = MeetingFolder();
     if (folder.empty()) return true;
     const std::string path = folder + "/" + name;
-    lock = FileHandle(
-        ::open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-    if (lock && ::flock(lock.Get(), LOCK_EX | LOCK_NB) != 0) return false;
+    std::optional<FileHandle> locked = LockFile(FolderItem::FromPath(path + ".lock"));
+    if (!locked) return false;
+    lock = std::move(*locked);
     const QString socket = QString::fromStdString(path + ".socket");
     QLocalServer::removeServer(socket);
     server = std::make_unique<QLocalServer>();

@@ -195,6 +195,14 @@ bool SameText(std::string_view a, std::string_view b) {
   return a.size() == b.size() && SameBytes(a.data(), b.data(), a.size());
 }
 
+bool BeginsWith(std::string_view text, std::string_view beginning) {
+  return SameText(text.substr(0, beginning.size()), beginning);
+}
+
+bool EndsWith(std::string_view text, std::string_view end) {
+  return text.size() >= end.size() && SameText(text.substr(text.size() - end.size()), end);
+}
+
 int CompareText(std::string_view a, std::string_view b) {
   const std::size_t common = std::min(a.size(), b.size());
   for (std::size_t i = 0; i < common; ++i) {

@@ -45,6 +45,8 @@ std::string Str(std::int64_t value);
 
 // Equality that ignores the case of ASCII letters.
 bool SameText(std::string_view a, std::string_view b);
+bool BeginsWith(std::string_view text, std::string_view beginning);
+bool EndsWith(std::string_view text, std::string_view end);
 // Three-way comparison of the same kind, for sorting: negative, 0 or positive.
 int CompareText(std::string_view a, std::string_view b);
 

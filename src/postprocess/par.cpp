@@ -87,7 +87,7 @@ void Par::ClearLists() {
 }
 
 void Par::PrepareParser() {
-  ParVersion = SameText(Right(fInput.Name(), 5), ".PAR2") ? 2 : 1;
+  ParVersion = EndsWith(fInput.Name(), ".PAR2") ? 2 : 1;
   ParseMode = "start";
   Bar.SetValue(0);
   stTime.SetText("00:00:00");

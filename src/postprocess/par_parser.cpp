@@ -1,19 +1,12 @@
 // What each line of par2's output means, by the mode that the lines before it have set.
 #include "postprocess/par_parser.h"
 
+#include "nzb/names.h"
 #include "platform/failures.h"
 #include "platform/text.h"
 
 namespace gravlin {
 namespace {
-
-bool Begins(std::string_view line, std::string_view with) {
-  return SameText(line.substr(0, with.size()), with);
-}
-
-bool Ends(std::string_view text, std::string_view with) {
-  return SameText(Right(text, Len(with)), with);
-}
 
 // True if the status had to be written.
 bool ShowNewStatus(ParView& view, std::string_view text) {
@@ -30,15 +23,15 @@ double PercentOf(std::string_view line, int others) {
 // The phase that a line opens, whatever the phase before it.
 void ApplyTransitions(std::string_view line, std::string& mode, ParView& view) {
   if (SameText(line, "Verifying source files:")) mode = "verify";
-  if (Begins(line, "Computing")) {
+  if (BeginsWith(line, "Computing")) {
     mode = "constructing";
     ShowNewStatus(view, "Computing Reed-Solomon matrix...");
   }
-  if (Begins(line, "Constructing: done.")) {
+  if (BeginsWith(line, "Constructing: done.")) {
     mode = "solving";
     ShowNewStatus(view, "Solving Reed-Solomon matrix...");
   }
-  if (Begins(line, "Repairing:")) {
+  if (BeginsWith(line, "Repairing:")) {
     mode = "repairing";
     // Every line of the phase comes here, and only the first finds another status: that one starts
     // the clock.
@@ -53,12 +46,12 @@ void ApplyTransitions(std::string_view line, std::string& mode, ParView& view) {
 
 void ReadLoading(std::string_view line, ParView& view) {
   ShowNewStatus(view, "Loading PAR's...");
-  if (Begins(line, "Loading ")) {  // Loading "name".
+  if (BeginsWith(line, "Loading ")) {  // Loading "name".
     view.AddRow(Mid(line, 10, Len(line) - 11));
     view.ShowPercent(0);
   }
-  if (Begins(line, "Loading: ")) view.ShowPercent(ToInt32(Val(Mid(line, 10, Len(line) - 10))));
-  if (Begins(line, "Loaded ")) {
+  if (BeginsWith(line, "Loading: ")) view.ShowPercent(ToInt32(Val(Mid(line, 10, Len(line) - 10))));
+  if (BeginsWith(line, "Loaded ")) {
     const int including = InStr(line, "including");
     // A read that cut the "Loading" line leaves no row to write to.
     if (including >= 1 && view.SelectedRow() >= 0)
@@ -81,7 +74,7 @@ void ReadTarget(std::string_view line, bool repaired, ParView& view) {
   if (!repaired) {
     view.AddRow(name);
     view.ShowRowStatus(view.SelectedRow(), status);
-    if (IsFirstVolume(name)) view.FoundArchive(name);
+    if (Code::IsFirstVolume(name)) view.FoundArchive(name);
     return;
   }
   const int row = view.FindRow(name);
@@ -97,15 +90,15 @@ void ReadPar2Line(std::string_view line, std::string& mode, ParView& view) {
   if (mode == "start") {
     ReadLoading(line, view);
   } else if (mode == "verify" || mode == "verify repair") {
-    if (Begins(line, "Scanning:")) ReadScanning(line, view);
-    if (Begins(line, "Target:")) ReadTarget(line, mode == "verify repair", view);
+    if (BeginsWith(line, "Scanning:")) ReadScanning(line, view);
+    if (BeginsWith(line, "Target:")) ReadTarget(line, mode == "verify repair", view);
   } else if (mode == "constructing") {
-    if (Begins(line, "Constructing")) view.ShowPercent(ToInt32(PercentOf(line, 15)));
+    if (BeginsWith(line, "Constructing")) view.ShowPercent(ToInt32(PercentOf(line, 15)));
   } else if (mode == "solving") {
     // The word "done." in place of the number takes the bar back to 0; so it does in "repairing".
-    if (Begins(line, "Solving")) view.ShowPercent(ToInt32(PercentOf(line, 10)));
+    if (BeginsWith(line, "Solving")) view.ShowPercent(ToInt32(PercentOf(line, 10)));
   } else if (mode == "repairing") {
-    if (!Begins(line, "Repairing")) return;
+    if (!BeginsWith(line, "Repairing")) return;
     const double percent = PercentOf(line, 12);
     view.ShowPercent(ToInt32(percent));
     view.ShowTimeLeft(percent);
@@ -118,16 +111,11 @@ std::optional<Par2Ending> FindPar2Ending(const std::vector<std::string>& lines) 
     if (lines.size() < 2) throw OutOfBoundsException();
     last = &lines[lines.size() - 2];
   }
-  const bool lacking = Begins(*last, "You need");
+  const bool lacking = BeginsWith(*last, "You need");
   if (!lacking && !SameText(*last, "Repair complete.") &&
       !SameText(*last, "All files are correct, repair is not required."))
     return std::nullopt;
   return Par2Ending{*last, !lacking};
-}
-
-bool IsFirstVolume(std::string_view name) {
-  return Ends(name, "part1.rar") || Ends(name, "part01.rar") || Ends(name, "part001.rar") ||
-         (Ends(name, ".rar") && InStr(name, ".part") == 0);
 }
 
 }  // namespace gravlin

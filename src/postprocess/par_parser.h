@@ -46,8 +46,4 @@ struct Par2Ending {
 // must not be empty. A single empty line has no line before it: OutOfBoundsException.
 std::optional<Par2Ending> FindPar2Ending(const std::vector<std::string>& lines);
 
-// True for the name of an archive's first volume: "part1.rar", "part01.rar" or "part001.rar" at the
-// end, or ".rar" at the end and no ".part" anywhere.
-bool IsFirstVolume(std::string_view name);
-
 }  // namespace gravlin

@@ -6,13 +6,9 @@
 namespace gravlin {
 namespace {
 
-bool Begins(std::string_view line, std::string_view with) {
-  return SameText(line.substr(0, with.size()), with);
-}
-
 // Everything between the first volume's line and the first file's line is the archive's comment.
 void CollectComment(std::string_view line, RarReading& reading, RarView& view) {
-  if (!Begins(line, "Extracting ")) {
+  if (!BeginsWith(line, "Extracting ")) {
     reading.RarComment.append(line).append("\r");
     return;
   }
@@ -45,8 +41,8 @@ void ReadFile(std::string_view line, const RarReading& reading, RarView& view) {
 void Judge(std::string_view line, RarReading& reading, RarView& view) {
   // In this order: the first volume's line must not be taken for comment text.
   if (reading.ParseMode == "look for comments") CollectComment(line, reading, view);
-  if (Begins(line, "Extracting from")) ReadVolume(line, reading, view);
-  if (Begins(line, "Extracting  ")) ReadFile(line, reading, view);
+  if (BeginsWith(line, "Extracting from")) ReadVolume(line, reading, view);
+  if (BeginsWith(line, "Extracting  ")) ReadFile(line, reading, view);
 }
 
 }  // namespace
@@ -54,7 +50,7 @@ void Judge(std::string_view line, RarReading& reading, RarView& view) {
 void ReadUnrarLine(std::string_view line, bool whole, RarReading& reading, RarView& view) {
   reading.Unfinished.append(line);
   const bool named =
-      Begins(reading.Unfinished, "Extracting  ") && InStr(13, reading.Unfinished, "   ") > 0;
+      BeginsWith(reading.Unfinished, "Extracting  ") && InStr(13, reading.Unfinished, "   ") > 0;
   if (whole || named) Judge(reading.Unfinished, reading, view);
   if (whole) reading.Unfinished.clear();
 }
@@ -62,7 +58,7 @@ void ReadUnrarLine(std::string_view line, bool whole, RarReading& reading, RarVi
 std::optional<UnrarEnding> FindUnrarEnding(const std::vector<std::string>& lines) {
   const std::string& last = lines.back();
   if (SameText(last, "All OK")) return UnrarEnding::kComplete;
-  if (Begins(last, "Total errors: ")) return UnrarEnding::kErrors;
+  if (BeginsWith(last, "Total errors: ")) return UnrarEnding::kErrors;
   if (SameText(last, "No files to extract")) return UnrarEnding::kNoFiles;
   return std::nullopt;
 }

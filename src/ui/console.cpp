@@ -111,7 +111,7 @@ void TestServer::pbConnect_Action() {
 }
 
 void TestServer::Connect() {
-  const bool secure = TheServerSSL != 999;
+  const bool secure = TheServerSSL != kPlainTcp;
   NewsTest.SetSecure(secure);
   if (secure) NewsTest.SetConnectionType(TheServerSSL);
   WriteResponse("-->Connecting to " + TheServerURL + " " + Code::SSLCodeToString(TheServerSSL) +

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "engine/ssl_choices.h"
 #include "platform/ssl_socket.h"
 #include "platform/timer.h"
 #include "platform/window.h"
@@ -43,7 +44,7 @@ class TestServer : public Window {
   std::string State;
   std::string TheServerURL, TheServerUsername, TheServerPassword;
   std::int32_t TheServerPort = 0;
-  std::int32_t TheServerSSL = 999;
+  std::int32_t TheServerSSL = kPlainTcp;
   bool DoneLoading = false;
   std::unique_ptr<Database> db;
 

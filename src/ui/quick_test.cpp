@@ -19,7 +19,7 @@ void Gravlin::pbTest_Action() {
 }
 
 void Gravlin::ConnectTest() {
-  const bool secure = TheSSLSetting != 999;
+  const bool secure = TheSSLSetting != kPlainTcp;
   NewsTest.SetSecure(secure);
   if (secure) NewsTest.SetConnectionType(TheSSLSetting);
   // Warnings only: the attempt is made all the same.

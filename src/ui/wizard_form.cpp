@@ -18,21 +18,6 @@ struct CheckedField {
   std::string_view name;
 };
 
-std::string SSLText(int menu_index) {
-  switch (menu_index) {
-    case 1:
-      return "v3";
-    case 2:
-      return "v2 or 3";
-    case 3:
-      return "v2";
-    case 4:
-      return "v1";
-    default:
-      return "off";
-  }
-}
-
 void OpenOnPush(PushButton& button, const std::string& address) {
   button.Action = [address] { ShowURL(address); };
 }
@@ -87,7 +72,7 @@ void Gravlin::SaveServerSettings() {
 std::string Gravlin::ServerStatement() const {
   return "Update Servers Set URL='" + efURL.Text() + "', " + "Username='" + efUserName.Text() +
          "', " + "Password='" + efPassword.Text() + "', " + "Port='" + efPort.Text() + "', " +
-         "SSL='" + SSLText(pmSSL.ListIndex()) + "'";
+         "SSL='" + std::string(SSLColumn(pmSSL.ListIndex())) + "'";
 }
 
 // A half-filled form must not reach the store: a kill or a full disk would leave it there.

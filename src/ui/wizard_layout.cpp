@@ -1,4 +1,5 @@
 // Where the wizard's controls stand, and what they say.
+#include "engine/ssl_choices.h"
 #include "engine/wizard_controls.h"
 
 namespace gravlin {
@@ -196,7 +197,7 @@ WizardControls::WizardControls(Window& window)
   pmSSL.SetAccessibleName("SSL");
   barParse.SetAccessibleName("Import progress");
   barProgress.SetAccessibleName("Download progress");
-  for (const std::string_view entry : {"Off", "v3", "v2 or 3", "v2", "v1"}) pmSSL.AddRow(entry);
+  for (const std::string_view entry : SSLMenu()) pmSSL.AddRow(entry);
   pmSSL.SetListIndex(0);
 
   List.SetVisible(false);

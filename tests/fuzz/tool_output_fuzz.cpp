@@ -1,6 +1,7 @@
 // What par2 and unrar write, read at any state of the parsers.  tests/data holds good beginnings.
 #include <cstdlib>
 
+#include "nzb/names.h"
 #include "platform/failures.h"
 #include "support/lines.h"
 #include "support/tool_views.h"
@@ -31,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
       Require(lines.size() == 1 && lines[0].empty());
     }
   }
-  for (const std::string& name : par.archives) Require(gravlin::IsFirstVolume(name));
+  for (const std::string& name : par.archives) Require(gravlin::Code::IsFirstVolume(name));
   for (const std::string& comment : rar.comments) Require(comment.size() > 2);
   for (const auto* names : {&rar.volumes, &rar.files})
     for (const std::string& name : *names) Require(name.find('/') == std::string::npos);
