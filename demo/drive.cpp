@@ -7,6 +7,7 @@
 
 #include "base/code.h"
 #include "engine/gravlin.h"
+#include "engine/states.h"
 #include "platform/application.h"
 #include "platform/clock.h"
 #include "platform/fibers.h"
@@ -155,15 +156,16 @@ void Driver::AwaitEndOfDownload() {
     TakePictures("downloading");
   }
   // The program would try again every minute; the word it has would still be wrong.
-  const bool refused = window_->State == "sent username" || window_->State == "sent password";
+  const bool refused =
+      window_->State == states::kSentUsername || window_->State == states::kSentPassword;
   if (refused && std::find(titles_.begin(), titles_.end(), "Connect Error") != titles_.end()) {
     End("the server refused the log-on");
     return;
   }
   // A server may hang up instead of answering the sign-off at the end.
-  const bool hung_up = window_->State == "sent quit" && window_->TheTimer.Mode() == 0 &&
+  const bool hung_up = window_->State == states::kSentQuit && window_->TheTimer.Mode() == 0 &&
                        !window_->News.IsConnected();
-  if (window_->State != "logged off" && !hung_up) return;
+  if (window_->State != states::kLoggedOff && !hung_up) return;
   TakePictures("downloaded");
   Summarise();
 }

@@ -6,6 +6,7 @@
 #include "engine/active_files.h"
 #include "engine/gravlin.h"
 #include "engine/part_files.h"
+#include "engine/states.h"
 #include "platform/failures.h"
 #include "platform/streams.h"
 #include "platform/text.h"
@@ -78,7 +79,7 @@ void Gravlin::GetArticle() {
   StartTick = Ticks();
   requested_at_ = TheClock().Nanoseconds();
   SetDeadline();
-  State = "sent article";
+  State = states::kSentArticle;
   stStatus.SetText("Requesting post: " + MessageID);
   stStatus.Refresh();
   const std::string command = "ARTICLE <" + MessageID + ">";
@@ -99,7 +100,7 @@ bool Gravlin::WantsArticle(const FolderItem& part) {
 
 void Gravlin::GotArticle() {
   WriteDebug("GotArticle", "Got " + MessageID);
-  State = "article done";
+  State = states::kArticleDone;
   SaveAndDecodePart();
 }
 

@@ -4,6 +4,7 @@
 #include "engine/active_files.h"
 #include "engine/engine_step.h"
 #include "engine/gravlin.h"
+#include "engine/states.h"
 #include "platform/failures.h"
 #include "platform/text.h"
 
@@ -56,10 +57,10 @@ void Gravlin::Tick() {
     return;
   }
   if (WatchSilence()) return;
-  if (State != "receiving article") return;
+  if (State != states::kReceivingArticle) return;
   ShowArticleProgress();
   if (!ReplyIsWhole()) return;
-  State = "got article";
+  State = states::kGotArticle;
   stStatus.SetText("Article received.");
   stStatus.Refresh();
   TakeReply(ArticleBody);
@@ -74,7 +75,7 @@ bool Gravlin::WatchSilence() {
   if (silence < 0) SetDeadline();  // the clock was put back
   const int seconds = ToInt32(silence);
   if (seconds > kSilenceShown) {
-    if (State == "sent quit") {
+    if (State == states::kSentQuit) {
       News.Close();
       Stop();
       return true;
@@ -96,7 +97,7 @@ bool Gravlin::WatchSilence() {
 // log-on is called again after the pause of any silence, and a Stop that waits for its answer is
 // over.
 void Gravlin::GiveUpEndlessReply() {
-  if (State == "sent quit") {
+  if (State == states::kSentQuit) {
     Stop();
     return;
   }
@@ -104,7 +105,7 @@ void Gravlin::GiveUpEndlessReply() {
   stStatus.SetText(text);
   WriteDebug("TheTimer", text);
   if (!logged_on_) return;
-  if (State == "sent article" || State == "receiving article") {
+  if (State == states::kSentArticle || State == states::kReceivingArticle) {
     endless_.insert(MessageID);
     RecordError(text);
     ++PartsDone;

@@ -145,8 +145,7 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   std::unique_ptr<Database> db;  // the window's own connection, for reading
 
   // Session.
-  std::string
-      State;  // literal of the exchange, such as "sent article"; empty before the first log-on
+  std::string State;  // one of states.h; empty before the first log-on
   std::string TheServerURL, TheServerUsername, TheServerPassword;
   std::int32_t TheServerPort = 0;
   std::int32_t TheSSLSetting = kPlainTcp;
@@ -213,9 +212,21 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   void Send(std::string_view command);
   void LoggedOn(std::string_view log_label);
   void RefuseLogOn(std::string_view log_label, std::string_view log_prefix);
-  void AnswerConnect(std::string_view code);
-  void AnswerGroup(std::string_view code);
-  void AnswerArticle(std::string_view code);
+  // The steps of kReplies, each with the first three bytes of the reply.
+  struct ReplyRow;
+  static const ReplyRow kReplies[];
+  void Greeted(std::string_view code);
+  void GreetingRefused(std::string_view code);
+  void UsernameTaken(std::string_view code);
+  void UsernameRefused(std::string_view code);
+  void PasswordTaken(std::string_view code);
+  void PasswordRefused(std::string_view code);
+  void GroupTaken(std::string_view code);
+  void GroupRefused(std::string_view code);
+  void ArticleRefused(std::string_view code);
+  void ArticleComes(std::string_view code);
+  void MoreOfArticle(std::string_view code);
+  void SignedOff(std::string_view code);
   bool SavePart();
   bool PartsComplete();
   void FailPart(std::string_view why);

@@ -5,6 +5,7 @@
 #include "engine/engine_step.h"
 #include "engine/gravlin.h"
 #include "engine/part_files.h"
+#include "engine/states.h"
 #include "nzb/names.h"
 #include "platform/application.h"
 #include "platform/desktop.h"
@@ -134,7 +135,7 @@ bool Gravlin::LoadNextFile() {
     // The rest of the reply that led here may still be on its way.  In this state nothing judges
     // it.
     ClearNewsBuffer();
-    State = "article done";
+    State = states::kArticleDone;
     StartConcat();
     return true;
   }
@@ -183,7 +184,7 @@ void Gravlin::GiveUpFile(const std::string& why, std::int32_t present) {
 
 void Gravlin::Finish() {
   if (Application::Quitting()) return;
-  State = "sent quit";
+  State = states::kSentQuit;
   WriteDebug("Finish", "Sending command: Quit");
   Send("Quit");
   std::string status = "All done!", logged = "All done.";

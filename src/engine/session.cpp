@@ -3,6 +3,7 @@
 #include "engine/active_files.h"
 #include "engine/gravlin.h"
 #include "engine/ssl_choices.h"
+#include "engine/states.h"
 #include "platform/application.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
@@ -62,7 +63,7 @@ void Gravlin::LogOn() {
   stTime.SetHelpTag("Time left");
   TakeServer();
   // Stop may have come meanwhile; the tick ends the sign-off.
-  const bool stopped = State == "sent quit" && !pbStart.Enabled();
+  const bool stopped = State == states::kSentQuit && !pbStart.Enabled();
   if (Application::Quitting() || stopped) return;
   if (Code::DebugOn) StartDebugMode();
   stStatus.SetText("Connecting to " + TheServerURL + "...");
@@ -72,7 +73,7 @@ void Gravlin::LogOn() {
   if (TheSSLSetting != kPlainTcp) News.SetConnectionType(TheSSLSetting);
   WriteDebug("Gravlin.LogOn Connecting to ", TheServerURL + " on port " + Str(TheServerPort) + " " +
                                                  Code::SSLCodeToString(TheSSLSetting) + "...");
-  State = "connect";
+  State = states::kConnect;
   logged_on_ = false;
   rest_of_line_ = 0;
   News.Connect();
@@ -91,7 +92,7 @@ void Gravlin::Reconnect() {
   News.SetAddress(TheServerURL);
   News.SetPort(TheServerPort);
   if (TheSSLSetting != kPlainTcp) News.SetSecure(true);
-  State = "connect";
+  State = states::kConnect;
   logged_on_ = false;
   rest_of_line_ = 0;
   News.Connect();
@@ -109,7 +110,7 @@ void Gravlin::InitGroup() {
     return;
   }
   const std::string& group = Groups[iGroups];
-  State = "sent group";
+  State = states::kSentGroup;
   stStatus.SetText("Selecting group: " + group);
   WriteDebug("InitGroup", "Sending Command: GROUP " + group);
   Send("GROUP " + group);
@@ -123,7 +124,7 @@ void Gravlin::StopScanning() {
   ClearNewsBuffer();
   SetDeadline();
   stStatus.SetText("Signing off...");
-  State = "sent quit";
+  State = states::kSentQuit;
   // The end of an assembly would go on to the next file, and Stop be forgotten.
   logged_on_ = false;
   Code::RemoveFromActiveFiles(PartFileName);
@@ -138,7 +139,7 @@ void Gravlin::Stop() {
   Code::RemoveFromActiveFiles(PartFileName);
   pbStart.SetCaption("Start");
   pbStart.SetEnabled(!loading_list_);
-  State = "logged off";
+  State = states::kLoggedOff;
   stStatus.SetText(OverText());
 }
 

@@ -1,7 +1,11 @@
 // What the server says, and the step that each reply leads to.
+#include <algorithm>
+#include <iterator>
+
 #include "base/code.h"
 #include "engine/engine_step.h"
 #include "engine/gravlin.h"
+#include "engine/states.h"
 #include "nzb/names.h"
 #include "platform/desktop.h"
 #include "platform/scoped_flag.h"
@@ -28,76 +32,92 @@ bool Gravlin::ReplyIsWhole() const {
   return Usenet::EndOfResponse(all.substr(all.size() - std::min<std::size_t>(all.size(), 5)));
 }
 
+// The exchange: which reply leads to which step.  Read from top to bottom; the first row that fits
+// the state and the beginning of the reply acts, and in any other state data waits.
+struct Gravlin::ReplyRow {
+  std::string_view state;
+  std::string_view begins;  // what the reply begins with; "" fits every one
+  void (Gravlin::*act)(std::string_view code);
+  std::size_t needs = 3;  // bytes of the reply, before which nothing is judged
+};
+
+const Gravlin::ReplyRow Gravlin::kReplies[] = {
+    {states::kConnect, "20", &Gravlin::Greeted},
+    {states::kConnect, "", &Gravlin::GreetingRefused},
+    {states::kSentUsername, "381", &Gravlin::UsernameTaken},
+    {states::kSentUsername, "", &Gravlin::UsernameRefused},
+    {states::kSentPassword, "281", &Gravlin::PasswordTaken},
+    {states::kSentPassword, "", &Gravlin::PasswordRefused},
+    {states::kSentGroup, "4", &Gravlin::GroupRefused},
+    {states::kSentGroup, "", &Gravlin::GroupTaken},
+    {states::kSentArticle, "4", &Gravlin::ArticleRefused},
+    {states::kSentArticle, "", &Gravlin::ArticleComes},
+    {states::kReceivingArticle, "", &Gravlin::MoreOfArticle, 0},
+    {states::kSentQuit, "", &Gravlin::SignedOff, 0},
+};
+
 void Gravlin::News_DataAvailable() {
   if (engine_depth_ > 0) {
     data_waiting_ = true;
     return;
   }
   const EngineStep step(*this);
-  if (State == "sent quit") {
-    Stop();
-    return;
-  }
-  if (State == "receiving article") {
-    SetDeadline();
-    // The end is dealt with by the tick alone; it is only brought forward.
-    if (ReplyIsWhole()) TheTimer.FireSoon();
-    return;
-  }
-  if (State != "connect" && State != "sent username" && State != "sent password" &&
-      State != "sent group" && State != "sent article")
-    return;
-  DropRestOfLine();
+  const auto in_this_state = [this](const ReplyRow& row) { return row.state == State; };
+  const auto first = std::find_if(std::begin(kReplies), std::end(kReplies), in_this_state);
+  if (first == std::end(kReplies)) return;
+  if (first->needs > 0) DropRestOfLine();
   const std::string code(News.Lookahead().substr(0, 3));
-  if (code.size() < 3) return;  // the rest raises the event again
-  if (State == "sent group")
-    AnswerGroup(code);
-  else if (State == "sent article")
-    AnswerArticle(code);
-  else
-    AnswerConnect(code);
+  if (code.size() < first->needs) return;  // the rest raises the event again
+  const auto fits = [&](const ReplyRow& row) {
+    return in_this_state(row) && code.starts_with(row.begins);
+  };
+  (this->*std::find_if(first, std::end(kReplies), fits)->act)(code);
 }
 
-void Gravlin::AnswerConnect(std::string_view code) {
-  if (State == "connect") {
-    if (code.substr(0, 2) != "20") {
-      const std::string text = TakeReply();
-      stStatus.SetText(text);
-      WriteDebug("News.DataAvailable connect", "Error: " + text);
-    } else if (TheServerUsername.empty()) {
-      // The greeting stays in the buffer: the next command's own preparation clears and refreshes.
-      LoggedOn("News.DataAvailable connect");
-    } else {
-      ClearNewsBuffer();
-      SetDeadline();
-      stStatus.SetText("Sending username...");
-      WriteDebug("News.DataAvailable connect",
-                 "Sending command to server: AUTHINFO USER " + TheServerUsername);
-      Send("AUTHINFO USER " + TheServerUsername);
-      State = "sent username";
-    }
-  } else if (State == "sent username") {
-    if (code != "381") {
-      RefuseLogOn("News.DataAvailable connect",
-                  "Error when sending username. Response from news server: ");
-      return;
-    }
-    ClearNewsBuffer();
-    SetDeadline();
-    stStatus.SetText("Sending password...");
-    WriteDebug("News.DataAvailable sent username", "Sending command to server: AUTHINFO PASS ");
-    Send("AUTHINFO PASS " + TheServerPassword);
-    State = "sent password";
-  } else {
-    if (code != "281") {
-      RefuseLogOn("News.DataAvailable sent username",
-                  "Error when sending password. Response from news server: ");
-      return;
-    }
-    ClearNewsBuffer();
-    SetDeadline();
-    LoggedOn("News.DataAvailable sent password");
+void Gravlin::Greeted(std::string_view) {
+  if (TheServerUsername.empty()) {
+    // The greeting stays in the buffer: the next command's own preparation clears and refreshes.
+    LoggedOn("News.DataAvailable connect");
+    return;
   }
+  ClearNewsBuffer();
+  SetDeadline();
+  stStatus.SetText("Sending username...");
+  WriteDebug("News.DataAvailable connect",
+             "Sending command to server: AUTHINFO USER " + TheServerUsername);
+  Send("AUTHINFO USER " + TheServerUsername);
+  State = states::kSentUsername;
+}
+
+void Gravlin::GreetingRefused(std::string_view) {
+  const std::string text = TakeReply();
+  stStatus.SetText(text);
+  WriteDebug("News.DataAvailable connect", "Error: " + text);
+}
+
+void Gravlin::UsernameTaken(std::string_view) {
+  ClearNewsBuffer();
+  SetDeadline();
+  stStatus.SetText("Sending password...");
+  WriteDebug("News.DataAvailable sent username", "Sending command to server: AUTHINFO PASS ");
+  Send("AUTHINFO PASS " + TheServerPassword);
+  State = states::kSentPassword;
+}
+
+void Gravlin::UsernameRefused(std::string_view) {
+  RefuseLogOn("News.DataAvailable connect",
+              "Error when sending username. Response from news server: ");
+}
+
+void Gravlin::PasswordTaken(std::string_view) {
+  ClearNewsBuffer();
+  SetDeadline();
+  LoggedOn("News.DataAvailable sent password");
+}
+
+void Gravlin::PasswordRefused(std::string_view) {
+  RefuseLogOn("News.DataAvailable sent username",
+              "Error when sending password. Response from news server: ");
 }
 
 void Gravlin::LoggedOn(std::string_view log_label) {
@@ -120,13 +140,13 @@ void Gravlin::RefuseLogOn(std::string_view log_label, std::string_view log_prefi
   ShowServerConnectionError(stStatus.Text());
 }
 
-void Gravlin::AnswerGroup(std::string_view code) {
-  if (code.front() != '4') {
-    stStatus.SetText("Group selected");
-    WriteDebug("News.DataAvailable sent group", "Group selected");
-    GroupSelected();
-    return;
-  }
+void Gravlin::GroupTaken(std::string_view) {
+  stStatus.SetText("Group selected");
+  WriteDebug("News.DataAvailable sent group", "Group selected");
+  GroupSelected();
+}
+
+void Gravlin::GroupRefused(std::string_view) {
   const std::string text = TakeReply();
   stStatus.SetText(text);
   WriteDebug("News.DataAvailable sent group", text);
@@ -134,36 +154,47 @@ void Gravlin::AnswerGroup(std::string_view code) {
   InitGroup();
 }
 
-void Gravlin::AnswerArticle(std::string_view code) {
-  if (code.front() == '4') {
-    stStatus.SetText("Error receiving article: " + std::string(code));
-    stStatus.Refresh();
-    RecordError(code);
-    WriteDebug("News.DataAvailable sent article", stStatus.Text());
-    ++PartsDone;
-    UpdateBar1();
-    GetNextArticle();
-  } else if (ReplyIsWhole()) {
-    // Adds nothing to SessionBytes, unlike the tick: the estimate of the time left counts only
-    // articles that took more than one event.
-    stStatus.SetText("Article received.");
-    stStatus.Refresh();
-    TakeReply(ArticleBody);
-    GotArticle();
-  } else {
-    SetDeadline();
-    State = "receiving article";
-  }
+void Gravlin::ArticleRefused(std::string_view code) {
+  stStatus.SetText("Error receiving article: " + std::string(code));
+  stStatus.Refresh();
+  RecordError(code);
+  WriteDebug("News.DataAvailable sent article", stStatus.Text());
+  ++PartsDone;
+  UpdateBar1();
+  GetNextArticle();
 }
+
+void Gravlin::ArticleComes(std::string_view) {
+  if (!ReplyIsWhole()) {
+    SetDeadline();
+    State = states::kReceivingArticle;
+    return;
+  }
+  // Adds nothing to SessionBytes, unlike the tick: the estimate of the time left counts only
+  // articles that took more than one event.
+  stStatus.SetText("Article received.");
+  stStatus.Refresh();
+  TakeReply(ArticleBody);
+  GotArticle();
+}
+
+// The tick alone ends a long article; here it is only brought forward.
+void Gravlin::MoreOfArticle(std::string_view) {
+  SetDeadline();
+  if (ReplyIsWhole()) TheTimer.FireSoon();
+}
+
+void Gravlin::SignedOff(std::string_view) { Stop(); }
 
 // The watchdog starts a lost session anew; this only tells.
 void Gravlin::News_Error() {
   // Behind the sign-off the server hangs up, as it should.
-  if (State != "sent quit" && State != "logged off") WriteDebug("News.Error", News.ErrorText());
+  if (State != states::kSentQuit && State != states::kLoggedOff)
+    WriteDebug("News.Error", News.ErrorText());
   if (News.IsConnected()) return;
   if (News.HandshakeFailed())
     stStatus.SetText("No secure connection to " + TheServerURL + ": " + News.ErrorText());
-  else if (News.NotReached() && State == "connect")
+  else if (News.NotReached() && State == states::kConnect)
     stStatus.SetText("Could not connect to " + TheServerURL + ": " + News.ErrorText());
   // The session is started anew each minute under an open box; one is enough.
   if (advising_) return;

@@ -4,6 +4,7 @@
 #include "base/code.h"
 #include "base/endpoints.h"
 #include "engine/gravlin.h"
+#include "engine/states.h"
 #include "platform/application.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
@@ -118,27 +119,27 @@ void TestServer::Connect() {
                 "...");
   NewsTest.SetAddress(TheServerURL);
   NewsTest.SetPort(TheServerPort);
-  State = "connect";
+  State = states::kConnect;
   NewsTest.Connect();
 }
 
 void TestServer::NewsTest_DataAvailable() {
   WriteResponse(NewsTest.ReadAll());
-  if (State == "connect" && !TheServerUsername.empty()) {
+  if (State == states::kConnect && !TheServerUsername.empty()) {
     WriteResponse("-->Sending username...");
-    State = "sent username";
+    State = states::kSentUsername;
     NewsTest.Write("AUTHINFO USER " + TheServerUsername + Code::CRLF);
-  } else if (State == "sent username") {
+  } else if (State == states::kSentUsername) {
     WriteResponse("-->Sending password...");
-    State = "sent password";
+    State = states::kSentPassword;
     NewsTest.Write("AUTHINFO PASS " + TheServerPassword + Code::CRLF);
-  } else if (State == "connect" || State == "sent password") {
+  } else if (State == states::kConnect || State == states::kSentPassword) {
     Connected();
     WriteResponse("Ready.");
     SelectAndFocusCommand();
   } else if (State == "sent command") {
     SelectAndFocusCommand();
-  } else if (State == "sent quit") {
+  } else if (State == states::kSentQuit) {
     Disconnected();
   }
 }
@@ -160,7 +161,7 @@ void TestServer::SendCommand() {
 // already no reply comes.
 void TestServer::pbDisconnect_Action() {
   WriteResponse("-->Signing off...");
-  State = "sent quit";
+  State = states::kSentQuit;
   if (!NewsTest.Write("Quit" + Code::CRLF)) Disconnected();
 }
 

@@ -1,6 +1,7 @@
 // The quick test of the wizard: a log-on and nothing else, on a socket of its own.
 #include "base/code.h"
 #include "engine/gravlin.h"
+#include "engine/states.h"
 #include "platform/application.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
@@ -31,7 +32,7 @@ void Gravlin::ConnectTest() {
                 Code::SSLCodeToString(TheSSLSetting) + "...");
   NewsTest.SetAddress(TheServerURL);
   NewsTest.SetPort(TheServerPort);
-  StateTest = "connect";
+  StateTest = states::kConnect;
   NewsTest.Connect();
 }
 
@@ -39,24 +40,24 @@ void Gravlin::NewsTest_DataAvailable() {
   const std::string reply = NewsTest.ReadAll();
   const std::string code = gravlin::Left(reply, 3);
   WriteResponse(reply);
-  if (StateTest == "connect") {
+  if (StateTest == states::kConnect) {
     // Any first data counts as the greeting.
     if (TheServerUsername.empty()) {
       WriteResponse("Connected to server.");
       return;
     }
     WriteResponse("-->Sending username...");
-    StateTest = "sent username";
+    StateTest = states::kSentUsername;
     NewsTest.Write("AUTHINFO USER " + TheServerUsername + Code::CRLF);
-  } else if (StateTest == "sent username") {
+  } else if (StateTest == states::kSentUsername) {
     if (code != "381") {
       WriteResponse("Invalid Username");
       return;
     }
     WriteResponse("-->Sending password...");
-    StateTest = "sent password";
+    StateTest = states::kSentPassword;
     NewsTest.Write("AUTHINFO PASS " + TheServerPassword + Code::CRLF);
-  } else if (StateTest == "sent password") {
+  } else if (StateTest == states::kSentPassword) {
     WriteResponse(code == "281" ? "Connected to server." : "Invalid Username or Password");
   }
 }
