@@ -282,25 +282,5 @@ TEST_F(QueueTest, StartIsDisabledUntilTheListIsLoaded) {
   DownloadAll();
 }
 
-TEST_F(QueueTest, TheLogTellsARunAndNeverThePassword) {
-  Post({"a.rar"}, 1, WithLogOn());
-  const auto file = data / "Gravlin/Gravlin_Debug..txt";
-  std::ofstream(file) << "an earlier one, which others may read";
-  std::filesystem::permissions(file, std::filesystem::perms(0644));
-  Code::DebugOn = true;
-  window->stStatus.TextChange = [&] { EXPECT_EQ(InStr(window->stStatus.Text(), "s3cret"), 0); };
-  Start();
-  ASSERT_TRUE(RunToEnd());
-  Code::DebugOn = false;
-  EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600));
-  const std::string log = ReadFile(file);
-  EXPECT_EQ(InStr(log, " - StartDebugMode: " + Code::DebugName + "\r\n"), 9);
-  EXPECT_GT(InStr(log, " - GotArticle: Got " + posted.Files()[0].ids[0] + "\r\n"), 0);
-  EXPECT_GT(InStr(log, " - Finish: All done.\r\n"), 0);
-  EXPECT_GT(InStr(log, "AUTHINFO PASS"), 0);
-  EXPECT_EQ(InStr(log, "s3cret"), 0);
-  window->stStatus.TextChange = nullptr;
-}
-
 }  // namespace
 }  // namespace gravlin::testing

@@ -1,0 +1,79 @@
+// One whole run as a user and a server see it, line by line: what the status says, what the log
+// says, what the server is sent.  A refused article, a lost connection, a Stop, and the way to the
+// repair.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <regex>
+
+#include "paths.h"
+#include "platform/text.h"
+#include "support/engine_fixture.h"
+#include "support/lines.h"
+
+namespace gravlin::testing {
+namespace {
+
+class RunTest : public EngineTest {
+ protected:
+  // Times, ports and folders differ from run to run, and so does how often a long wait is told.
+  void Note(const std::string& who, std::string text) {
+    text = std::regex_replace(text, std::regex("[0-9]{2}:[0-9]{2}:[0-9]{2}"), "TIME");
+    text = std::regex_replace(text, std::regex("in [0-9]+ seconds"), "in N seconds");
+    text = std::regex_replace(text, std::regex("port [0-9]+"), "port N");
+    text = ReplaceAll(text, FolderItem::FromPath(data.Path().string()).AbsolutePath(), "~:");
+    const std::string line = who + ReplaceAll(text, "\r\n", " | ") + "\n";
+    if (InStr(text, "Receiving post") > 0 || pages_[who].ends_with(line)) return;
+    pages_[who] += line;
+  }
+  void NoteLog() {
+    for (const std::string& line : LinesOf(ReadFile(data / "Gravlin/Gravlin_Debug..txt")))
+      Note("log: ", line);
+  }
+  std::map<std::string, std::string> pages_;
+};
+
+// GRAVLIN_RECORD=1 writes the page anew.
+TEST_F(RunTest, SaysAndSendsWhatIsRecorded) {
+  posted.Add("b.avi", 6000, 2000, Coding::kYenc, "body.avi");
+  Post({"a.rar", "c.rar", "d.par2"}, 3, WithLogOn());
+  const auto article = [this](int file, int part) {
+    return "ARTICLE <" + posted.Files()[file].ids[part - 1];
+  };
+  server->On(article(1, 2), Answer("430 no such article"), 1);
+  server->On(article(0, 2), StallAfter(900), 1);
+  server->On(article(2, 2), StallAfter(900), 1);
+  // A log that others may read, of an earlier version.
+  const auto log = data / "Gravlin/Gravlin_Debug..txt";
+  std::ofstream(log) << "an earlier run";
+  std::filesystem::permissions(log, std::filesystem::perms(0644));
+  Code::DebugOn = true;
+  window->stStatus.TextChange = [&] {
+    Note("status: ", window->pbStart.Caption() + (window->pbStart.Enabled() ? "  " : "- ") +
+                         window->stStatus.Text());
+  };
+  Start();
+  ASSERT_TRUE(RunToState("receiving article"));
+  clock.Advance(61'000);
+  ASSERT_TRUE(clock.RunUntil([&] { return window->FilesIndex == 2 && window->PartNo == 2; }));
+  ASSERT_TRUE(RunToState("receiving article"));
+  Start();
+  ASSERT_TRUE(RunToEnd());
+  NoteLog();
+  Start();
+  ASSERT_TRUE(RunToEnd());
+  NoteLog();
+  window->stStatus.TextChange = nullptr;
+  Code::DebugOn = false;
+  EXPECT_EQ(std::filesystem::status(log).permissions(), std::filesystem::perms(0600));
+  for (const std::string& request : server->Requests()) Note("sent: ", request);
+  std::string page;
+  for (const auto& [who, lines] : pages_) page += lines;
+  const std::string file = std::string(kSourceFolder) + "/tests/data/run.txt";
+  if (std::getenv("GRAVLIN_RECORD")) std::ofstream(file, std::ios::binary) << page;
+  EXPECT_EQ(page, ReadFile(file));
+}
+
+}  // namespace
+}  // namespace gravlin::testing
