@@ -163,8 +163,8 @@ void Driver::AwaitEndOfDownload() {
     return;
   }
   // A server may hang up instead of answering the sign-off at the end.
-  const bool hung_up = window_->State == states::kSentQuit && window_->TheTimer.Mode() == 0 &&
-                       !window_->News.IsConnected();
+  const bool hung_up = window_->State == states::kSentQuit &&
+                       !window_->CurrentSituation().running && !window_->News.IsConnected();
   if (window_->State != states::kLoggedOff && !hung_up) return;
   TakePictures("downloaded");
   Summarise();

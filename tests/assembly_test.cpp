@@ -251,7 +251,7 @@ TEST_F(AssemblyTest, AFileInWorkIsNotTakenTwice) {
   ASSERT_TRUE(Code::AddToActiveFiles("A.bin"));
   window->StartConcat();
   EXPECT_EQ(window->State, "") << "outside a run there is no next file";
-  window->TheTimer.SetMode(2);
+  window->SetRunning(true);
   window->StartConcat();
   EXPECT_EQ(window->State, "sent quit") << "the queue is empty, so the next file is the end";
   EXPECT_EQ(LiveThreads(), 0);

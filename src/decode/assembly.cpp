@@ -283,7 +283,7 @@ void Gravlin::StartConcat() {
   if (!Code::AddToActiveFiles(TheFilename)) {
     WriteDebug("StartConcat", "Another Downloader is assembling and decoding " + TheFilename +
                                   ". Going to next file.");
-    if (TheTimer.Mode() != 0) GetNextArticle();  // there is no next one outside a run
+    if (running_) GetNextArticle();  // there is no next one outside a run
     return;
   }
   ThreadFlag = false;
@@ -292,7 +292,7 @@ void Gravlin::StartConcat() {
 }
 
 void grvConcat::Event_Run() {
-  while (window_.ConcatRunning) Thread::Sleep(kPause);
+  while (!may::Assemble(window_.CurrentSituation())) Thread::Sleep(kPause);
   window_.ConcatRunning = true;
   try {
     window_.Assemble(job_);
@@ -308,7 +308,7 @@ void grvConcat::End() {
   // The one that waits has cleared the flag before, and sets it in its turn.
   if (window_.Concats > 1) return;
   window_.ThreadFlag = true;
-  if (window_.TheTimer.Mode() != 0) {
+  if (window_.CurrentSituation().running) {
     window_.TheTimer.FireSoon();
     return;
   }

@@ -188,7 +188,7 @@ void Gravlin::FailPart(std::string_view why) {
   }
   // The rest would be fetched for nothing.
   stop_reason_ = "Stopped, since the disk takes no more parts.";
-  pbStart.SetCaption("Start");
+  ShowStartButton(false);
   StopScanning();
 }
 

@@ -24,9 +24,7 @@ void Gravlin::SetDeadline() {
 }
 
 void Gravlin::TheTimer_Action() {
-  // In the middle of an engine step only the clock goes on: reconnecting under its feet would mix
-  // two exchanges.
-  if (engine_depth_ > 0) {
+  if (!may::Tick(CurrentSituation())) {
     UpdateTime();
     return;
   }
@@ -46,12 +44,11 @@ void Gravlin::Tick() {
     Assembling = Decoding = false;  // the thread is over; a failure leaves one of them standing
     SetDeadline();
     WriteDebug("TheTimer", "Thread done. Calling LoadNextFile...");
-    // Before the log-on is through no command may go out; the log-on itself goes to the next file
-    // then.  Behind a sign-off there is no next file.
-    if (logged_on_) GetNextFile();
+    // Before the log-on is through the log-on itself goes to the next file.
+    if (may::BeginNextFile(CurrentSituation())) GetNextFile();
     return;
   }
-  if (Assembling || Decoding) return;
+  if (!may::WatchSilence(CurrentSituation())) return;
   if (News.TakeOverflow()) {
     GiveUpEndlessReply();
     return;
@@ -104,7 +101,7 @@ void Gravlin::GiveUpEndlessReply() {
   const std::string text = "Reply thrown away: " + News.ErrorText() + ".";
   stStatus.SetText(text);
   WriteDebug("TheTimer", text);
-  if (!logged_on_) return;
+  if (!may::CallAgainAtOnce(CurrentSituation())) return;
   if (State == states::kSentArticle || State == states::kReceivingArticle) {
     endless_.insert(MessageID);
     RecordError(text);

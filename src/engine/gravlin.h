@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/may_begin.h"
 #include "engine/part_flush.h"
 #include "engine/parts_on_disk.h"
 #include "engine/ssl_choices.h"
@@ -67,7 +68,10 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   void StopScanning();
   // Ends the session at once.
   void Stop();
-  // What the status says behind it.
+  Situation CurrentSituation() const;
+  // A run begins or is over: the tick comes meanwhile.
+  void SetRunning(bool running);
+  // What the status says after it.
   std::string OverText() const { return stop_reason_.empty() ? "Done." : stop_reason_; }
   // Drops the connection and starts over from "connect", on the same file.
   void Reconnect();
@@ -202,6 +206,8 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
 
  private:
   friend class EngineStep;
+  // What the next press of pbStart does.
+  void ShowStartButton(bool stops);
   // Makes the file at FilesIndex the current one and starts on it; false if it is to be passed
   // over.
   bool LoadNextFile();
@@ -255,8 +261,10 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   std::string stop_reason_;        // shown at the end of a run that the program stopped itself
   int engine_depth_ = 0;           // engine steps that are under way, one inside the other
   bool data_waiting_ = false;      // data came during an engine step
-  bool logged_on_ =
-      false;  // from the log-on of a connection until Reconnect, Stop or the user's sign-off
+  bool running_ = false;           // this and the next two: see may_begin.h
+  bool signing_off_ = false;
+  bool logged_on_ = false;
+  bool button_stops_ = false;      // pbStart reads "Stop"
   std::int64_t requested_at_ = 0;  // Clock nanoseconds when the current ARTICLE was sent
   bool loading_list_ = false;      // after an import; Start is disabled meanwhile
   bool filling_form_ = false;      // from the row; its changes are none of the user's

@@ -28,13 +28,13 @@ void Gravlin::ListKept() {
   List.DeleteAllRows();
   ExpectedParts = 0;  // the files that are loaded again are the same
   LoadListAnew();
-  if (TheTimer.Mode() == 0) pbStart.SetEnabled(true);
+  if (!running_) pbStart.SetEnabled(true);
 }
 
-// Start would take the rows that are there already for all.  Stop serves on.
+// Stop serves on.
 void Gravlin::LoadListAnew() {
   const ScopedFlag loading(loading_list_, true);
-  if (TheTimer.Mode() == 0) pbStart.SetEnabled(false);
+  if (!running_) pbStart.SetEnabled(may::Start(CurrentSituation()));
   LoadFiles();
 }
 

@@ -59,7 +59,7 @@ void Gravlin::LoadFiles() {
   List.SetScrollPosition(0);
   List.Refresh();
   // A run has a file of its own in these fields; the next Start finds the complete one.
-  if (complete.empty() || TheTimer.Mode() != 0) return;
+  if (complete.empty() || !may::AssembleOutsideRun(CurrentSituation())) return;
   const auto file = db->SQLSelect(
       "Select TotalParts, ID, Ext, Parts from NZBFiles where Filename='" + complete + "'");
   if (!file || file->EndOfFile()) return;

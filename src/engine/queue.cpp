@@ -16,8 +16,8 @@ namespace gravlin {
 
 void Gravlin::pbStart_Action() {
   const EngineStep step(*this);
-  if (pbStart.Caption() == "Stop") {
-    pbStart.SetCaption("Start");
+  if (button_stops_) {
+    ShowStartButton(false);
     StopScanning();
     return;
   }
@@ -28,7 +28,7 @@ void Gravlin::pbStart_Action() {
   }
   // Changed before LogOn has looked at the list: Start with an empty list leaves the button at
   // "Stop", and the press after it signs off from nothing.
-  pbStart.SetCaption("Stop");
+  ShowStartButton(true);
   SessionStartTick = Ticks();
   SessionBytes = 0;
   TotalErrors = 0;
@@ -183,7 +183,7 @@ void Gravlin::GiveUpFile(const std::string& why, std::int32_t present) {
 }
 
 void Gravlin::Finish() {
-  if (Application::Quitting()) return;
+  if (!may::Finish(CurrentSituation())) return;
   State = states::kSentQuit;
   WriteDebug("Finish", "Sending command: Quit");
   Send("Quit");
@@ -194,9 +194,9 @@ void Gravlin::Finish() {
   }
   stStatus.SetText(status);
   WriteDebug("Finish", logged);
-  pbStart.SetCaption("Start");
-  pbStart.SetEnabled(!loading_list_);
-  TheTimer.SetMode(0);
+  ShowStartButton(false);
+  pbStart.SetEnabled(may::Start(CurrentSituation()));
+  SetRunning(false);
   if (FileCreated) OpenDownloadsFolder();
   stTime.SetText(HoursMinutesSeconds((Ticks() - OverallStartTick) / 60));
   stTime.SetHelpTag("Total download time.");

@@ -56,15 +56,14 @@ void Gravlin::LogOn() {
     return;
   }
   SetDeadline();
-  TheTimer.SetMode(2);
+  SetRunning(true);
   mb = 0;
   stMB.SetText("mb: 0.0");
   stTime.SetText("00:00:00");
   stTime.SetHelpTag("Time left");
   TakeServer();
   // Stop may have come meanwhile; the tick ends the sign-off.
-  const bool stopped = State == states::kSentQuit && !pbStart.Enabled();
-  if (Application::Quitting() || stopped) return;
+  if (!may::Connect(CurrentSituation())) return;
   if (Code::DebugOn) StartDebugMode();
   stStatus.SetText("Connecting to " + TheServerURL + "...");
   News.SetAddress(TheServerURL);
@@ -98,6 +97,30 @@ void Gravlin::Reconnect() {
   News.Connect();
 }
 
+Situation Gravlin::CurrentSituation() const {
+  return {.step = engine_depth_ > 0,
+          .running = running_,
+          .logged_on = logged_on_,
+          .signing_off = signing_off_,
+          .thread_flag = ThreadFlag,
+          .assembling = Assembling,
+          .decoding = Decoding,
+          .joining = ConcatRunning,
+          .assemblies = Concats,
+          .loading_list = loading_list_,
+          .quitting = Application::Quitting()};
+}
+
+void Gravlin::SetRunning(bool running) {
+  running_ = running;
+  TheTimer.SetMode(running ? 2 : 0);
+}
+
+void Gravlin::ShowStartButton(bool stops) {
+  button_stops_ = stops;
+  pbStart.SetCaption(stops ? "Stop" : "Start");
+}
+
 void Gravlin::InitGroup() {
   ClearNewsBuffer();
   SetDeadline();
@@ -121,6 +144,7 @@ void Gravlin::GroupSelected() { GetNextArticle(); }
 // The timer keeps running: its tick ends a sign-off that gets no answer.
 void Gravlin::StopScanning() {
   pbStart.SetEnabled(false);
+  signing_off_ = true;
   ClearNewsBuffer();
   SetDeadline();
   stStatus.SetText("Signing off...");
@@ -134,11 +158,11 @@ void Gravlin::StopScanning() {
 
 void Gravlin::Stop() {
   News.Disconnect();
-  logged_on_ = false;
-  TheTimer.SetMode(0);
+  logged_on_ = signing_off_ = false;
+  SetRunning(false);
   Code::RemoveFromActiveFiles(PartFileName);
-  pbStart.SetCaption("Start");
-  pbStart.SetEnabled(!loading_list_);
+  ShowStartButton(false);
+  pbStart.SetEnabled(may::Start(CurrentSituation()));
   State = states::kLoggedOff;
   stStatus.SetText(OverText());
 }

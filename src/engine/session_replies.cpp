@@ -57,7 +57,7 @@ const Gravlin::ReplyRow Gravlin::kReplies[] = {
 };
 
 void Gravlin::News_DataAvailable() {
-  if (engine_depth_ > 0) {
+  if (!may::TakeData(CurrentSituation())) {
     data_waiting_ = true;
     return;
   }
@@ -124,13 +124,11 @@ void Gravlin::LoggedOn(std::string_view log_label) {
   stStatus.SetText("Logged on.");
   WriteDebug(log_label, "Logged on.");
   logged_on_ = true;
-  // A file that was complete at launch is being assembled, or was and no tick has taken it yet. The
-  // tick that does so goes to the next file; going there twice would leave out a file and mix the
-  // replies of two commands.
-  if (ThreadFlag || Concats > 0)
-    TheTimer.FireSoon();
-  else
+  // While a file that was complete at launch is assembled, the tick that takes its end goes on.
+  if (may::BeginNextFile(CurrentSituation()))
     GetNextFile();
+  else
+    TheTimer.FireSoon();
 }
 
 void Gravlin::RefuseLogOn(std::string_view log_label, std::string_view log_prefix) {

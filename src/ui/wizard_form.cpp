@@ -142,7 +142,7 @@ void Gravlin::Event_Close() {
   Code::RemoveFromActiveFiles(PartFileName);
   SaveSize();
   // What came in while the last writes end would only make them longer.
-  TheTimer.SetMode(0);
+  SetRunning(false);
   News.Close();
 }
 

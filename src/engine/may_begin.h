@@ -1,0 +1,70 @@
+// What may begin now.  Pure: no window, no clock, no store.  Most serious faults of this program
+// were two activities that met, so whoever begins something, or lets events run and goes on, asks
+// here.
+//
+// Who writes what a Situation is made of:
+//   step          EngineStep, for its scope
+//   running       LogOn sets it; Stop, Finish and the closing of the window clear it
+//   logged_on     LoggedOn sets it; LogOn, Reconnect, StopScanning and Stop clear it
+//   signing_off   StopScanning sets it; Stop clears it
+//   thread_flag   the last assembly sets it at its end; StartConcat, and the tick that takes it,
+//   clear it assembling,   the assembly, for these two steps; the tick that takes thread_flag
+//   clears what a decoding        failure has left standing joining       grvConcat, while it works
+//   assemblies    grvConcat, from its making to its end
+//   loading_list  LoadListAnew, for its scope
+//   quitting      Application::Quit
+#pragma once
+
+namespace gravlin {
+
+struct Situation {
+  bool step = false;       // a step of the engine, further up the stack, lets events run
+  bool running = false;    // the tick comes: from Start to the sign-off's end, or to the last file
+  bool logged_on = false;  // commands may go out
+  bool signing_off = false;  // the user's Stop has sent "Quit"
+  bool thread_flag = false;  // an assembly has ended, and no tick has taken that yet
+  bool assembling = false, decoding = false;
+  bool joining = false;  // an assembly is at work
+  int assemblies = 0;    // threads of assemblies that have not ended, those that wait included
+  bool loading_list = false;
+  bool quitting = false;
+};
+
+namespace may {
+
+// Half a reply must not be judged by the state that a step is about to leave.
+constexpr bool TakeData(const Situation& now) { return !now.step; }
+
+// Inside a step only the clock goes on: a reconnect would mix two exchanges.
+constexpr bool Tick(const Situation& now) { return !now.step; }
+
+// After a log-on, and when an assembly has ended.  Both come together where a file was complete at
+// launch; going on twice would leave out a file and mix the replies of two commands.
+constexpr bool BeginNextFile(const Situation& now) {
+  return now.logged_on && !now.thread_flag && now.assemblies == 0;
+}
+
+// The line is idle during an assembly, however long that takes.
+constexpr bool WatchSilence(const Situation& now) { return !now.assembling && !now.decoding; }
+
+// Start would take the rows that are there already for all.
+constexpr bool Start(const Situation& now) { return !now.loading_list; }
+
+// After LogOn has waited for the store: a Stop or a quit may have come.
+constexpr bool Connect(const Situation& now) { return !now.quitting && !now.signing_off; }
+
+// A server that floods the log-on waits for the watchdog's pause.
+constexpr bool CallAgainAtOnce(const Situation& now) { return now.logged_on; }
+
+// One at a time: the joined file and the decoded one have fixed names, and so have the fields of
+// the run that it fills.
+constexpr bool Assemble(const Situation& now) { return !now.joining; }
+
+// A run has a file of its own in the fields that an assembly outside a run would set.
+constexpr bool AssembleOutsideRun(const Situation& now) { return !now.running; }
+
+// The sign-off, the opened folder and the repair at the end of a run.
+constexpr bool Finish(const Situation& now) { return !now.quitting; }
+
+}  // namespace may
+}  // namespace gravlin
