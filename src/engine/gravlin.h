@@ -9,6 +9,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "engine/may_begin.h"
@@ -211,6 +212,7 @@ class Gravlin : public Window, public WizardControls, public ImportWindow {
   // Makes the file at FilesIndex the current one and starts on it; false if it is to be passed
   // over.
   bool LoadNextFile();
+  std::pair<std::int32_t, FolderItem> FindParts();
   void RecordUnreadRow(std::string_view why);
   bool DiskTakes(const FolderItem& part);
   void GiveUpFile(const std::string& why, std::int32_t present);

@@ -117,20 +117,7 @@ bool Gravlin::LoadNextFile() {
   TotalParts = file->Field("TotalParts").IntegerValue();
   TheFilename = filename;
   TheExt = file->Field("Ext").StringValue();
-  parts_on_disk_.Clear();
-  std::int32_t present = 0;
-  FolderItem missing;
-  for (std::size_t i = 0; i < Article.size(); ++i) {
-    const std::int32_t number = ToInt32(Val(Article[i]));
-    const FolderItem part = fParts.Child(PartName(number));
-    if (PartIsThere(part)) {
-      parts_on_disk_.Add(number);
-      if (static_cast<std::int32_t>(i) < TotalParts) ++present;
-    } else if (missing.IsNil()) {
-      missing = part;
-    }
-    Thread::Yield();
-  }
+  const auto [present, missing] = FindParts();
   if (present == TotalParts) {
     // The rest of the reply that led here may still be on its way.  In this state nothing judges
     // it.
@@ -148,6 +135,26 @@ bool Gravlin::LoadNextFile() {
   List.Refresh();
   InitGroup();
   return true;
+}
+
+// Fills parts_on_disk_.  Gives how many of the first TotalParts entries lie there, and the part of
+// the first entry that does not.
+std::pair<std::int32_t, FolderItem> Gravlin::FindParts() {
+  parts_on_disk_.Clear();
+  std::int32_t present = 0;
+  FolderItem missing;
+  for (std::size_t i = 0; i < Article.size(); ++i) {
+    const std::int32_t number = ToInt32(Val(Article[i]));
+    const FolderItem part = fParts.Child(PartName(number));
+    if (PartIsThere(part)) {
+      parts_on_disk_.Add(number);
+      if (static_cast<std::int32_t>(i) < TotalParts) ++present;
+    } else if (missing.IsNil()) {
+      missing = part;
+    }
+    Thread::Yield();
+  }
+  return {present, missing};
 }
 
 // The store cannot be read: the file is an error of this run, and its turn comes again in the next.
