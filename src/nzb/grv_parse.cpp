@@ -209,6 +209,7 @@ void grvParse::StoreFile() {
 }
 
 void grvParse::StoreBatch() {
+  if (batch_.empty()) return;
   db->InsertRecords("NZBFiles", batch_);
   if (db->Error()) throw NotImported(db->ErrorMessage());
   batch_.clear();
