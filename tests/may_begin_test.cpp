@@ -83,5 +83,14 @@ TEST(MayBegin, InEachSituationThatOccurs) {
   for (const auto& [what, now, allowed] : rows) EXPECT_EQ(Allowed(now), allowed) << what;
 }
 
+TEST(MayBegin, AToolOnlyWhereNoneRuns) {
+  for (const bool job : {false, true}) {
+    EXPECT_EQ(may::BeginTool({ToolPhase::kReady, job}), !job);
+    EXPECT_EQ(may::BeginTool({ToolPhase::kWaiting, job}), !job);
+    EXPECT_FALSE(may::BeginTool({ToolPhase::kClearing, job}));
+    EXPECT_FALSE(may::BeginTool({ToolPhase::kFollowing, job}));
+  }
+}
+
 }  // namespace
 }  // namespace gravlin::testing

@@ -30,7 +30,27 @@ struct Situation {
   bool quitting = false;
 };
 
+// Of a repair or an extraction window.
+enum class ToolPhase {
+  kReady,      // no run, or its end
+  kWaiting,    // its file waits for another window's run
+  kClearing,   // the output of an earlier run goes away
+  kFollowing,  // the tool was started
+};
+
+struct ToolSituation {
+  ToolPhase phase = ToolPhase::kReady;
+  bool job_running = false;  // Code::ParJobRunning or Code::RarJobRunning
+};
+
 namespace may {
+
+// One run of a tool in the whole program.  A job flag that a failure has left set stops all later
+// runs, as long as the program runs.
+constexpr bool BeginTool(const ToolSituation& now) {
+  const bool free = now.phase == ToolPhase::kReady || now.phase == ToolPhase::kWaiting;
+  return free && !now.job_running;
+}
 
 // Half a reply must not be judged by the state that a step is about to leave.
 constexpr bool TakeData(const Situation& now) { return !now.step; }

@@ -57,7 +57,7 @@ bool ToolWindow::Event_CancelClose() {
   constexpr std::size_t kMostNames = 10;
   const auto names = [this] {
     std::vector<std::string> all;
-    if (waits_) all.push_back(fInput.Name());
+    if (phase_ == ToolPhase::kWaiting) all.push_back(fInput.Name());
     for (const Waiting& waiting : queue_) all.push_back(waiting.file.Name());
     return all;
   };
@@ -107,7 +107,7 @@ void ToolWindow::pbSelectFile_Action() {
   // A dialog that is cancelled takes nothing from a run that began while it was open.
   if (!chosen.IsNil())
     Take(chosen, 1);
-  else if (!Running() && !waits_)
+  else if (phase_ == ToolPhase::kReady)
     fInput = chosen;
 }
 
@@ -118,7 +118,7 @@ void ToolWindow::pbSelectFile_DropObject(const DragItem& dropped) {
 void ToolWindow::Take(const FolderItem& file, std::int32_t fix_path) {
   if (closed_) return;  // while the dialog was open
   queue_.push_back({file, fix_path});
-  if (!Running() && !waits_) {
+  if (phase_ == ToolPhase::kReady) {
     StartNext();
     return;
   }
@@ -152,7 +152,7 @@ void ToolWindow::StartProcess() {
     const CriticalGuard guard(job_.lock);
     if (job_.running) {
       ShowStatus(job_.waiting);
-      waits_ = true;
+      phase_ = ToolPhase::kWaiting;
       tWait.SetMode(2);
       return;
     }
@@ -170,6 +170,7 @@ void ToolWindow::StartProcess() {
   // A run begins with no output file at all, so that no line of an earlier run is read: the tool is
   // started by the timer, once the file is seen to be gone.
   tDeleteCount = 0;
+  phase_ = ToolPhase::kClearing;
   tDeleteOutput.SetMode(2);
 }
 
@@ -177,9 +178,9 @@ void ToolWindow::StartProcess() {
 // another window was first.  Files in the queue leave the words of the last run as they are: after
 // a silence the flag stays set, and they wait in vain.
 void ToolWindow::tWait_Action() {
-  if (Running() || job_.running) return;
+  if (!may::BeginTool({.phase = phase_, .job_running = job_.running})) return;
   tWait.SetMode(0);
-  if (std::exchange(waits_, false)) {
+  if (std::exchange(phase_, ToolPhase::kReady) == ToolPhase::kWaiting) {
     StartProcess();
     if (!queue_.empty()) tWait.SetMode(2);
   } else if (!queue_.empty()) {
@@ -192,6 +193,7 @@ void ToolWindow::tDeleteOutput_Action() {
     if (++tDeleteCount <= 60) return;
     MsgBox(job_.undeletable);
     tDeleteOutput.SetMode(0);
+    phase_ = ToolPhase::kReady;
     return;  // and the flag stays set
   }
   tDeleteOutput.SetMode(0);
@@ -200,6 +202,7 @@ void ToolWindow::tDeleteOutput_Action() {
   Lines.clear();
   LinesIndex = -1;
   TimerCallDone = true;
+  phase_ = ToolPhase::kFollowing;
   pbSelectFile.SetEnabled(false);
   PrepareParser();
   Deadline = InSeconds(15);
@@ -241,6 +244,7 @@ void ToolWindow::LoadLines() {
   if (length <= FileLength) {
     if (!(Date() > Deadline)) return;
     ShowStatus(job_.stalled);
+    phase_ = ToolPhase::kReady;
     pbSelectFile.SetEnabled(true);
     Follower().SetMode(0);
     Beep();
@@ -314,6 +318,7 @@ void ToolWindow::FlushFiles(const FolderItem& folder) const {
 
 void ToolWindow::EndFollowing() {
   Bar.SetValue(100);
+  phase_ = ToolPhase::kReady;
   pbSelectFile.SetEnabled(true);
   Follower().SetMode(0);
 }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/code.h"
+#include "engine/may_begin.h"
 #include "platform/clock.h"
 #include "platform/folder_item.h"
 #include "platform/listbox.h"
@@ -129,8 +130,6 @@ class ToolWindow : public Window {
     std::int32_t fix_path;
   };
 
-  // A run of this window is under way.
-  bool Running() const { return tDeleteOutput.Mode() != 0 || !pbSelectFile.Enabled(); }
   void StartNext();
   FolderItem Output() const;
   void SayNotStarted(const std::string& reason, std::string_view label);
@@ -138,8 +137,8 @@ class ToolWindow : public Window {
   ToolJob job_;
   bool opened_ = false;
   Date last_tick_;
-  std::int64_t began_ = 0;     // the run, as files tell their changes
-  bool waits_ = false;         // fInput does, for another window's run
+  std::int64_t began_ = 0;  // the run, as files tell their changes
+  ToolPhase phase_ = ToolPhase::kReady;
   std::deque<Waiting> queue_;  // files that came while the window was busy
   std::string status_ = "Ready.";
   bool closed_ = false;
