@@ -1,7 +1,7 @@
 // From the parts of a file on disk to the decoded file in Downloads.
 //
-// The order of the steps is what keeps the download safe: the decoded file is brought to the disk
-// and moved under its name before a part is deleted.  Whatever fails on the way, or a power cut,
+// The order of the steps is what keeps the download safe: the decoded file is flushed and moved
+// under its name before a part is deleted.  Whatever fails on the way, or a power cut,
 // leaves all parts, and no half file under a final name; a later run takes the parts up again.
 #include <exception>
 #include <memory>
@@ -28,7 +28,7 @@ namespace {
 constexpr int kPause = 100;  // milliseconds between two looks whether the other assembly has ended
 constexpr std::size_t kWorkBlock = 4096;
 
-// A step that went wrong; the text tells the user which.
+// A step that went wrong; the text says which.
 class AssemblyFailure : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -143,7 +143,7 @@ void Assembly::DecodeJoined() {
                          Format(static_cast<double>(window_.fTemp.Length()), "###,###,###,###"));
 }
 
-// Brings the decoded file to the disk and, in one step that replaces nothing, under its name.
+// Flushes the decoded file and moves it under its name, in one step that replaces nothing.
 void Assembly::PutInPlace() {
   bool flushed = false, moved = false;
   FolderItem file = window_.fTemp;
@@ -157,7 +157,7 @@ void Assembly::PutInPlace() {
   });
   Need(moved, "the decoded file could not be moved to the Downloads folder");
   window_.fTemp = file;
-  Need(flushed, "the Downloads folder could not be brought to the disk");
+  Need(flushed, "the Downloads folder could not be flushed");
 }
 
 void Assembly::DeleteParts() {

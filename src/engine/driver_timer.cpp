@@ -11,7 +11,8 @@
 namespace gravlin {
 namespace {
 
-constexpr int kSilenceShown = 30;  // seconds of silence until the user is told, or a sign-off ends
+constexpr int kSilenceShown =
+    30;  // seconds of silence until the status says so, or a sign-off ends
 constexpr int kSilenceAllowed = 60;  // and until the session is started anew
 
 }  // namespace

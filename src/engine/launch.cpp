@@ -132,7 +132,7 @@ std::string Gravlin::ScanPartsFolder() {
     if (filename.empty()) continue;
     const int row = List.FindRow(filename);
     if (row < 0 || SameText(List.Cell(row, ListColumn::kDone), "Yes")) continue;
-    if (entry.length == 0) continue;  // left behind by a crash: counts as absent
+    if (entry.length == 0) continue;  // what a crash can leave: counts as absent
     const std::string present = Str(ToInt32(Val(List.Cell(row, ListColumn::kPartsPresent))) + 1);
     List.SetCell(row, ListColumn::kPartsPresent, present);
     if (present == List.Cell(row, ListColumn::kTotalParts))

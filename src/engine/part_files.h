@@ -14,7 +14,7 @@ namespace gravlin {
 // "a.rar-p00012.txt" for part 12 of "a.rar".
 std::string PartFileNameOf(std::string_view filename, std::int32_t number);
 
-// An empty part file is what a crash can leave behind, and counts as absent; so does a name that no
+// An empty part file is what a crash can leave, and counts as absent; so does a name that no
 // file system takes.
 bool PartIsThere(const FolderItem& part);
 

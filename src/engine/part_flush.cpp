@@ -1,4 +1,4 @@
-// The flush of parts behind the download, and the look at them after a power cut.
+// The flush of parts in the background, and the look at them after a power cut.
 #include "engine/part_flush.h"
 
 #include <utility>
@@ -41,7 +41,7 @@ class FlushThread : public Thread {
   void Event_Run() override {
     bool safe = false;
     Offload([this, &safe] { safe = Flush(); });
-    // A second flush of what failed once tells nothing: the mark stays for the rest of the run.
+    // A second flush of what failed once proves nothing: the mark stays for the rest of the run.
     if (!safe) progress_->failed = true;
     if (!progress_->failed) mark_.SetModified(until_);
     progress_->running = false;

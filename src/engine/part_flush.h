@@ -1,10 +1,9 @@
-// Brings parts to the disk behind the download's back, and after a power cut finds those that it
-// did not reach.
+// Flushes parts in the background, and after a power cut finds those that were not flushed.
 //
 // A part has its name as soon as the system has taken its bytes; they are on the disk some seconds
 // later.  To flush each one at once would make the download wait for the disk, so they are flushed
-// together every few seconds, on a helper thread.  The modification time of a mark beside the
-// folder tells up to when that has been done: whatever a power cut can have damaged is newer.
+// together every few seconds, on a helper thread.  The modification time of a mark next to the
+// folder says up to when that has been done: whatever a power cut can have damaged is newer.
 #pragma once
 
 #include <cstdint>
@@ -27,7 +26,7 @@ class PartFlush {
   PartFlush();
   ~PartFlush();
 
-  // The folder of the parts; the mark lies beside it.  Deletes the parts that are newer than the
+  // The folder of the parts; the mark lies next to it.  Deletes the parts that are newer than the
   // mark and no whole reply: cut off, or with a hole.  To be called before parts are counted.
   void Use(const FolderItem& parts);
   // A part is about to be saved.  Makes the mark, once.

@@ -196,7 +196,7 @@ void Gravlin::NoteRestOfLine(std::string_view consumed) {
   rest_of_line_ = last == '\n' ? '\0' : last == '\r' ? '\r' : '\n';
 }
 
-// Drops what NoteRestOfLine announced: all bytes to the LF, or behind a CR just an LF, since a
+// Drops what NoteRestOfLine announced: all bytes to the LF, or after a CR just an LF, since a
 // server may end its lines with the CR alone.
 void Gravlin::DropRestOfLine() {
   const std::string_view waiting = News.Lookahead();

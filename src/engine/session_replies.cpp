@@ -176,7 +176,7 @@ void Gravlin::ArticleComes(std::string_view) {
   GotArticle();
 }
 
-// The tick alone ends a long article; here it is only brought forward.
+// The tick alone ends a long article; here the tick is only asked for at once.
 void Gravlin::MoreOfArticle(std::string_view) {
   SetDeadline();
   if (ReplyIsWhole()) TheTimer.FireSoon();
@@ -184,7 +184,7 @@ void Gravlin::MoreOfArticle(std::string_view) {
 
 void Gravlin::SignedOff(std::string_view) { Stop(); }
 
-// The watchdog starts a lost session anew; this only tells.
+// The watchdog starts a lost session anew; this only reports.
 void Gravlin::News_Error() {
   // Behind the sign-off the server hangs up, as it should.
   if (State != states::kSentQuit && State != states::kLoggedOff)
