@@ -11,9 +11,9 @@
 namespace gravlin {
 namespace {
 
-constexpr int kSilenceShown =
-    30;  // seconds of silence until the status says so, or a sign-off ends
-constexpr int kSilenceAllowed = 60;  // and until the session is started anew
+// Seconds of silence until the status says so, or a sign-off ends, and until the session starts anew.
+constexpr int kSilenceShown = 30;
+constexpr int kSilenceAllowed = 60;
 
 }  // namespace
 
