@@ -11,7 +11,8 @@
 namespace gravlin {
 namespace {
 
-// Seconds of silence until the status says so, or a sign-off ends, and until the session starts anew.
+// Seconds of silence until the status says so, or a sign-off ends; and until the session starts
+// anew.
 constexpr int kSilenceShown = 30;
 constexpr int kSilenceAllowed = 60;
 
