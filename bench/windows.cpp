@@ -24,12 +24,12 @@
 
 #include "app/app.h"
 #include "base/code.h"
-#include "engine/gravlin.h"
 #include "platform/calls.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
 #include "platform/timer.h"
 #include "ui/files_window.h"
+#include "ui/gravlin.h"
 
 namespace gravlin {
 namespace {

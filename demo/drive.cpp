@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "base/code.h"
-#include "engine/gravlin.h"
 #include "engine/states.h"
 #include "platform/application.h"
 #include "platform/clock.h"
@@ -14,6 +13,7 @@
 #include "platform/ssl_socket.h"
 #include "platform/text.h"
 #include "store/writers.h"
+#include "ui/gravlin.h"
 
 namespace gravlin {
 namespace {
@@ -157,29 +157,29 @@ void Driver::AwaitEndOfDownload() {
   }
   // The program would try again every minute; the word it has would still be wrong.
   const bool refused =
-      window_->State == states::kSentUsername || window_->State == states::kSentPassword;
+      window_->State() == states::kSentUsername || window_->State() == states::kSentPassword;
   if (refused && std::find(titles_.begin(), titles_.end(), "Connect Error") != titles_.end()) {
     End("the server refused the log-on");
     return;
   }
   // A server may hang up instead of answering the sign-off at the end.
-  const bool hung_up = window_->State == states::kSentQuit &&
+  const bool hung_up = window_->State() == states::kSentQuit &&
                        !window_->CurrentSituation().running && !window_->News.IsConnected();
-  if (window_->State != states::kLoggedOff && !hung_up) return;
+  if (window_->State() != states::kLoggedOff && !hung_up) return;
   TakePictures("downloaded");
   Summarise();
 }
 
 void Driver::Summarise() {
   const double seconds = static_cast<double>(TheClock().Milliseconds() - started_) / 1000;
-  const Listbox& list = window_->List;
+  const FileTable& list = window_->List;
   int done = 0;
   std::int64_t bytes = 0;
   for (int row = 0; row < list.ListCount(); ++row) {
-    const std::string& name = list.Cell(row, ListColumn::kFilename);
-    const FolderItem file = window_->fDownloads.Child(name);
-    if (list.Cell(row, ListColumn::kDone) != "Yes" || file.IsNil() || !file.Exists()) {
-      Print("not downloaded", name + " " + list.Cell(row, ListColumn::kMessage));
+    const FileRow& row_of_file = list.At(row);
+    const FolderItem file = window_->fDownloads.Child(row_of_file.filename);
+    if (!row_of_file.done || file.IsNil() || !file.Exists()) {
+      Print("not downloaded", row_of_file.filename + " " + row_of_file.message);
       continue;
     }
     ++done;
@@ -229,7 +229,7 @@ void Driver::NoteAbsence() {
   std::string phase;
   if (step_ == &Driver::AwaitImport) phase = "import";
   if (step_ == &Driver::AwaitEndOfDownload) {
-    phase = window_->Decoding ? "decode" : window_->Assembling ? "assembly" : "download";
+    phase = window_->Decoding() ? "decode" : window_->Assembling() ? "assembly" : "download";
   }
   if (!phase.empty()) absences_[phase] = std::max(absences_[phase], away);
 }

@@ -11,7 +11,6 @@
 #include "app/app.h"
 #include "base/code.h"
 #include "drive.h"
-#include "engine/gravlin.h"
 #include "platform/fibers.h"
 #include "platform/text.h"
 #include "postprocess/outcome_windows.h"
@@ -21,6 +20,7 @@
 #include "ui/console.h"
 #include "ui/file_types_window.h"
 #include "ui/files_window.h"
+#include "ui/gravlin.h"
 #include "ui/message_window.h"
 #include "ui/small_windows.h"
 

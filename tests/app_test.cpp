@@ -134,7 +134,7 @@ TEST_F(AppTest, AFirstStartThatIsCutOffIsMadeAgain) {
   EXPECT_EQ(Start(), "up");
 }
 
-using DocumentsTest = EngineTest;
+using DocumentsTest = ProgramTest;
 
 TEST_F(DocumentsTest, GoToTheWindowOfTheirKind) {
   Launch();

@@ -1,10 +1,10 @@
-// Joining and decoding with the real window, store and files.
+// Joining and decoding with the real engine, store and files.
 #include <gtest/gtest.h>
 
 #include <set>
 
 #include "engine/active_files.h"
-#include "engine/gravlin.h"
+#include "support/engine_fixture.h"
 #include "support/full_disk.h"
 #include "support/store_fixture.h"
 
@@ -29,9 +29,9 @@ class AssemblyTest : public StoreTest {
  protected:
   AssemblyTest() {
     Code::AppDataFolder = folder.Item();
-    window->db = std::make_unique<Database>(Code::fGlobalDB);
-    EXPECT_TRUE(window->db->Connect());
-    EXPECT_TRUE(window->CheckFolders());
+    engine->db = std::make_unique<Database>(Code::fGlobalDB);
+    EXPECT_TRUE(engine->db->Connect());
+    EXPECT_TRUE(engine->CheckFolders());
   }
   ~AssemblyTest() override {
     EndAllThreads();
@@ -41,28 +41,28 @@ class AssemblyTest : public StoreTest {
   // A row of the store and of the list, which becomes the current file.
   void Choose(const std::string& name, const std::string& ext = "bin", int largest = 3) {
     Store("Insert into NZBFiles (Filename) values ('" + name + "')");
-    window->List.AddRow(name);
-    window->List.SetCell(window->List.LastIndex(), ListColumn::kDone, "No");
-    window->TheFilename = name;
-    window->TheExt = ext;
-    window->LargestPartNo = largest;
-    window->DownloaderFilesID = static_cast<std::int32_t>(store.LastRowID());
+    engine->List.Add({.filename = name});
+    engine->TheFilename = name;
+    engine->TheExt = ext;
+    engine->LargestPartNo = largest;
+    engine->DownloaderFilesID = static_cast<std::int32_t>(store.LastRowID());
   }
   void PutPart(const std::string& file, const std::string& number, const std::string& text) {
     folder.Write("Parts/" + file + "-p" + number + ".txt", text);
   }
   void Run() {
-    window->StartConcat();
-    EXPECT_TRUE(clock.RunUntil([this] { return window->ThreadFlag && LiveThreads() == 0; }));
+    engine->StartConcat();
+    EXPECT_TRUE(clock.RunUntil([this] { return engine->ThreadFlag() && LiveThreads() == 0; }));
   }
   NameSet Names(const std::string& in) {
     const auto names = folder.Item(in).ChildNames();
     return {names.begin(), names.end()};
   }
-  std::string Cell(int row, int column) { return window->List.Cell(row, column); }
+  std::string Cell(int row, int column) { return engine->List.Cell(row, column); }
 
   std::unique_ptr<FullDisk> full;
-  const std::unique_ptr<Gravlin> window = std::make_unique<Gravlin>();
+  ShownRun view;
+  const std::unique_ptr<TestEngine> engine = std::make_unique<TestEngine>(view);
 };
 
 TEST_F(AssemblyTest, PartsAreJoinedByNumberAndTheFileIsSaved) {
@@ -70,7 +70,7 @@ TEST_F(AssemblyTest, PartsAreJoinedByNumberAndTheFileIsSaved) {
   PutPart("text.bin", "00001", Article("of no known encoding, so that the part is kept"));
   Run();
   EXPECT_EQ(Cell(0, ListColumn::kDone), "Yes");
-  EXPECT_TRUE(window->FileCreated);
+  EXPECT_TRUE(engine->FileCreated);
   Choose("a.bin");
   PutPart("a.bin", "00003", Yenc("three", "a.bin"));
   PutPart("a.bin", "00001", Yenc("one", "a.bin"));
@@ -86,9 +86,9 @@ TEST_F(AssemblyTest, PartsAreJoinedByNumberAndTheFileIsSaved) {
   EXPECT_EQ(Names("Downloads"), NameSet{"a.bin"});
   EXPECT_EQ(Cell(1, ListColumn::kDone), "Yes");
   EXPECT_EQ(Cell(1, ListColumn::kMessage), "File saved OK.");
-  EXPECT_TRUE(window->FileCreated);
+  EXPECT_TRUE(engine->FileCreated);
   EXPECT_TRUE(Code::ActiveFiles.empty());
-  EXPECT_EQ(window->TotalErrors, 0);
+  EXPECT_EQ(engine->TotalErrors, 0);
 }
 
 TEST_F(AssemblyTest, EveryEncodingIsDecoded) {
@@ -141,7 +141,7 @@ TEST_F(AssemblyTest, TheNameInTheBodyWinsUnlessItIsTakenOnDisk) {
   };
   for (const auto& [name, in_body, on_disk] : cases) {
     Choose(name);
-    const int row = window->List.LastIndex();
+    const int row = engine->List.ListCount() - 1;
     PutPart(name, "00001", Yenc("bytes", in_body));
     Run();
     const std::string shown = Cell(row, ListColumn::kFilename);
@@ -151,7 +151,7 @@ TEST_F(AssemblyTest, TheNameInTheBodyWinsUnlessItIsTakenOnDisk) {
       EXPECT_EQ(shown, on_disk);
     }
     EXPECT_EQ(ReadFile(folder / "Downloads" / shown), "bytes") << shown;
-    EXPECT_EQ(Stored("NZBFiles where ID=" + Str(window->DownloaderFilesID), "Filename"), shown);
+    EXPECT_EQ(Stored("NZBFiles where ID=" + Str(engine->DownloaderFilesID), "Filename"), shown);
   }
   EXPECT_EQ(ReadFile(folder / "Downloads/older.bin"), "older");
   EXPECT_EQ(Names("Downloads").size(), 8u);
@@ -191,19 +191,19 @@ TEST_F(AssemblyTest, AFailureLosesNoPartAndLeavesNoHalfFile) {
   for (const auto& c : cases) {
     PutPart("a.bin", "00001", Yenc(std::string(40'000, '1'), "a.bin"));
     PutPart("a.bin", "00002", Yenc(std::string(40'000, '2'), "a.bin"));
-    window->stStatus.SetText("");
+    view.status.clear();
     c.prepare();
     NameSet parts = Names("Parts");
     Run();
     full.reset();
     EXPECT_EQ(Names("Parts"), parts) << c.what;
     EXPECT_EQ(Names("Downloads"), c.downloads) << c.what;
-    EXPECT_EQ(window->TotalErrors, ++failures) << c.what;
+    EXPECT_EQ(engine->TotalErrors, ++failures) << c.what;
     EXPECT_EQ(Cell(0, ListColumn::kDone), "No") << c.what;
     EXPECT_TRUE(Cell(0, ListColumn::kMessage).starts_with("Last error: ")) << c.what;
-    EXPECT_TRUE(window->stStatus.Text().starts_with("Could not assemble a.bin")) << c.what;
+    EXPECT_TRUE(view.status.starts_with("Could not assemble a.bin")) << c.what;
     EXPECT_TRUE(Code::ActiveFiles.empty()) << c.what;
-    EXPECT_FALSE(window->FileCreated) << c.what;
+    EXPECT_FALSE(engine->FileCreated) << c.what;
     for (const char* name : {"Parts", "Downloads"}) {
       std::filesystem::remove_all(folder / name);
       std::filesystem::create_directory(folder / name);
@@ -220,24 +220,24 @@ TEST_F(AssemblyTest, ASecondAssemblyWaitsAndBothKeepTheirOwnFile) {
   for (int i = 1; i <= 50; ++i) {
     PutPart("one.bin", Format(i, "00000"), Yenc(std::string(1000, 'a'), "one.bin"));
   }
-  window->LargestPartNo = 50;
-  window->StartConcat();
+  engine->LargestPartNo = 50;
+  engine->StartConcat();
   Choose("two.bin", "two", 1);
   PutPart("two.bin", "00001", Yenc("two", "2.bin"));
-  window->StartConcat();
+  engine->StartConcat();
   // What the run goes on to meanwhile.
   Choose("three.bin", "three", 0);
   bool overlapped = false, early = false;
   ASSERT_TRUE(clock.RunUntil([&] {
     const bool one_done = folder.Item("Downloads/one.bin").Exists();
     overlapped = overlapped || (!one_done && folder.Item("Parts/two.bin.txt").Exists());
-    early = early || (window->ThreadFlag && LiveThreads() > 0 && Code::InActiveFiles("two.bin"));
+    early = early || (engine->ThreadFlag() && LiveThreads() > 0 && Code::InActiveFiles("two.bin"));
     return LiveThreads() == 0;
   }));
   SetSlice(8);
   EXPECT_FALSE(overlapped);
   EXPECT_FALSE(early) << "the run would go on while the second file is still in work";
-  EXPECT_TRUE(window->ThreadFlag);
+  EXPECT_TRUE(engine->ThreadFlag());
   EXPECT_EQ(Names("Downloads"), (NameSet{"one.bin", "2.bin"}));
   EXPECT_EQ(ReadFile(folder / "Downloads/one.bin").size(), 50'000u);
   EXPECT_EQ(Names("Parts"), NameSet{});
@@ -249,11 +249,11 @@ TEST_F(AssemblyTest, AFileInWorkIsNotTakenTwice) {
   Choose("a.bin");
   PutPart("a.bin", "00001", Yenc("x", "a.bin"));
   ASSERT_TRUE(Code::AddToActiveFiles("A.bin"));
-  window->StartConcat();
-  EXPECT_EQ(window->State, "") << "outside a run there is no next file";
-  window->SetRunning(true);
-  window->StartConcat();
-  EXPECT_EQ(window->State, "sent quit") << "the queue is empty, so the next file is the end";
+  engine->StartConcat();
+  EXPECT_EQ(engine->State(), "") << "outside a run there is no next file";
+  engine->SetRunning(true);
+  engine->StartConcat();
+  EXPECT_EQ(engine->State(), "sent quit") << "the queue is empty, so the next file is the end";
   EXPECT_EQ(LiveThreads(), 0);
   EXPECT_TRUE(Code::InActiveFiles("a.BIN"));
 }

@@ -1,10 +1,10 @@
 // The quick test of the wizard and the console, against a real news server.
 #include <gtest/gtest.h>
 
-#include "engine/gravlin.h"
 #include "support/news_server.h"
 #include "support/store_fixture.h"
 #include "ui/console.h"
+#include "ui/gravlin.h"
 
 namespace gravlin::testing {
 namespace {
@@ -40,7 +40,7 @@ TEST_F(ServerTest, TheQuickTestTellsHowTheLogOnWent) {
               "Connecting to 127.0.0.1 on port " + Str(server.Port()) + " without SSL...");
     EXPECT_TRUE(TestClock::PumpUntil([&] { return window.stTest.Text() == outcome; }))
         << outcome << ", not " << window.stTest.Text();
-    EXPECT_TRUE(window.State.empty());
+    EXPECT_TRUE(window.State().empty());
   }
 }
 

@@ -102,7 +102,7 @@ TEST_F(RunRounds, ConnectionsComeAndGoAndFilesAreImportedAgain) {
   int connected = 0;
   const auto reconnect = [&](int times) {
     for (int i = 0; i < times; ++i) {
-      window->Reconnect();
+      engine->Reconnect();
       ++connected;
       ASSERT_TRUE(TestClock::PumpUntil([&] { return server->Ended() >= connected; }));
     }
@@ -115,7 +115,7 @@ TEST_F(RunRounds, ConnectionsComeAndGoAndFilesAreImportedAgain) {
     const NothingPilesUp nothing("connections", rounds);
     reconnect(rounds);
   }
-  window->Stop();
+  engine->Stop();
   for (int i = 0; i < 5; ++i) Import();
   {
     const NothingPilesUp nothing("imports", rounds);

@@ -4,31 +4,28 @@
 
 #include <QRect>
 
-#include "engine/gravlin.h"
 #include "support/store_fixture.h"
 #include "ui/file_types_window.h"
+#include "ui/gravlin.h"
 
 namespace gravlin::testing {
 namespace {
 
 class FilesWindowTest : public StoreTest {
  protected:
-  void AddFile(const std::string& name, const std::string& parts) {
-    main_window.List.AddRow(name);
-    const int row = main_window.List.LastIndex();
-    main_window.List.SetCell(row, ListColumn::kTotalParts, parts);
-    main_window.List.SetCell(row, ListColumn::kID, "77");
+  void AddFile(const std::string& name, int parts) {
+    main_window.List.Add({.filename = name, .total_parts = parts, .id = 77});
   }
   Gravlin& main_window = Window::New<Gravlin>();
 };
 
 TEST_F(FilesWindowTest, TheTableIsCopiedAtEverySecondWhileTheBoxIsOn) {
-  AddFile("a.rar", "12");
+  AddFile("a.rar", 12);
   auto& window = Window::New<grvFiles>();
   ASSERT_EQ(window.List.ListCount(), 1);
   EXPECT_EQ(window.List.Cell(0, ListColumn::kTotalParts), "12");
   EXPECT_EQ(window.List.Cell(0, ListColumn::kID), "");
-  AddFile("b.rar", "3");
+  AddFile("b.rar", 3);
   main_window.List.SetListIndex(1);
   clock.Advance(1000);
   EXPECT_EQ(window.List.ListCount(), 2);
@@ -39,14 +36,14 @@ TEST_F(FilesWindowTest, TheTableIsCopiedAtEverySecondWhileTheBoxIsOn) {
   } cases[] = {{false, 1000, 3}, {false, 5000, 3}, {true, 1000, 5}};  // off gives one refresh more
   for (const auto& [on, milliseconds, count] : cases) {
     window.boxRefresh.SetValue(on);
-    AddFile("c.rar", "4");
+    AddFile("c.rar", 4);
     clock.Advance(milliseconds);
     EXPECT_EQ(window.List.ListCount(), count);
   }
 }
 
 TEST_F(FilesWindowTest, NumbersCompareAsNumbersWithoutTies) {
-  for (const char* parts : {"9", "10", "10", "none"}) AddFile("file", parts);
+  for (const int parts : {9, 10, 10, 0}) AddFile("file", parts);
   const auto& window = Window::New<grvFiles>();
   const struct {
     int row1, row2, result;

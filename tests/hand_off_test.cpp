@@ -6,7 +6,6 @@
 
 #include <csignal>
 
-#include "engine/gravlin.h"
 #include "platform/native.h"
 #include "platform/shell.h"
 #include "postprocess/hand_off.h"
@@ -14,6 +13,7 @@
 #include "postprocess/rar.h"
 #include "postprocess/tool_commands.h"
 #include "support/tool_fixture.h"
+#include "ui/gravlin.h"
 
 namespace gravlin::testing {
 namespace {

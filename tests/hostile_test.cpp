@@ -88,8 +88,8 @@ TEST_F(HostileTest, WhateverOneAnswerIsTheRunGoesOn) {
     EmptyDownloads();
     server->On(c.request, c.change, 1);
     Start();
-    ASSERT_TRUE(RunThroughSilences([&] { return window->State == "logged off"; }));
-    EXPECT_EQ(window->TotalErrors, c.errors);
+    ASSERT_TRUE(RunThroughSilences([&] { return engine->State() == "logged off"; }));
+    EXPECT_EQ(engine->TotalErrors, c.errors);
     if (c.errors > 0) DownloadAll();
     ExpectAllFiles();
     EXPECT_TRUE(fs::is_empty(Parts()));
@@ -108,9 +108,9 @@ TEST_F(HostileTest, AReplyMayBeCutAtEachOfItsBytes) {
     return CutAfter(cut++)(std::move(reply));
   });
   Start();
-  for (int ended = 1; window->State != "sent quit"; ++ended) {
+  for (int ended = 1; engine->State() != "sent quit"; ++ended) {
     ASSERT_TRUE(TestClock::PumpUntil(
-        [&] { return server->Ended() >= ended || window->State == "sent quit"; }));
+        [&] { return server->Ended() >= ended || engine->State() == "sent quit"; }));
     clock.Advance(61'500);
   }
   ExpectAllFiles();
@@ -181,7 +181,7 @@ TEST_F(HostileTest, AFolderThatIsDeletedComesBack) {
     Start();
     ASSERT_TRUE(RunToEnd());
     const bool parts_were_lost = std::string_view(folder).ends_with("Parts");
-    EXPECT_EQ(window->TotalErrors, parts_were_lost ? 1 : 0);
+    EXPECT_EQ(engine->TotalErrors, parts_were_lost ? 1 : 0);
     if (parts_were_lost) {
       EXPECT_EQ(Cell(0, ListColumn::kMessage),
                 "Last error: Disk error: parts have gone from the Parts folder");
@@ -204,9 +204,8 @@ TEST_F(HostileTest, AFolderThatTakesNothingIsToldAndTheNextStartGoesOn) {
     Start();
     ASSERT_TRUE(RunToEnd());
     const bool parts = std::string_view(folder).ends_with("Parts");
-    EXPECT_EQ(window->TotalErrors, parts ? 3 : 2);
-    EXPECT_EQ(window->stStatus.Text(),
-              parts ? "Stopped, since the disk takes no more parts." : "Done.");
+    EXPECT_EQ(engine->TotalErrors, parts ? 3 : 2);
+    EXPECT_EQ(view.status, parts ? "Stopped, since the disk takes no more parts." : "Done.");
     EXPECT_TRUE(Cell(0, ListColumn::kMessage)
                     .starts_with(parts ? "Last error: Disk error: could not save"
                                        : "Last error: the decoded file could not be moved"))
@@ -231,10 +230,10 @@ TEST_F(HostileTest, PartsThatCannotBeWrittenAreErrorsAndComeLater) {
 #endif
     EmptyDownloads();
     Start();
-    ASSERT_TRUE(clock.RunUntil([&] { return window->PartsDone >= 3; }));
+    ASSERT_TRUE(clock.RunUntil([&] { return engine->PartsDone >= 3; }));
     {
       const ResourceLimit limit(resource, 3);
-      ASSERT_TRUE(clock.RunUntil([&] { return window->TotalErrors >= 3; }));
+      ASSERT_TRUE(clock.RunUntil([&] { return engine->TotalErrors >= 3; }));
       EXPECT_TRUE(Cell(1, ListColumn::kMessage).starts_with("Last error: Disk error: could not"))
           << Cell(1, ListColumn::kMessage);
     }

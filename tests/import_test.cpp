@@ -17,7 +17,7 @@ namespace {
 using testing::Asked;
 using testing::TestClock;
 
-class FakeWindow : public ImportWindow {
+class FakeWindow : public ImportOwner {
  public:
   FolderItem NZBFile() const override { return nzb; }
   void BeginImport() override { percents.clear(); }

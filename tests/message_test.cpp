@@ -2,10 +2,10 @@
 // connection error.
 #include <QTest>
 
-#include "engine/gravlin.h"
 #include "platform/native.h"
 #include "support/news_server.h"
 #include "support/store_fixture.h"
+#include "ui/gravlin.h"
 #include "ui/message_window.h"
 #include "ui/small_windows.h"
 

@@ -31,15 +31,15 @@ TEST_F(QueueTest, ALaunchCountsWhatLiesOnDisk) {
   std::ofstream(Downloads() / "c.rar") << "there";
   std::ofstream(Downloads() / ".gravlin-move-a1B2c3") << "half";
   Launch();
-  EXPECT_EQ(window->fDownloads.Count(), 1);
-  EXPECT_EQ(window->fParts.Count(), 4);
+  EXPECT_EQ(engine->fDownloads.Count(), 1);
+  EXPECT_EQ(engine->fParts.Count(), 4);
   EXPECT_EQ(Cell(0, ListColumn::kPartsPresent), "1");
   EXPECT_EQ(Cell(1, ListColumn::kPartsPresent), "1");
   EXPECT_EQ(Cell(2, ListColumn::kDone), "Yes");
   EXPECT_EQ(Cell(2, ListColumn::kPartsPresent), "3");
-  EXPECT_EQ(window->PartsDone, 5);
-  EXPECT_EQ(window->ExpectedParts, 9);
-  EXPECT_EQ(window->stStatus.Text(), "Ready.");
+  EXPECT_EQ(engine->PartsDone, 5);
+  EXPECT_EQ(engine->ExpectedParts, 9);
+  EXPECT_EQ(view.status, "Ready.");
 
   Start();
   ASSERT_TRUE(RunToEnd());
@@ -81,30 +81,32 @@ TEST_F(QueueTest, WhatAPowerCutDamagedIsNoPart) {
 // Files a and c are refused in two packets.  While b, whose parts are all there, is assembled, the
 // rest of the first refusal must not be judged as a reply, or the queue is walked twice.
 TEST_F(QueueTest, TheRestOfARefusalIsNoReplyDuringAnAssembly) {
-  Post({"a.rar", "b.rar", "c.rar", "d.rar"});
+  posted.Add("a.rar", 6000, 2000);
+  posted.Add("b.rar", 6000, 2000, Coding::kYenc, "body.rar");
+  Post({"c.rar", "d.rar"});
   for (int part = 1; part <= 3; ++part) LeavePart(posted, 1, part);
   for (const int file : {0, 2}) {
     server->On("ARTICLE <" + posted.Files()[file].ids[2], [](Reply) {
       return Reply{.bytes = "430 no such article\r\n", .borders = {3}, .held = true};
     });
   }
-  window->ConcatRunning = true;  // the assembly waits as it does for another one
-  Start();
-  ASSERT_TRUE(clock.RunUntil([&] { return window->Concats > 0 && server->Held() == 1; }));
+  RunIntoAnAssembly();
+  ASSERT_TRUE(TestClock::PumpUntil([&] { return server->Held() == 1; }));
   server->Release();
   ASSERT_TRUE(TestClock::PumpUntil([&] { return server->Held() == 0; }));
   clock.Advance(1500);
-  EXPECT_EQ(window->FilesIndex, 1);
-  window->ConcatRunning = false;
+  EXPECT_EQ(engine->FilesIndex, 1);
+  EXPECT_GT(engine->CurrentSituation().assemblies, 0);
+  Code::DBFree = true;
   ASSERT_TRUE(clock.RunUntil([&] {
     server->Release();
-    return window->State == "logged off";
+    return engine->State() == "logged off";
   }));
   EXPECT_EQ(Cell(0, ListColumn::kErrors) + Cell(1, ListColumn::kErrors), "10");
   EXPECT_EQ(Cell(1, ListColumn::kMessage), "File saved OK.");
   for (const int file : {1, 3}) {
     const PostedFile& whole = posted.Files()[file];
-    EXPECT_TRUE(ReadFile(Downloads() / whole.name) == whole.read(0, whole.size)) << whole.name;
+    EXPECT_TRUE(ReadFile(Downloads() / whole.body_name) == whole.read(0, whole.size)) << whole.name;
   }
 }
 
@@ -115,13 +117,13 @@ TEST_F(QueueTest, AFileThatCannotBeBegunIsAnErrorOfItsRow) {
   std::filesystem::create_directories(Parts() / "b.rar-p00001.txt/in use");
   server->On("QUIT", Silence());
   Start();
-  ASSERT_TRUE(clock.RunUntil([&] { return window->FilesIndex == 2; }));
+  ASSERT_TRUE(clock.RunUntil([&] { return engine->FilesIndex == 2; }));
   EXPECT_EQ(Cell(1, ListColumn::kMessage),
             "Last error: Disk error: the disk does not take the name b.rar-p00001.txt");
   EXPECT_EQ(server->ArticleCount(posted.Files()[1].ids[0]), 0);
-  window->db = std::make_unique<Database>();
+  engine->db = std::make_unique<Database>();
   ASSERT_TRUE(RunToState("sent quit"));
-  EXPECT_EQ(window->stStatus.Text(), "All done, but with errors on 2 posts.");
+  EXPECT_EQ(view.status, "All done, but with errors on 2 posts.");
   EXPECT_EQ(Cell(2, ListColumn::kDone), "Yes");
   EXPECT_EQ(Cell(3, ListColumn::kMessage), "Last error: Store error: not connected");
 }
@@ -136,7 +138,7 @@ TEST_F(QueueTest, AFileCompleteAtLaunchIsAssembledOnce) {
     for (int part = 1; part <= 3; ++part) LeavePart(posted, 1, part);
     Launch();
     if (wait) {
-      ASSERT_TRUE(clock.RunUntil([&] { return window->ThreadFlag; }));
+      ASSERT_TRUE(clock.RunUntil([&] { return engine->ThreadFlag(); }));
     }
     DownloadAll();
     for (const std::string& id : posted.Files()[1].ids) EXPECT_EQ(server->ArticleCount(id), 0);
@@ -162,21 +164,22 @@ TEST_F(QueueTest, AnyNumberOfFilesIsPassedOver) {
     db.Commit();
   }
   Launch();
-  ASSERT_EQ(window->List.ListCount(), 120001);
+  ASSERT_EQ(engine->List.ListCount(), 120001);
   DownloadAll();
-  EXPECT_EQ(Cell(window->List.FindRow("a1.rar"), ListColumn::kMessage), "File already done.");
+  EXPECT_EQ(Cell(engine->List.FindRow("a1.rar"), ListColumn::kMessage), "File already done.");
   EXPECT_EQ(server->ArticleCount("x110000"), 0);
 }
 
 TEST_F(QueueTest, TheFirstRepairFileAndTheFirstVolumeAreChosen) {
   Post({"set.part2.rar", "set.part1.rar", "set.vol00+01.par2", "set.par2", "z.rar"}, 1);
-  window->ParFilename = "stale";
+  engine->ParFilename = "stale";
   Asked().Clear();
   server->On("QUIT", Silence());
   Start();
   ASSERT_TRUE(RunToState("sent quit"));
-  EXPECT_EQ(window->ParFilename, "set.par2");
-  EXPECT_EQ(window->RarFilename, "set.part1.rar");
+  EXPECT_EQ(engine->ParFilename, "set.par2");
+  EXPECT_EQ(engine->RarFilename, "set.part1.rar");
+  EXPECT_EQ(view.repairs, std::vector<std::string>{"set.par2"});
   ASSERT_FALSE(Asked().launched.empty());
   EXPECT_EQ(Asked().launched[0].Name(), "Downloads");
 }
@@ -190,17 +193,20 @@ TEST_F(QueueTest, AllFilesDoneIsSaidWithoutAConnection) {
   Start();
   ASSERT_EQ(Asked().boxes.size(), 1u);
   EXPECT_EQ(Asked().boxes[0].text, "All files have been downloaded.");
-  EXPECT_EQ(window->stStatus.Text(), "Done.");
+  EXPECT_EQ(view.status, "Done.");
   EXPECT_EQ(server->Connections(), connections);
 }
 
 // Windows outlive the threads that work for them, and what was under way is taken up again.
-TEST_F(QueueTest, AQuitInTheMiddleOfAnAssemblyLosesNothing) {
-  Post({"a.rar", "b.rar", "c.rar"});
-  Start();
-  ASSERT_TRUE(clock.RunUntil([&] { return window->Concats > 0; }));
+using QuitTest = ProgramTest;
+
+TEST_F(QuitTest, InTheMiddleOfAnAssemblyLosesNothing) {
+  posted.Add("a.rar", 6000, 2000, Coding::kYenc, "body.rar");
+  Post({"b.rar", "c.rar"});
+  RunIntoAnAssembly();
   window->SetTop(123);
   Application::Quit();
+  Code::DBFree = true;
   ASSERT_TRUE(clock.RunUntil([] { return Code::PendingWrites() == 0; }));
   clock.Advance(100);
   Launch();
@@ -209,15 +215,16 @@ TEST_F(QueueTest, AQuitInTheMiddleOfAnAssemblyLosesNothing) {
 }
 
 TEST_F(QueueTest, StopInTheMiddleOfAnAssemblyIsTheEndOfTheRun) {
-  Post({"a.rar", "b.rar"});
+  posted.Add("a.rar", 6000, 2000, Coding::kYenc, "body.rar");
+  Post({"b.rar"});
   server->On("QUIT", Silence());
+  RunIntoAnAssembly();
   Start();
-  ASSERT_TRUE(clock.RunUntil([&] { return window->Concats > 0; }));
-  window->pbStart.Push();
-  ASSERT_TRUE(clock.RunUntil([&] { return window->Concats == 0; }));
+  Code::DBFree = true;
+  ASSERT_TRUE(clock.RunUntil([&] { return engine->CurrentSituation().assemblies == 0; }));
   clock.Advance(32'000);
-  EXPECT_EQ(window->State, "logged off");
-  EXPECT_TRUE(window->pbStart.Enabled());
+  EXPECT_EQ(engine->State(), "logged off");
+  EXPECT_TRUE(view.enabled);
   EXPECT_EQ(server->ArticleCount(posted.Files()[1].ids[0]), 0);
   server->ClearRules();
   DownloadAll();
@@ -243,22 +250,22 @@ TEST_F(QueueTest, AnImportInTheMiddleOfARunIsNotMixedWithIt) {
     return reply;
   });
   Start();
-  ASSERT_TRUE(clock.RunUntil([&] { return window->PartsDone == 2 && server->Held() == 1; }));
+  ASSERT_TRUE(clock.RunUntil([&] { return engine->PartsDone == 2 && server->Held() == 1; }));
   for (int part = 1; part <= 3; ++part) LeavePart(next, 1, part);
   for (const char* nzb : {"set.nzb", "next.nzb"}) {
-    window->fNZB = data.Item(nzb);
-    window->InitNZBFile();
+    engine->fNZB = data.Item(nzb);
+    engine->InitNZBFile();
   }
   for (int imports = 0; imports < 2; ++imports) {
-    window->TabPanel1.SetValue(0);
-    ASSERT_TRUE(clock.RunUntil([&] { return window->TabPanel1.Value() == 5; }));
+    view.download_tab = false;
+    ASSERT_TRUE(clock.RunUntil([&] { return view.download_tab; }));
   }
   server->Release();
   ASSERT_TRUE(RunToEnd());
   Settle();
   ExpectAllFiles();
-  EXPECT_EQ(window->List.ListCount(), 2);
-  EXPECT_EQ(window->db->SQLSelect("Select CompletedBytes from Settings_Gravlin")
+  EXPECT_EQ(engine->List.ListCount(), 2);
+  EXPECT_EQ(engine->db->SQLSelect("Select CompletedBytes from Settings_Gravlin")
                 ->Field("CompletedBytes")
                 .DoubleValue(),
             0)
@@ -273,11 +280,11 @@ TEST_F(QueueTest, AnImportInTheMiddleOfARunIsNotMixedWithIt) {
 TEST_F(QueueTest, StartIsDisabledUntilTheListIsLoaded) {
   Post({"a.rar"});
   bool enabled = true;
-  window->stStatus.TextChange = [&] {
-    if (window->stStatus.Text() == "Scanning parts folder...") enabled = window->pbStart.Enabled();
+  view.status_changed = [&] {
+    if (view.status == "Scanning parts folder...") enabled = view.enabled;
   };
   Import();
-  window->stStatus.TextChange = nullptr;
+  view.status_changed = nullptr;
   EXPECT_FALSE(enabled);
   DownloadAll();
 }

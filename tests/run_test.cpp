@@ -15,7 +15,7 @@
 namespace gravlin::testing {
 namespace {
 
-class RunTest : public EngineTest {
+class RunTest : public ProgramTest {
  protected:
   // Times, ports and folders differ from run to run, and so does how often a long wait is told.
   void Note(const std::string& who, std::string text) {
@@ -62,7 +62,7 @@ TEST_F(RunTest, SaysAndSendsWhatIsRecorded) {
   Start();
   ASSERT_TRUE(RunToState("receiving article"));
   clock.Advance(61'000);
-  ASSERT_TRUE(clock.RunUntil([&] { return window->FilesIndex == 2 && window->PartNo == 2; }));
+  ASSERT_TRUE(clock.RunUntil([&] { return server->ArticleCount(posted.Files()[2].ids[1]) == 1; }));
   ASSERT_TRUE(RunToState("receiving article"));
   Start();
   clock.Advance(32'000);  // the server answers no more

@@ -1,6 +1,7 @@
 // The exchange with the news server, through the socket, and the watch over its silence.
 #include <gtest/gtest.h>
 
+#include "engine/usenet.h"
 #include "platform/text.h"
 #include "support/engine_fixture.h"
 
@@ -32,8 +33,9 @@ TEST_F(SessionTest, SendsTheFiveCommandsInOrderAndTakesRepliesInAnyPieces) {
     commands += request.substr(0, request.find_last_of(' ')) + "|";
   EXPECT_EQ(commands,
             "AUTHINFO USER|AUTHINFO PASS|GROUP|ARTICLE|ARTICLE|GROUP|ARTICLE|ARTICLE|Quit|");
-  EXPECT_EQ(window->stStatus.Text() + window->pbStart.Caption() + window->stPercent.Text(),
-            "Done.Start100.00%");
+  EXPECT_EQ(view.status, "Done.");
+  EXPECT_FALSE(view.stops);
+  EXPECT_EQ(view.percent, 100);
   for (const int size : {1, 2, 3, 4, 5, 7, 64}) {
     SCOPED_TRACE(size);
     server->ClearRules();
@@ -42,7 +44,7 @@ TEST_F(SessionTest, SendsTheFiveCommandsInOrderAndTakesRepliesInAnyPieces) {
     server->On(NewsServer::kGreeting, SplitEvery(size));
     EmptyDownloads();
     DownloadAll();
-    EXPECT_EQ(window->TotalErrors, 0);
+    EXPECT_EQ(engine->TotalErrors, 0);
   }
 }
 
@@ -66,10 +68,10 @@ TEST_F(SessionTest, TheRestOfALineIsNoReply) {
   ASSERT_TRUE(clock.RunUntil([&] {
     held += server->Held();
     server->Release();
-    return window->State == "logged off";
+    return engine->State() == "logged off";
   }));
   EXPECT_GE(held, 2 * 3 + 6) << "a piece was not sent by itself";
-  EXPECT_EQ(window->TotalErrors, 0);
+  EXPECT_EQ(engine->TotalErrors, 0);
   ExpectAllFiles();
 }
 
@@ -87,15 +89,15 @@ TEST_F(SessionTest, ARefusedLogOnIsShownAndTheSessionStays) {
     server->ClearRules();
     server->On(c.request, Answer(c.answer));
     Start();
-    ASSERT_TRUE(clock.RunUntil([&] { return InStr(window->stStatus.Text(), c.answer) > 0; }));
-    EXPECT_EQ(window->State, c.state);
-    window->Stop();
+    ASSERT_TRUE(clock.RunUntil([&] { return InStr(view.status, c.answer) > 0; }));
+    EXPECT_EQ(engine->State(), c.state);
+    engine->Stop();
   }
   server->ClearRules();
   server->On(NewsServer::kGreeting, Answer("502 closed"));
   Start();
-  ASSERT_TRUE(clock.RunUntil([&] { return InStr(window->stStatus.Text(), "502 closed") > 0; }));
-  EXPECT_EQ(window->State, "connect");
+  ASSERT_TRUE(clock.RunUntil([&] { return InStr(view.status, "502 closed") > 0; }));
+  EXPECT_EQ(engine->State(), "connect");
 }
 
 TEST_F(SessionTest, ARefusedArticleIsCountedAndNotAskedAgain) {
@@ -105,8 +107,8 @@ TEST_F(SessionTest, ARefusedArticleIsCountedAndNotAskedAgain) {
   server->On("QUIT", Silence());
   Start();
   ASSERT_TRUE(RunToState("sent quit"));
-  EXPECT_EQ(window->stStatus.Text(), "All done, but with errors on 1 posts.");
-  window->Stop();
+  EXPECT_EQ(view.status, "All done, but with errors on 1 posts.");
+  engine->Stop();
   EXPECT_EQ(server->ArticleCount(id), 1);
   EXPECT_EQ(Cell(0, ListColumn::kErrors), "1");
   EXPECT_EQ(Cell(0, ListColumn::kMessage),
@@ -127,12 +129,12 @@ TEST_F(SessionTest, StopSignsOffAndStartGoesOn) {
   server->On("ARTICLE <" + posted.Files()[0].ids[4], StallAfter(900), 1);
   Start();
   ASSERT_TRUE(RunToState("receiving article"));
-  EXPECT_EQ(window->pbStart.Caption(), "Stop");
-  window->pbStart.Push();
-  EXPECT_EQ(window->stStatus.Text(), "Signing off...");
-  EXPECT_FALSE(window->pbStart.Enabled());
+  EXPECT_TRUE(view.stops);
+  Start();
+  EXPECT_EQ(view.status, "Signing off...");
+  EXPECT_FALSE(view.enabled);
   ASSERT_TRUE(RunToEnd());
-  EXPECT_TRUE(window->pbStart.Enabled());
+  EXPECT_TRUE(view.enabled);
   DownloadAll();
   EXPECT_EQ(server->ArticleCount(posted.Files()[0].ids[0]), 1);
 }
@@ -142,38 +144,35 @@ TEST_F(SessionTest, StartWithoutAnNZBKeepsItsOddEnd) {
   Start();
   ASSERT_EQ(Asked().boxes.size(), 1u);
   EXPECT_EQ(Asked().boxes[0].text, "You must import an NZB file first.");
-  EXPECT_EQ(window->pbStart.Caption(), "Stop");
-  window->pbStart.Push();
-  EXPECT_FALSE(window->pbStart.Enabled());
+  EXPECT_TRUE(view.stops);
+  Start();
+  EXPECT_FALSE(view.enabled);
 }
 
 TEST_F(SessionTest, AConnectionThatTheServerEndsIsToldOnce) {
   Post({"a.rar", "b.avi"});
   server->On(NewsServer::kGreeting, CutAfter(2));
   int told = 0;
-  window->News.Error = [&] { ++told; };
+  engine->News.Error = [&] { ++told; };
   Start();
   ASSERT_TRUE(clock.RunUntil([&] { return told > 0; }));
   clock.Advance(5000);
   EXPECT_EQ(told, 1);
-  EXPECT_FALSE(window->News.IsConnected());
-  EXPECT_EQ(window->News.ErrorText(), "The remote host closed the connection");
+  EXPECT_FALSE(engine->News.IsConnected());
+  EXPECT_EQ(engine->News.ErrorText(), "The remote host closed the connection");
 }
 
 TEST_F(SessionTest, AServerThatCannotBeReachedIsNamedWithTheReason) {
   Post({"a.rar"});
-  const std::string port = window->efPort.Text();
   for (const auto& [host, why] : {std::pair("no such host", "Host not found"),
                                   {"127.0.0.1", "There is no port 0"},
                                   {" localhost\t", nullptr}}) {
-    window->efURL.SetText(host);
-    window->efPort.SetText(why && host[0] == '1' ? "0" : port);
-    Settle();
+    FillForm({.URL = host, .Port = why && host[0] == '1' ? 0 : server->Port()});
     Start();
     if (!why) break;
     const std::string text = std::string("Could not connect to ") + host + ": " + why;
-    ASSERT_TRUE(clock.RunUntil([&] { return window->stStatus.Text() == text; }, 10'000)) << text;
-    window->Stop();
+    ASSERT_TRUE(clock.RunUntil([&] { return view.status == text; }, 10'000)) << text;
+    engine->Stop();
   }
   ASSERT_TRUE(RunToEnd());
   ExpectAllFiles();
@@ -182,9 +181,9 @@ TEST_F(SessionTest, AServerThatCannotBeReachedIsNamedWithTheReason) {
 TEST_F(SessionTest, PortsThatDoNotFitGetAdvice) {
   Post({"a.rar", "b.avi"});
   for (const auto& [port, ssl] : {std::pair(563, 999), {119, 2}, {119, 999}}) {
-    window->TheServerPort = port;
-    window->TheSSLSetting = ssl;
-    window->News_Error();
+    engine->TheServerPort = port;
+    engine->TheSSLSetting = ssl;
+    engine->News_Error();
   }
   ASSERT_EQ(Asked().boxes.size(), 2u);
   EXPECT_TRUE(Asked().boxes[0].text.starts_with(
@@ -215,9 +214,11 @@ TEST_F(SessionTest, ACertificateThatCannotBeTrustedIsToldAndKeepsThePasswordAtHo
     Serve(options);
     if (c.tls) server->WriteAuthority(data / "ca.pem");
     ASSERT_TRUE(SSLSocket::TrustCertificates(data.Item("ca.pem")));
-    window->efURL.SetText("localhost");
-    window->pmSSL.SetListIndex(1);
-    Settle();
+    FillForm({.URL = "localhost",
+              .Username = options.user,
+              .Password = options.password,
+              .Port = server->Port(),
+              .SSL = 2});
     Import();
     Code::DebugOn = true;
     Start();
@@ -227,15 +228,15 @@ TEST_F(SessionTest, ACertificateThatCannotBeTrustedIsToldAndKeepsThePasswordAtHo
       break;
     }
     const std::string told = std::string("No secure connection to localhost: ") + c.reason;
-    ASSERT_TRUE(clock.RunUntil([&] { return window->stStatus.Text().starts_with(told); }, 10'000))
-        << window->stStatus.Text();
+    ASSERT_TRUE(clock.RunUntil([&] { return view.status.starts_with(told); }, 10'000))
+        << view.status;
     EXPECT_NE(ReadFile(data / "Gravlin/Gravlin_Debug..txt").find(c.reason), std::string::npos);
     // A server without TLS takes the greeting of the handshake for a request.
     for (const std::string& request : server->Requests()) {
       EXPECT_FALSE(c.tls) << request;
       EXPECT_EQ(request.find("AUTHINFO"), std::string::npos) << request;
     }
-    window->Stop();
+    engine->Stop();
   }
 }
 
@@ -250,8 +251,8 @@ TEST_F(SessionTest, AReplyWithoutAnEndIsGivenUp) {
     return reply;
   });
   Start();
-  ASSERT_TRUE(clock.RunUntil([&] { return window->TotalErrors == 1; }, 50'000));
-  EXPECT_LT(window->News.Lookahead().size(), 10'000u);
+  ASSERT_TRUE(clock.RunUntil([&] { return engine->TotalErrors == 1; }, 50'000));
+  EXPECT_LT(engine->News.Lookahead().size(), 10'000u);
   ASSERT_TRUE(RunToEnd());
   EXPECT_EQ(server->Connections(), 2);
   EXPECT_EQ(server->ArticleCount(id), 1);
@@ -275,25 +276,24 @@ TEST_F(SessionTest, AFloodNeitherUndoesAStopNorBringsACallAtOnce) {
                    .then = Reply::Then::kStall};
     });
     const int connections = server->Connections();
-    const auto read = window->News.DataAvailable;
+    const auto read = engine->News.DataAvailable;
     Start();
     const bool greeting = prefix == NewsServer::kGreeting;
     ASSERT_TRUE(RunToState(greeting ? "connect" : "sent group"));
-    window->News.DataAvailable = nullptr;
-    if (!greeting) window->News.Overflow = [this] { window->pbStart.Push(); };
+    engine->News.DataAvailable = nullptr;
+    if (!greeting) engine->News.Overflow = [this] { Start(); };
     if (greeting) {
-      ASSERT_TRUE(
-          clock.RunUntil([&] { return window->stStatus.Text().starts_with("Reply thrown"); }));
+      ASSERT_TRUE(clock.RunUntil([&] { return view.status.starts_with("Reply thrown"); }));
       clock.Advance(50'000);
       EXPECT_EQ(server->Connections(), connections + 1);
-      window->pbStart.Push();
+      Start();
     }
-    ASSERT_TRUE(TestClock::PumpUntil([&] { return !window->pbStart.Enabled(); }));
+    ASSERT_TRUE(TestClock::PumpUntil([&] { return !view.enabled; }));
     const int patience = greeting ? 32'000 : 3'000;
-    ASSERT_TRUE(clock.RunUntil([&] { return window->stStatus.Text() == "Done."; }, patience));
+    ASSERT_TRUE(clock.RunUntil([&] { return view.status == "Done."; }, patience));
     EXPECT_EQ(server->Connections(), connections + 1);
-    window->News.DataAvailable = read;
-    window->News.Overflow = [this] { window->TheTimer.FireSoon(); };
+    engine->News.DataAvailable = read;
+    engine->News.Overflow = [this] { engine->TheTimer.FireSoon(); };
   }
 }
 
@@ -308,8 +308,8 @@ class WatchdogTest : public EngineTest {
     server->On("ARTICLE <" + posted.Files()[0].ids[1], StallAfter(count), 1);
     Start();
     ASSERT_TRUE(TestClock::PumpUntil([&] {
-      return window->State == "receiving article" && window->News.Lookahead().size() == count &&
-             window->PartNo == 2;
+      return engine->State() == "receiving article" && engine->News.Lookahead().size() == count &&
+             engine->PartNo == 2;
     }));
   }
 };
@@ -317,20 +317,19 @@ class WatchdogTest : public EngineTest {
 TEST_F(WatchdogTest, SilenceIsCountedDownAndEndsInANewSession) {
   StallInTheSecondPart(5000);
   clock.Advance(30000);
-  EXPECT_TRUE(window->stStatus.Text().starts_with("Receiving post: 4kb - Part: 2 - film.avi"))
-      << window->stStatus.Text();
+  EXPECT_TRUE(view.status.starts_with("Receiving post: 4kb - Part: 2 - film.avi")) << view.status;
   clock.Advance(1000);
-  EXPECT_TRUE(window->stStatus.Text().starts_with("Receiving post: "));
+  EXPECT_TRUE(view.status.starts_with("Receiving post: "));
   clock.Advance(29000);
   EXPECT_EQ(server->Connections(), 1);
   server->On(NewsServer::kGreeting, Silence(), 1);
   clock.Advance(1000);
-  EXPECT_EQ(window->stStatus.Text(), "Trying to reconnect to 127.0.0.1...");
-  EXPECT_TRUE(window->Reconecting);
+  EXPECT_EQ(view.status, "Trying to reconnect to 127.0.0.1...");
+  EXPECT_TRUE(engine->Reconecting);
   clock.Advance(31000);
-  EXPECT_TRUE(window->stStatus.Text().ends_with(". Will try to reconnect in 29 seconds..."));
+  EXPECT_TRUE(view.status.ends_with(". Will try to reconnect in 29 seconds..."));
   clock.Advance(29000);
-  EXPECT_TRUE(window->stStatus.Text().ends_with(". Will try to reconnect in 0 seconds..."));
+  EXPECT_TRUE(view.status.ends_with(". Will try to reconnect in 0 seconds..."));
   clock.Advance(1000);
   ASSERT_TRUE(RunToEnd());
   EXPECT_EQ(server->Connections(), 3);
@@ -350,27 +349,32 @@ TEST_F(WatchdogTest, AClockThatIsPutBackOnlyDelays) {
 }
 
 TEST_F(WatchdogTest, NothingIsWatchedDuringAssembly) {
-  StallInTheSecondPart(5000);
-  window->Decoding = true;
-  clock.Advance(600000);
+  posted.Add("a.rar", 4000, 2000, Coding::kYenc, "body.rar");
+  Serve();
+  Import();
+  RunIntoAnAssembly();
+  clock.start_seconds += 600;
+  clock.Advance(1500);
+  EXPECT_TRUE(engine->Decoding());
+  Code::DBFree = true;
+  ASSERT_TRUE(RunToEnd());
   EXPECT_EQ(server->Connections(), 1);
-  EXPECT_FALSE(InStr(window->stStatus.Text(), "No response") > 0);
-  window->Decoding = false;
 }
 
 TEST_F(WatchdogTest, TheTickShowsSpeedPeakAndTimeLeft) {
   StallInTheSecondPart(8192);
   clock.Advance(10);  // less than a sixtieth of a second
-  window->TheTimer_Action();
-  EXPECT_EQ(window->stThroughput.Text(), "Speed: 6400");
+  engine->TheTimer_Action();
+  EXPECT_EQ(view.speed, 6400);
   clock.Advance(2000);
-  EXPECT_EQ(window->stThroughput.Text() + window->stPeak.Text(), "Speed: 32Peak: 6400");
-  window->BytesLeft = 3 * 3600 * window->CurrentBytes / 2;
-  window->UpdateTime();
-  EXPECT_EQ(window->stTime.Text(), "03:00:00");
-  window->BytesLeft = -5000000;
-  window->UpdateTime();
-  EXPECT_EQ(window->stTime.Text(), "03:00:00");
+  EXPECT_EQ(view.speed, 32);
+  EXPECT_EQ(view.peak, 6400);
+  engine->BytesLeft = 3 * 3600 * engine->CurrentBytes / 2;
+  engine->UpdateTime();
+  EXPECT_EQ(view.time_left, 3 * 3600);
+  engine->BytesLeft = -5000000;
+  engine->UpdateTime();
+  EXPECT_EQ(view.time_left, 3 * 3600);
 }
 
 }  // namespace

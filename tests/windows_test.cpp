@@ -6,7 +6,6 @@
 #include <QLineEdit>
 #include <QProgressBar>
 
-#include "engine/gravlin.h"
 #include "platform/look.h"
 #include "platform/native.h"
 #include "postprocess/outcome_windows.h"
@@ -16,6 +15,7 @@
 #include "ui/console.h"
 #include "ui/file_types_window.h"
 #include "ui/files_window.h"
+#include "ui/gravlin.h"
 #include "ui/message_window.h"
 #include "ui/small_windows.h"
 

@@ -2,10 +2,10 @@
 #include <QRect>
 
 #include "engine/active_files.h"
-#include "engine/gravlin.h"
 #include "support/full_disk.h"
 #include "support/store_fixture.h"
 #include "ui/files_window.h"
+#include "ui/gravlin.h"
 #include "ui/message_window.h"
 
 namespace gravlin::testing {

@@ -5,7 +5,6 @@
 
 #include "base/code.h"
 #include "base/endpoints.h"
-#include "engine/gravlin.h"
 #include "nzb/catalogue.h"
 #include "platform/clock.h"
 #include "platform/desktop.h"
@@ -14,6 +13,7 @@
 #include "store/database.h"
 #include "store/schema.h"
 #include "store/writers.h"
+#include "ui/gravlin.h"
 #include "ui/menu_main.h"
 #include "ui/message_window.h"
 

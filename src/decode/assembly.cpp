@@ -11,15 +11,15 @@
 
 #include "decode/decode_file.h"
 #include "decode/encodings.h"
-#include "decode/grv_concat.h"
 #include "engine/active_files.h"
-#include "engine/gravlin.h"
+#include "engine/engine.h"
 #include "engine/part_files.h"
 #include "nzb/names.h"
 #include "platform/failures.h"
 #include "platform/streams.h"
 #include "platform/text.h"
 #include "platform/thread.h"
+#include "store/database.h"
 #include "store/writers.h"
 
 namespace gravlin {
@@ -50,11 +50,13 @@ std::string_view BodyFor(std::string_view encoding, std::string_view text) {
   return text;  // yEnc finds its blocks among the headers
 }
 
+}  // namespace
+
 // The steps of one file's assembly.
-class Assembly {
+class Engine::Assembly {
  public:
   // Both outlive it.
-  Assembly(Gravlin& window, const AssemblyJob& job) : window_(window), job_(job) {}
+  Assembly(Engine& engine, const AssemblyJob& job) : engine_(engine), job_(job) {}
   void Assemble();
   void Decode();
 
@@ -71,83 +73,83 @@ class Assembly {
   void DeleteParts();
   bool IsThereAlready(std::string_view name);
   void RenameToNameInBody();
-  void ShowRow(const char* done, std::string_view message);
+  void ShowRow(bool done, std::string_view message);
   void Fail(const char* label, std::string_view why);
 
-  Gravlin& window_;
+  Engine& engine_;
   const AssemblyJob& job_;
 };
 
-FolderItem Assembly::JoinedFile() const { return window_.fParts.Child(job_.TheFilename + ".txt"); }
-
-FolderItem Assembly::TemporaryFile() const {
-  const std::string extension = SameText(job_.TheExt, "txt") ? "decoded.txt" : job_.TheExt;
-  return window_.fParts.Child("nzb_temp." + extension);
+FolderItem Engine::Assembly::JoinedFile() const {
+  return engine_.fParts.Child(job_.TheFilename + ".txt");
 }
 
-std::optional<std::vector<std::int32_t>> Assembly::PartNumbers() const {
+FolderItem Engine::Assembly::TemporaryFile() const {
+  const std::string extension = SameText(job_.TheExt, "txt") ? "decoded.txt" : job_.TheExt;
+  return engine_.fParts.Child("nzb_temp." + extension);
+}
+
+std::optional<std::vector<std::int32_t>> Engine::Assembly::PartNumbers() const {
   std::optional<std::vector<std::int32_t>> numbers;
-  Thread::Offload([&numbers, this, folder = window_.fParts] {
+  Thread::Offload([&numbers, this, folder = engine_.fParts] {
     numbers = PartNumbersIn(folder, job_.TheFilename, job_.LargestPartNo);
   });
   return numbers;
 }
 
-std::string Assembly::NameInBody(std::int32_t part, std::string_view text) {
-  const FolderItem target = window_.fDownloads.Child(job_.TheFilename);
+std::string Engine::Assembly::NameInBody(std::int32_t part, std::string_view text) {
+  const FolderItem target = engine_.fDownloads.Child(job_.TheFilename);
   if (target.IsNil() || target.Exists()) return {};
   const std::string name =
       Code::CleanSQLString(Code::CleanFilename(Code::ExtractFilenameFromBody(text)));
   if (name.empty() || SameText(name, job_.TheFilename)) return name;
   if (SameText(name, "Extracted_Files")) return {};  // the folder of what comes out of archives
-  window_.WriteDebug("Gravlin.Assemble", "Found filename in part " + Str(part) + ": " + name);
-  const std::string fixed = Code::FixNZBFilename(*window_.db, name);
-  if (fixed != name) window_.WriteDebug("Gravlin.Assemble", "Filename cleaned: " + fixed);
+  engine_.WriteDebug("Gravlin.Assemble", "Found filename in part " + Str(part) + ": " + name);
+  const std::string fixed = Code::FixNZBFilename(*engine_.db, name);
+  if (fixed != name) engine_.WriteDebug("Gravlin.Assemble", "Filename cleaned: " + fixed);
   return fixed;
 }
 
-void Assembly::ShowRow(const char* done, std::string_view message) {
-  if (const int row = window_.List.FindRow(job_.TheFilename); row >= 0) {
-    window_.List.SetListIndex(row);
-    if (done) window_.List.SetCell(row, ListColumn::kDone, done);
-    window_.List.SetCell(row, ListColumn::kMessage, message);
+void Engine::Assembly::ShowRow(bool done, std::string_view message) {
+  if (const int row = engine_.List.FindRow(job_.TheFilename); row >= 0) {
+    engine_.List.SetListIndex(row);
+    if (done) engine_.List.SetDone(row);
+    engine_.List.SetMessage(row, message);
   }
-  window_.List.Refresh();
 }
 
 // Nothing is lost but time: the parts stay.  The room of the temporary files is given back, since a
 // full disk may be the reason.
-void Assembly::Fail(const char* label, std::string_view why) {
+void Engine::Assembly::Fail(const char* label, std::string_view why) {
   const std::string text = "Could not assemble " + job_.TheFilename + ": " + std::string(why) + ".";
-  window_.WriteDebug(label, text);
-  window_.stStatus.SetText(text);
-  window_.stStatus.Refresh();
-  ++window_.TotalErrors;
-  ShowRow(nullptr, "Last error: " + std::string(why) + ".");
+  engine_.WriteDebug(label, text);
+  engine_.SetStatus(text);
+  ++engine_.TotalErrors;
+  ShowRow(false, "Last error: " + std::string(why) + ".");
   for (const FolderItem& left : {JoinedFile(), TemporaryFile()}) {
     if (!left.IsNil()) left.Delete();
   }
   Code::RemoveFromActiveFiles(job_.TheFilename);
 }
 
-void Assembly::DecodeJoined() {
-  const std::string encoding = window_.Encoding;
-  window_.WriteDebug("Decode", "Decoding " + encoding + " file: " + job_.TheFilename);
+void Engine::Assembly::DecodeJoined() {
+  const std::string encoding = engine_.Encoding;
+  engine_.WriteDebug("Decode", "Decoding " + encoding + " file: " + job_.TheFilename);
   bool decoded = false;
-  Thread::Offload([&decoded, encoding, source = JoinedFile(), target = window_.fTemp] {
+  Thread::Offload([&decoded, encoding, source = JoinedFile(), target = engine_.fTemp] {
     decoded = DecodeFile(encoding, source, target);
   });
   Need(decoded, "the file could not be decoded");
-  window_.WriteDebug("Decode",
+  engine_.WriteDebug("Decode",
                      job_.TheFilename + " created. Encoding was " + encoding + ". Bytes = " +
-                         Format(static_cast<double>(window_.fTemp.Length()), "###,###,###,###"));
+                         Format(static_cast<double>(engine_.fTemp.Length()), "###,###,###,###"));
 }
 
 // Flushes the decoded file and moves it under its name, in one step that replaces nothing.
-void Assembly::PutInPlace() {
+void Engine::Assembly::PutInPlace() {
   bool flushed = false, moved = false;
-  FolderItem file = window_.fTemp;
-  Thread::Offload([&flushed, &moved, &file, this, folder = window_.fDownloads]() mutable {
+  FolderItem file = engine_.fTemp;
+  Thread::Offload([&flushed, &moved, &file, this, folder = engine_.fDownloads]() mutable {
     if (!folder.Exists()) folder.CreateAsFolder();
     flushed = file.Flush();
     moved = flushed && file.MoveTo(folder, job_.TheFilename);
@@ -156,81 +158,79 @@ void Assembly::PutInPlace() {
     if (moved && !flushed) file.Delete();
   });
   Need(moved, "the decoded file could not be moved to the Downloads folder");
-  window_.fTemp = file;
+  engine_.fTemp = file;
   Need(flushed, "the Downloads folder could not be flushed");
 }
 
-void Assembly::DeleteParts() {
-  window_.WriteDebug("Decode", "Deleting part files...");
+void Engine::Assembly::DeleteParts() {
+  engine_.WriteDebug("Decode", "Deleting part files...");
   // Where the folder cannot be read a launch deletes them.
   for (const std::int32_t number : PartNumbers().value_or(std::vector<std::int32_t>())) {
-    window_.fParts.Child(PartFileNameOf(job_.TheFilename, number)).Delete();
+    engine_.fParts.Child(PartFileNameOf(job_.TheFilename, number)).Delete();
     Thread::Yield();
   }
 }
 
 // A run that was cut off between the new name on the disk and the same in the store has the file
 // fetched again.  Then the one that is there stays, and this copy goes.
-bool Assembly::IsThereAlready(std::string_view name) {
-  const FolderItem there = window_.fDownloads.Child(name);
+bool Engine::Assembly::IsThereAlready(std::string_view name) {
+  const FolderItem there = engine_.fDownloads.Child(name);
   if (there.IsNil()) return false;
   bool same = false;
-  Thread::Offload([&same, there, copy = window_.fTemp] { same = SameBytes(there, copy); });
-  if (!same || !window_.fTemp.Delete()) return false;
-  window_.fTemp = there;
+  Thread::Offload([&same, there, copy = engine_.fTemp] { same = SameBytes(there, copy); });
+  if (!same || !engine_.fTemp.Delete()) return false;
+  engine_.fTemp = there;
   return true;
 }
 
 // The file gets the name that its poster gave it.  The store follows, so that a later run finds the
 // file; the queue goes on only then, or a power cut during the next file would bring this one down
 // again under its other name.
-void Assembly::RenameToNameInBody() {
-  const std::string& name = window_.RealFilename;
+void Engine::Assembly::RenameToNameInBody() {
+  const std::string& name = engine_.RealFilename;
   if (name.empty() || SameText(name, job_.TheFilename)) return;
-  if (!window_.fTemp.SetName(name) && !IsThereAlready(name)) {
-    window_.WriteDebug("Gravlin.Decode", "Could not rename " + job_.TheFilename + " to " + name);
+  if (!engine_.fTemp.SetName(name) && !IsThereAlready(name)) {
+    engine_.WriteDebug("Gravlin.Decode", "Could not rename " + job_.TheFilename + " to " + name);
     return;
   }
   // In this order, so that the store never names a file that the folder does not.
-  Thread::Offload([folder = window_.fDownloads] { folder.Flush(); });
-  window_.WriteDebug("Gravlin.Decode",
+  Thread::Offload([folder = engine_.fDownloads] { folder.Flush(); });
+  engine_.WriteDebug("Gravlin.Decode",
                      "Renamed: " + job_.TheFilename + " to filename found in body: " + name);
   // An import may have given the ID to a file of another NZB meanwhile.
   Code::SaveToDB({"Update NZBFiles Set Filename='" + name + "' where ID=" +
                   Str(job_.DownloaderFilesID) + " and Filename='" + job_.TheFilename + "'"},
                  "none", /*durable=*/true);
-  if (const int row = window_.List.FindRow(job_.TheFilename); row >= 0) {
-    window_.List.SetListIndex(row);
-    window_.List.SetCell(row, ListColumn::kFilename, name);
+  if (const int row = engine_.List.FindRow(job_.TheFilename); row >= 0) {
+    engine_.List.SetListIndex(row);
+    engine_.List.Rename(row, name);
   }
-  window_.List.Refresh();
   Code::AwaitWrites();
 }
 
-void Assembly::Assemble() {
-  window_.Encoding.clear();
-  window_.RealFilename.clear();
-  window_.Assembling = true;
-  window_.TotalDecodeBytes = 0;
-  window_.WriteDebug("Assemble", "Beginning to assemble: " + job_.TheFilename);
+void Engine::Assembly::Assemble() {
+  engine_.Encoding.clear();
+  engine_.RealFilename.clear();
+  engine_.assembling_ = true;
+  engine_.TotalDecodeBytes = 0;
+  engine_.WriteDebug("Assemble", "Beginning to assemble: " + job_.TheFilename);
   try {
     LongBinaryStream joined(JoinedFile(), true, kWorkBlock);
-    window_.stStatus.SetText("Assembling: " + job_.TheFilename);
-    window_.stStatus.Refresh();
+    engine_.ShowAssemblyStatus("Assembling: " + job_.TheFilename);
     std::string text;
     const std::optional<std::vector<std::int32_t>> numbers = PartNumbers();
     Need(numbers && !numbers->empty(), "its parts could not be found");
     for (const std::int32_t number : *numbers) {
-      ReadPart(window_.fParts.Child(PartFileNameOf(job_.TheFilename, number)), text);
-      if (window_.Encoding.empty()) {
-        window_.Encoding = Code::DetermineEncoding(text);
-        window_.WriteDebug("Assemble",
-                           "Encoding for part " + Str(number) + " is: " + window_.Encoding);
+      ReadPart(engine_.fParts.Child(PartFileNameOf(job_.TheFilename, number)), text);
+      if (engine_.Encoding.empty()) {
+        engine_.Encoding = Code::DetermineEncoding(text);
+        engine_.WriteDebug("Assemble",
+                           "Encoding for part " + Str(number) + " is: " + engine_.Encoding);
       }
-      if (window_.RealFilename.empty()) window_.RealFilename = NameInBody(number, text);
-      const std::string_view body = BodyFor(window_.Encoding, text);
+      if (engine_.RealFilename.empty()) engine_.RealFilename = NameInBody(number, text);
+      const std::string_view body = BodyFor(engine_.Encoding, text);
       Need(joined.Write(body), "the parts could not be joined");
-      window_.TotalDecodeBytes += static_cast<double>(body.size());
+      engine_.TotalDecodeBytes += static_cast<double>(body.size());
       Thread::Yield();
     }
     Need(joined.Close(), "the parts could not be joined");
@@ -241,29 +241,28 @@ void Assembly::Assemble() {
     Fail("Assemble", "a file could not be opened");
     return;
   }
-  window_.Assembling = false;
-  window_.Decode(job_);
+  engine_.assembling_ = false;
+  engine_.Decode(job_);
 }
 
-void Assembly::Decode() {
-  window_.Decoding = true;
-  window_.stStatus.SetText("Decoding: " + job_.TheFilename);
-  window_.stStatus.Refresh();
+void Engine::Assembly::Decode() {
+  engine_.decoding_ = true;
+  engine_.ShowAssemblyStatus("Decoding: " + job_.TheFilename);
   try {
-    window_.fTemp = TemporaryFile();
-    if (window_.fTemp.IsNil()) throw NilObjectException();
-    window_.fTemp.Delete();  // of an earlier run that was cut off
+    engine_.fTemp = TemporaryFile();
+    if (engine_.fTemp.IsNil()) throw NilObjectException();
+    engine_.fTemp.Delete();  // of an earlier run that was cut off
     // Without an encoding there is no decoded file, and the row is reported as saved all the same;
     // but the parts, which are all there is, stay, and nothing is renamed.
-    const bool decodable = !window_.Encoding.empty();
+    const bool decodable = !engine_.Encoding.empty();
     if (decodable) {
       DecodeJoined();
       PutInPlace();
     }
-    window_.FileCreated = true;
+    engine_.FileCreated = true;
     JoinedFile().Delete();
     if (decodable) DeleteParts();
-    ShowRow("Yes", "File saved OK.");
+    ShowRow(true, "File saved OK.");
     Code::RemoveFromActiveFiles(job_.TheFilename);
     if (decodable) RenameToNameInBody();
   } catch (const AssemblyFailure& failure) {
@@ -273,12 +272,30 @@ void Assembly::Decode() {
     Fail("Decode", "a file could not be opened");
     return;
   }
-  window_.Decoding = false;
+  engine_.decoding_ = false;
 }
 
-}  // namespace
+// The thread that joins and decodes one file.  One works at a time: a second one waits until the
+// first has ended.  thread_flag_ is set when none is left.
+class grvConcat : public Thread {
+ public:
+  // `engine` outlives the thread.
+  grvConcat(Engine& engine, AssemblyJob job) : engine_(engine), job_(std::move(job)) {
+    ++engine_.assemblies_;
+  }
+  ~grvConcat() override { --engine_.assemblies_; }
 
-void Gravlin::StartConcat() {
+ protected:
+  void Event_Run() override;
+
+ private:
+  void End();
+
+  Engine& engine_;
+  AssemblyJob job_;
+};
+
+void Engine::StartConcat() {
   WriteDebug("StartConcat", "Found all the parts for: " + TheFilename);
   if (!Code::AddToActiveFiles(TheFilename)) {
     WriteDebug("StartConcat", "Another Downloader is assembling and decoding " + TheFilename +
@@ -286,16 +303,16 @@ void Gravlin::StartConcat() {
     if (running_) GetNextArticle();  // there is no next one outside a run
     return;
   }
-  ThreadFlag = false;
+  thread_flag_ = false;
   Thread::Run(std::make_unique<grvConcat>(
       *this, AssemblyJob{TheFilename, TheExt, LargestPartNo, DownloaderFilesID}));
 }
 
 void grvConcat::Event_Run() {
-  while (!may::Assemble(window_.CurrentSituation())) Thread::Sleep(kPause);
-  window_.ConcatRunning = true;
+  while (!may::Assemble(engine_.CurrentSituation())) Thread::Sleep(kPause);
+  engine_.joining_ = true;
   try {
-    window_.Assemble(job_);
+    engine_.Assemble(job_);
   } catch (const std::exception&) {
     End();
     throw;
@@ -304,22 +321,34 @@ void grvConcat::Event_Run() {
 }
 
 void grvConcat::End() {
-  window_.ConcatRunning = false;
+  engine_.joining_ = false;
   // The one that waits has cleared the flag before, and sets it in its turn.
-  if (window_.Concats > 1) return;
-  window_.ThreadFlag = true;
-  if (window_.CurrentSituation().running) {
-    window_.TheTimer.FireSoon();
+  if (engine_.assemblies_ > 1) return;
+  engine_.thread_flag_ = true;
+  if (engine_.CurrentSituation().running) {
+    engine_.TheTimer.FireSoon();
     return;
   }
-  // Outside a run nothing else would take these words away.
-  const std::string status = window_.stStatus.Text();
-  if (status.starts_with("Assembling: ") || status.starts_with("Decoding: "))
-    window_.stStatus.SetText(window_.FirstStartDone ? window_.OverText() : "Ready.");
+  // Outside a run nothing else would take its words away.
+  if (engine_.status_of_assembly_)
+    engine_.SetStatus(engine_.FirstStartDone ? engine_.OverText() : "Ready.");
 }
 
-void Gravlin::Assemble(const AssemblyJob& job) { Assembly(*this, job).Assemble(); }
+// True once after an assembly has ended.
+bool Engine::TakeThreadFlag() {
+  if (!thread_flag_) return false;
+  thread_flag_ = false;
+  assembling_ = decoding_ = false;  // a failure leaves one of them set
+  return true;
+}
 
-void Gravlin::Decode(const AssemblyJob& job) { Assembly(*this, job).Decode(); }
+void Engine::ShowAssemblyStatus(std::string_view text) {
+  SetStatus(text);
+  status_of_assembly_ = true;
+}
+
+void Engine::Assemble(const AssemblyJob& job) { Assembly(*this, job).Assemble(); }
+
+void Engine::Decode(const AssemblyJob& job) { Assembly(*this, job).Decode(); }
 
 }  // namespace gravlin

@@ -4,13 +4,15 @@
 
 #include "base/code.h"
 #include "engine/active_files.h"
-#include "engine/gravlin.h"
+#include "engine/engine.h"
 #include "engine/part_files.h"
+#include "engine/run_view.h"
 #include "engine/states.h"
 #include "platform/failures.h"
 #include "platform/streams.h"
 #include "platform/text.h"
 #include "platform/thread.h"
+#include "store/database.h"
 #include "store/writers.h"
 
 namespace gravlin {
@@ -37,13 +39,13 @@ void UndoDotStuffing(std::string& article) {
 
 }  // namespace
 
-FolderItem Gravlin::ScratchFile() const { return fParts.Child("nzb_temp.txt"); }
+FolderItem Engine::ScratchFile() const { return fParts.Child("nzb_temp.txt"); }
 
-std::string Gravlin::PartName(std::int32_t number) const {
+std::string Engine::PartName(std::int32_t number) const {
   return PartFileNameOf(TheFilename, number);
 }
 
-void Gravlin::GetNextArticle() {
+void Engine::GetNextArticle() {
   Code::RemoveFromActiveFiles(PartFileName);
   ++ArticleIndex;
   if (ArticleIndex >= static_cast<std::int32_t>(Article.size()))
@@ -52,7 +54,7 @@ void Gravlin::GetNextArticle() {
     GetArticle();
 }
 
-void Gravlin::GetArticle() {
+void Engine::GetArticle() {
   std::string part_name;
   bool taken = false;
   for (std::int32_t i = std::max(ArticleIndex, 0);
@@ -79,18 +81,16 @@ void Gravlin::GetArticle() {
   StartTick = Ticks();
   requested_at_ = TheClock().Nanoseconds();
   SetDeadline();
-  State = states::kSentArticle;
-  stStatus.SetText("Requesting post: " + MessageID);
-  stStatus.Refresh();
+  EnterState(states::kSentArticle);
+  SetStatus("Requesting post: " + MessageID);
   const std::string command = "ARTICLE <" + MessageID + ">";
   WriteDebug("GetArticle", "Sending Command: " + command);
   Send(command);
 }
 
-bool Gravlin::WantsArticle(const FolderItem& part) {
+bool Engine::WantsArticle(const FolderItem& part) {
   if (PartIsThere(part)) {
-    stStatus.SetText("Skipping post " + MessageID + ". File exists in Parts folder.");
-    stStatus.Refresh();
+    SetStatus("Skipping post " + MessageID + ". File exists in Parts folder.");
     return false;
   }
   return !fDownloads.Child(TheFilename).IsNil() && !IsInDownloads(TheFilename) &&
@@ -98,16 +98,15 @@ bool Gravlin::WantsArticle(const FolderItem& part) {
          Code::AddToActiveFiles(part.Name());
 }
 
-void Gravlin::GotArticle() {
+void Engine::GotArticle() {
   WriteDebug("GotArticle", "Got " + MessageID);
-  State = states::kArticleDone;
+  EnterState(states::kArticleDone);
   SaveAndDecodePart();
 }
 
-void Gravlin::SaveAndDecodePart() {
+void Engine::SaveAndDecodePart() {
   WriteDebug("SaveAndDecodePart", "Saving: " + PartFileName);
-  stStatus.SetText("Saving " + PartFileName + "...");
-  stStatus.Refresh();
+  SetStatus("Saving " + PartFileName + "...");
   if (!fParts.Exists()) fParts.CreateAsFolder();
   if (InStr(std::string_view(ArticleBody).substr(0, 5000), "=ybegin") > 0) {
     WriteDebug("SaveAndDecodePart", "Detected yEnc file: " + PartFileName);
@@ -123,12 +122,10 @@ void Gravlin::SaveAndDecodePart() {
   ArticleBody.clear();
   const int row = SelectRowOf(TheFilename);
   if (row >= 0) {
-    List.SetCell(row, ListColumn::kPartsPresent,
-                 Str(ToInt32(Val(List.Cell(row, ListColumn::kPartsPresent))) + 1));
+    List.CountPart(row);
     ++PartsDone;
     UpdateBar1();
   }
-  List.Refresh();
   parts_on_disk_.Add(PartNo);
   if (!PartsComplete()) {
     WriteDebug("SaveAndDecodePart", "Did not find all the parts for: " + TheFilename);
@@ -140,7 +137,7 @@ void Gravlin::SaveAndDecodePart() {
 
 // Only the count that says "complete" is checked against the folder: parts may have been taken away
 // meanwhile.
-bool Gravlin::PartsComplete() {
+bool Engine::PartsComplete() {
   if (parts_on_disk_.Count() != TotalParts) return false;
   for (const std::string& entry : Article) {
     const std::int32_t number = ToInt32(Val(entry));
@@ -153,7 +150,7 @@ bool Gravlin::PartsComplete() {
 
 // The part gets its name only when every byte has been taken, so that a file with a part's name is
 // a whole article.
-bool Gravlin::SavePart() {
+bool Engine::SavePart() {
   part_flush_.BeforePart();
   FolderItem scratch = ScratchFile();
   try {
@@ -174,10 +171,10 @@ bool Gravlin::SavePart() {
 }
 
 // The article counts as an error and is asked for again in a later run.
-void Gravlin::FailPart(std::string_view why) {
+void Engine::FailPart(std::string_view why) {
   const std::string text = "Disk error: " + std::string(why);
   ArticleBody.clear();
-  stStatus.SetText(text);
+  SetStatus(text);
   WriteDebug("SaveAndDecodePart", text);
   RecordError(text);
   ++PartsDone;
@@ -188,12 +185,12 @@ void Gravlin::FailPart(std::string_view why) {
   }
   // The rest would be fetched for nothing.
   stop_reason_ = "Stopped, since the disk takes no more parts.";
-  ShowStartButton(false);
+  SetStartButton(false);
   StopScanning();
 }
 
 // An import may store another list before the writer's turn comes, which then keeps its own sums.
-void Gravlin::CountPart(std::size_t bytes) {
+void Engine::CountPart(std::size_t bytes) {
   const double length = static_cast<double>(bytes);
   const std::string this_file =
       " where ID=" + Str(DownloaderFilesID) + " and Filename='" + TheFilename + "'";
@@ -209,28 +206,25 @@ void Gravlin::CountPart(std::size_t bytes) {
   Code::SaveToDB(std::move(sql), "none");
   BytesLeft -= length;
   mb += length / 1024 / 1024;
-  stMB.SetText("mb: " + Format(mb, mb < 1000 ? "##0.0" : "####0"));
-  stMB.Refresh();
+  view_.ShowMegabytes(mb);
 }
 
 // Row of the first file of that name, made the selected one; -1 if there is none.
-int Gravlin::SelectRowOf(std::string_view filename) {
+int Engine::SelectRowOf(std::string_view filename) {
   const int row = List.FindRow(filename);
   if (row >= 0) List.SetListIndex(row);
   return row;
 }
 
 // Nothing goes to the store: errors live until the end of the run.
-void Gravlin::RecordError(std::string_view code) {
+void Engine::RecordError(std::string_view code) {
   ++TotalErrors;
   const int row = SelectRowOf(TheFilename);
   if (row < 0) return;
-  List.SetCell(row, ListColumn::kErrors,
-               Str(ToInt32(Val(List.Cell(row, ListColumn::kErrors))) + 1));
+  List.CountError(row);
   const std::string text =
       code == "423" ? "423 - post probably expired or removed from server." : std::string(code);
-  List.SetCell(row, ListColumn::kMessage, "Last error: " + text);
-  List.Refresh();
+  List.SetMessage(row, "Last error: " + text);
 }
 
 }  // namespace gravlin

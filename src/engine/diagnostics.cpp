@@ -1,6 +1,6 @@
 // The diagnostics log: one line for each step of the engine, written at once.
 #include "base/code.h"
-#include "engine/gravlin.h"
+#include "engine/engine.h"
 #include "platform/streams.h"
 #include "platform/text.h"
 
@@ -8,7 +8,7 @@ namespace gravlin {
 
 // The file is opened and closed around each line, so that whatever has been written lies on disk
 // when the program dies.
-void Gravlin::WriteDebug(std::string_view label, std::string_view text) {
+void Engine::WriteDebug(std::string_view label, std::string_view text) {
   if (!Code::DebugOn || DebugFile.IsNil()) return;
   const Date now;
   const auto stream = DebugFile.AppendToTextFile();
@@ -19,7 +19,7 @@ void Gravlin::WriteDebug(std::string_view label, std::string_view text) {
   stream->Close();
 }
 
-void Gravlin::StartDebugMode() {
+void Engine::StartDebugMode() {
   DebugFile = Code::AppDataFolder.Child("Gravlin_Debug..txt");
   if (const auto emptied = DebugFile.CreateTextFile()) emptied->Close();
   WriteDebug("StartDebugMode", Code::DebugName);

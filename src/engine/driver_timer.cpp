@@ -2,8 +2,9 @@
 #include <cmath>
 
 #include "engine/active_files.h"
+#include "engine/engine.h"
 #include "engine/engine_step.h"
-#include "engine/gravlin.h"
+#include "engine/run_view.h"
 #include "engine/states.h"
 #include "platform/failures.h"
 #include "platform/text.h"
@@ -18,14 +19,14 @@ constexpr int kSilenceAllowed = 60;
 
 }  // namespace
 
-void Gravlin::SetDeadline() {
+void Engine::SetDeadline() {
   Now = Date();
   LastResponse = Now;
   Deadline = Now;
   Deadline.SetMinute(Now.Minute() + 1);
 }
 
-void Gravlin::TheTimer_Action() {
+void Engine::TheTimer_Action() {
   if (!may::Tick(CurrentSituation())) {
     UpdateTime();
     return;
@@ -39,11 +40,9 @@ void Gravlin::TheTimer_Action() {
   }
 }
 
-void Gravlin::Tick() {
+void Engine::Tick() {
   UpdateTime();
-  if (ThreadFlag) {
-    ThreadFlag = false;
-    Assembling = Decoding = false;  // the thread is over; a failure leaves one of them standing
+  if (TakeThreadFlag()) {
     SetDeadline();
     WriteDebug("TheTimer", "Thread done. Calling LoadNextFile...");
     // Before the log-on is through the log-on itself goes to the next file.
@@ -56,12 +55,11 @@ void Gravlin::Tick() {
     return;
   }
   if (WatchSilence()) return;
-  if (State != states::kReceivingArticle) return;
+  if (state_ != states::kReceivingArticle) return;
   ShowArticleProgress();
   if (!ReplyIsWhole()) return;
-  State = states::kGotArticle;
-  stStatus.SetText("Article received.");
-  stStatus.Refresh();
+  EnterState(states::kGotArticle);
+  SetStatus("Article received.");
   TakeReply(ArticleBody);
   SessionBytes += static_cast<double>(ArticleBody.size());
   CurrentBytes = SessionBytes;
@@ -69,12 +67,12 @@ void Gravlin::Tick() {
 }
 
 // True when it ended the session or started it anew.
-bool Gravlin::WatchSilence() {
+bool Engine::WatchSilence() {
   const double silence = Date().SecondsSince(LastResponse);
   if (silence < 0) SetDeadline();  // the clock was put back
   const int seconds = ToInt32(silence);
   if (seconds > kSilenceShown) {
-    if (State == states::kSentQuit) {
+    if (state_ == states::kSentQuit) {
       News.Close();
       Stop();
       return true;
@@ -82,7 +80,7 @@ bool Gravlin::WatchSilence() {
     const std::string text = "No response since " + LastResponse.LongTime() +
                              ". Will try to reconnect in " + Str(kSilenceAllowed - seconds) +
                              " seconds...";
-    stStatus.SetText(text);
+    SetStatus(text);
     WriteDebug("TheTimer", text);
   }
   if (silence <= kSilenceAllowed) return false;
@@ -95,16 +93,16 @@ bool Gravlin::WatchSilence() {
 // no more: the server would answer in the same way again and again.  A server that floods the
 // log-on is called again after the pause of any silence, and a Stop that waits for its answer is
 // over.
-void Gravlin::GiveUpEndlessReply() {
-  if (State == states::kSentQuit) {
+void Engine::GiveUpEndlessReply() {
+  if (state_ == states::kSentQuit) {
     Stop();
     return;
   }
   const std::string text = "Reply thrown away: " + News.ErrorText() + ".";
-  stStatus.SetText(text);
+  SetStatus(text);
   WriteDebug("TheTimer", text);
   if (!may::CallAgainAtOnce(CurrentSituation())) return;
-  if (State == states::kSentArticle || State == states::kReceivingArticle) {
+  if (state_ == states::kSentArticle || state_ == states::kReceivingArticle) {
     endless_.insert(MessageID);
     RecordError(text);
     ++PartsDone;
@@ -113,41 +111,34 @@ void Gravlin::GiveUpEndlessReply() {
   Reconnect();
 }
 
-void Gravlin::ShowArticleProgress() {
+void Engine::ShowArticleProgress() {
   const double received = static_cast<double>(News.Lookahead().size());
   // A whole article may take less than a sixtieth of a second.
   const double seconds = static_cast<double>(TheClock().Nanoseconds() - requested_at_) / 1e9;
   Throughput = seconds > 0 ? ToInt32(received * 8 / seconds / 1024) : 0;
-  stThroughput.SetText("Speed: " + Str(Throughput));
-  stThroughput.Refresh();
+  view_.ShowSpeed(Throughput);
   if (Peak < Throughput) {
     Peak = Throughput;
-    stPeak.SetText("Peak: " + Str(Peak));
-    stPeak.Refresh();
+    view_.ShowPeak(Peak);
   }
   CurrentBytes = SessionBytes + received;
-  stStatus.SetText("Receiving post: " + Format(std::floor(received / 1024), "#,###") +
-                   "kb - Part: " + Str(PartNo) + " - " + TheFilename);
-  stStatus.Refresh();
+  SetStatus("Receiving post: " + Format(std::floor(received / 1024), "#,###") +
+            "kb - Part: " + Str(PartNo) + " - " + TheFilename);
 }
 
-void Gravlin::UpdateTime() {
+void Engine::UpdateTime() {
   const std::int32_t elapsed = (Ticks() - SessionStartTick) / 60;
   if (elapsed == 0 || CurrentBytes == 0) return;
   const double rate = std::floor(CurrentBytes / elapsed);
   if (rate == 0) return;
   const double left = std::trunc(BytesLeft / rate);
   if (left < 0) return;
-  stTime.SetText(HoursMinutesSeconds(static_cast<std::int64_t>(left)));
-  stTime.Refresh();
+  view_.ShowTimeLeft(static_cast<std::int64_t>(left));
 }
 
-void Gravlin::UpdateBar1() {
+void Engine::UpdateBar1() {
   const double percent = ExpectedParts > 0 ? 100.0 * PartsDone / ExpectedParts : 0;
-  barProgress.SetValue(ToInt32(percent));
-  barProgress.Refresh();
-  stPercent.SetText(Format(percent, "##0.00") + "%");
-  stPercent.Refresh();
+  view_.ShowPercent(percent);
 }
 
 }  // namespace gravlin

@@ -1,7 +1,7 @@
 // Marks that a step of the engine is under way on the main stack.
 #pragma once
 
-#include "engine/gravlin.h"
+#include "engine/engine.h"
 
 namespace gravlin {
 
@@ -10,19 +10,19 @@ namespace gravlin {
 // announced again at the end.
 class EngineStep {
  public:
-  explicit EngineStep(Gravlin& window) : window_(window) { ++window_.engine_depth_; }
+  explicit EngineStep(Engine& engine) : engine_(engine) { ++engine_.engine_depth_; }
   ~EngineStep() {
-    if (--window_.engine_depth_ > 0) return;
-    if (window_.ThreadFlag) window_.TheTimer.FireSoon();
-    if (!window_.data_waiting_) return;
-    window_.data_waiting_ = false;
-    window_.News.RaiseDataAvailable();
+    if (--engine_.engine_depth_ > 0) return;
+    if (engine_.thread_flag_) engine_.TheTimer.FireSoon();
+    if (!engine_.data_waiting_) return;
+    engine_.data_waiting_ = false;
+    engine_.News.RaiseDataAvailable();
   }
   EngineStep(const EngineStep&) = delete;
   EngineStep& operator=(const EngineStep&) = delete;
 
  private:
-  Gravlin& window_;
+  Engine& engine_;
 };
 
 }  // namespace gravlin

@@ -1,51 +1,44 @@
-// What the main window does for an import that it has started.
-#include "engine/gravlin.h"
+// What the engine does for an import that it has started.
+#include "engine/engine.h"
+#include "engine/run_view.h"
 #include "nzb/grv_parse.h"
 #include "platform/scoped_flag.h"
 
 namespace gravlin {
 
-void Gravlin::InitNZBFile() {
+void Engine::InitNZBFile() {
   List.DeleteAllRows();
   Thread::Run(std::make_unique<grvParse>(*this));
 }
 
-void Gravlin::BeginImport() {
-  barParse.SetValue(0);
-  barParse.SetVisible(true);
-  barParse.Refresh();
-}
+void Engine::BeginImport() { view_.ShowImportBar(0); }
 
-void Gravlin::ShowImportProgress(int percent) {
-  barParse.SetValue(percent);
-  barParse.Refresh();
-}
+void Engine::ShowImportProgress(int percent) { view_.ShowImportBar(percent); }
 
-void Gravlin::ListCleared() { List.DeleteAllRows(); }
+void Engine::ListCleared() { List.DeleteAllRows(); }
 
-void Gravlin::ListKept() {
-  barParse.SetVisible(false);
+void Engine::ListKept() {
+  view_.ShowImportBar(-1);
   List.DeleteAllRows();
   ExpectedParts = 0;  // the files that are loaded again are the same
   LoadListAnew();
-  if (!running_) pbStart.SetEnabled(true);
+  if (!running_) AllowStart();
 }
 
-// Stop serves on.
-void Gravlin::LoadListAnew() {
+// Stop stays enabled.
+void Engine::LoadListAnew() {
   const ScopedFlag loading(loading_list_, true);
-  if (!running_) pbStart.SetEnabled(may::Start(CurrentSituation()));
+  if (!running_) AllowStart();
   LoadFiles();
 }
 
-void Gravlin::ImportDone(std::string_view nzb_name, double total_bytes) {
+void Engine::ImportDone(std::string_view nzb_name, double total_bytes) {
   BytesLeft = total_bytes;
-  barParse.SetVisible(false);
-  Refresh();
+  view_.ShowImportBar(-1);
   LoadListAnew();
-  stStatus.SetText(std::string(nzb_name) + " imported. Click Start to begin downloading.");
-  pbStart.SetEnabled(true);
-  TabPanel1.SetValue(5);
+  SetStatus(std::string(nzb_name) + " imported. Click Start to begin downloading.");
+  view_.EnableStartButton(true);
+  view_.ShowDownloadTab();
 }
 
 }  // namespace gravlin

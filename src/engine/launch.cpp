@@ -4,28 +4,52 @@
 #include <vector>
 
 #include "base/code.h"
-#include "engine/gravlin.h"
+#include "engine/active_files.h"
+#include "engine/engine.h"
 #include "engine/part_files.h"
+#include "engine/run_view.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
 #include "platform/thread.h"
-#include "store/writers.h"
+#include "store/database.h"
 
 namespace gravlin {
 
-void Gravlin::LoadSettings() {
+void Engine::OpenStore() {
+  db = std::make_unique<Database>(Code::fGlobalDB);
+  if (!db->Connect()) MsgBox("Gravlin.Open can't open Gravlin.rsd database file.");
+}
+
+void Engine::Resume() {
+  LoadServer();
+  LoadSettings();
+  if (CheckFolders()) {
+    LoadFiles();
+    RemoveLeftovers();
+  }
+  SetStatus("Ready.");
+}
+
+void Engine::Abandon() {
+  Code::RemoveFromActiveFiles(PartFileName);
+  // What came in while the last writes end would only make them longer.
+  SetRunning(false);
+  News.Close();
+}
+
+void Engine::LoadSettings() {
   const auto settings = db->SQLSelect("Select * from Settings_Gravlin");
   if (settings && !settings->EndOfFile()) {
     BytesLeft = settings->Field("ExpectedBytes").DoubleValue() -
                 settings->Field("CompletedBytes").DoubleValue();
-    stStatus.SetText("Click start to resume downloading.");
+    SetStatus("Click start to resume downloading.");
   }
-  barProgress.SetValue(0);
+  view_.ShowBar(0);
   FilesIndex = -1;
   LoadServer();
 }
 
-bool Gravlin::CheckFolders() {
+bool Engine::CheckFolders() {
   const auto find_or_make = [](std::string_view name, FolderItem& folder) {
     folder = Code::AppDataFolder.Child(name);
     if (folder.IsNil()) {
@@ -41,7 +65,7 @@ bool Gravlin::CheckFolders() {
 }
 
 // What the folders say is the memory of earlier runs.
-void Gravlin::LoadFiles() {
+void Engine::LoadFiles() {
   PartsDone = 0;
   // The articles of a long set are many megabytes, and are not looked at here.
   const auto files = db->SQLSelect(
@@ -51,13 +75,10 @@ void Gravlin::LoadFiles() {
     AddFileRow(*files);
     Thread::Yield();
   }
-  stStatus.SetText("Scanning parts folder...");
-  stStatus.Refresh();
+  SetStatus("Scanning parts folder...");
   const std::string complete = ScanPartsFolder();
   UpdateBar1();
   List.SetListIndex(0);
-  List.SetScrollPosition(0);
-  List.Refresh();
   // A run has a file of its own in these fields; the next Start finds the complete one.
   if (complete.empty() || !may::AssembleOutsideRun(CurrentSituation())) return;
   const auto file = db->SQLSelect(
@@ -81,21 +102,20 @@ void Gravlin::LoadFiles() {
   StartConcat();
 }
 
-bool Gravlin::IsInDownloads(std::string_view filename) const {
+bool Engine::IsInDownloads(std::string_view filename) const {
   const FolderItem finished = fDownloads.Child(filename);
   return !finished.IsNil() && finished.Exists();
 }
 
-void Gravlin::RemoveLeftovers() {
+void Engine::RemoveLeftovers() {
   const auto is_finished = [this](std::string_view filename) {
     const int row = filename.empty() ? -1 : List.FindRow(filename);
-    return row >= 0 && List.Cell(row, ListColumn::kFilename) == filename &&
-           SameText(List.Cell(row, ListColumn::kDone), "Yes");
+    return row >= 0 && List.At(row).filename == filename && List.At(row).done;
   };
   for (const std::string& name : fParts.ChildNames()) {
     const std::string_view filename = FilenameOfPart(name);
     const bool temporary = filename.empty() && name.starts_with("nzb_temp.");
-    const bool joined = name.ends_with(".txt") && is_finished(gravlin::Left(name, Len(name) - 4));
+    const bool joined = name.ends_with(".txt") && is_finished(Left(name, Len(name) - 4));
     if (temporary || joined || is_finished(filename)) fParts.Child(name).Delete();
   }
   for (const std::string& name : fDownloads.ChildNames())
@@ -103,18 +123,17 @@ void Gravlin::RemoveLeftovers() {
       fDownloads.Child(name).Delete();
 }
 
-void Gravlin::AddFileRow(const RecordSet& row) {
+void Engine::AddFileRow(const RecordSet& row) {
   const std::string filename = row.Field("Filename").StringValue();
   const std::int32_t total = row.Field("TotalParts").IntegerValue();
-  List.AddRow(filename);
-  const int index = List.LastIndex();
   const bool done = IsInDownloads(filename);
-  List.SetCell(index, ListColumn::kDone, done ? "Yes" : "No");
-  List.SetCell(index, ListColumn::kTotalParts, Str(total));
-  List.SetCell(index, ListColumn::kPartsPresent, done ? Str(total) : "0");
-  List.SetCell(index, ListColumn::kErrors, Str(row.Field("ServerErrors").IntegerValue()));
-  List.SetCell(index, ListColumn::kGroups, row.Field("Groups").StringValue());
-  List.SetCell(index, ListColumn::kID, Str(row.Field("ID").IntegerValue()));
+  List.Add({.filename = filename,
+            .done = done,
+            .total_parts = total,
+            .parts_present = done ? total : 0,
+            .errors = row.Field("ServerErrors").IntegerValue(),
+            .groups = row.Field("Groups").StringValue(),
+            .id = row.Field("ID").IntegerValue()});
   ExpectedParts +=
       total;  // a second import adds to the first, until Finish sets the bar to its end
   if (done) PartsDone += total;
@@ -122,7 +141,7 @@ void Gravlin::AddFileRow(const RecordSet& row) {
 
 // Counts the parts of each file and returns the name of the last one found complete; empty if none
 // is.
-std::string Gravlin::ScanPartsFolder() {
+std::string Engine::ScanPartsFolder() {
   std::string complete;
   std::vector<FolderItem::Entry> entries;
   Thread::Offload([&entries, folder = fParts] { entries = folder.Entries(); });
@@ -131,23 +150,15 @@ std::string Gravlin::ScanPartsFolder() {
     const std::string_view filename = FilenameOfPart(entry.name);
     if (filename.empty()) continue;
     const int row = List.FindRow(filename);
-    if (row < 0 || SameText(List.Cell(row, ListColumn::kDone), "Yes")) continue;
+    if (row < 0 || List.At(row).done) continue;
     if (entry.length == 0) continue;  // what a crash can leave: counts as absent
-    const std::string present = Str(ToInt32(Val(List.Cell(row, ListColumn::kPartsPresent))) + 1);
-    List.SetCell(row, ListColumn::kPartsPresent, present);
-    if (present == List.Cell(row, ListColumn::kTotalParts))
-      complete = List.Cell(row, ListColumn::kFilename);
+    List.CountPart(row);
+    const FileRow& file = List.At(row);
+    if (file.parts_present == file.total_parts) complete = file.filename;
     ++PartsDone;
     List.SetListIndex(row);
   }
   return complete;
-}
-
-// Only the position: the window keeps its size.
-void Gravlin::SaveSize() {
-  if (!DoneLoading || Top() <= 0) return;
-  Code::SaveToDB({"Update Settings_Gravlin Set Top=" + Str(Top()) + ", " + "Left=" + Str(Left())},
-                 "none");
 }
 
 }  // namespace gravlin

@@ -3,8 +3,8 @@
 
 #include <utility>
 
-#include "engine/gravlin.h"
 #include "engine/part_files.h"
+#include "engine/usenet.h"
 #include "platform/clock.h"
 #include "platform/streams.h"
 #include "platform/thread.h"

@@ -2,33 +2,35 @@
 #include <algorithm>
 
 #include "engine/active_files.h"
+#include "engine/engine.h"
 #include "engine/engine_step.h"
-#include "engine/gravlin.h"
 #include "engine/part_files.h"
+#include "engine/run_view.h"
 #include "engine/states.h"
 #include "nzb/names.h"
 #include "platform/application.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
 #include "platform/thread.h"
+#include "store/database.h"
 
 namespace gravlin {
 
-void Gravlin::pbStart_Action() {
+void Engine::pbStart_Action() {
   const EngineStep step(*this);
   if (button_stops_) {
-    ShowStartButton(false);
+    SetStartButton(false);
     StopScanning();
     return;
   }
   Files.clear();
   for (int row = 0; row < List.ListCount(); ++row) {
-    Files.push_back(ToInt32(Val(List.Cell(row, ListColumn::kID))));
+    Files.push_back(List.At(row).id);
     Thread::Yield();
   }
   // Changed before LogOn has looked at the list: Start with an empty list leaves the button at
   // "Stop", and the press after it signs off from nothing.
-  ShowStartButton(true);
+  SetStartButton(true);
   SessionStartTick = Ticks();
   SessionBytes = 0;
   TotalErrors = 0;
@@ -42,7 +44,7 @@ void Gravlin::pbStart_Action() {
     return;
   }
   for (int row = 0; row < List.ListCount(); ++row) {
-    if (!SameText(List.Cell(row, ListColumn::kDone), "No")) continue;
+    if (List.At(row).done) continue;
     FilesIndex = row - 1;
     LogOn();
     return;
@@ -53,15 +55,15 @@ void Gravlin::pbStart_Action() {
 
 // Files that are passed over would lead here again from inside the call.  Such a call only leaves a
 // request, so that the stack stays flat however many files are finished.
-void Gravlin::GetNextFile() {
+void Engine::GetNextFile() {
   ++next_file_requests_;
   if (walking_queue_) return;
   struct Walk {
-    Gravlin& window;
-    explicit Walk(Gravlin& w) : window(w) { window.walking_queue_ = true; }
+    Engine& engine;
+    explicit Walk(Engine& e) : engine(e) { engine.walking_queue_ = true; }
     ~Walk() {
-      window.walking_queue_ = false;
-      window.next_file_requests_ = 0;
+      engine.walking_queue_ = false;
+      engine.next_file_requests_ = 0;
     }
   } walk(*this);
   const EngineStep step(*this);
@@ -82,7 +84,7 @@ void Gravlin::GetNextFile() {
   }
 }
 
-bool Gravlin::LoadNextFile() {
+bool Engine::LoadNextFile() {
   const auto file = db->SQLSelect("Select * From NZBFiles where ID=" + Str(Files[FilesIndex]));
   if (!file) {
     RecordUnreadRow(db->ErrorMessage());
@@ -93,16 +95,14 @@ bool Gravlin::LoadNextFile() {
   Groups = Split(file->Field("Groups").StringValue(), ",");
   iGroups = 0;
   if (SameText(file->Field("Done").StringValue(), "Yes")) {
-    if (const int row = SelectRowOf(filename); row >= 0)
-      List.SetCell(row, ListColumn::kMessage, "File already done.");
+    if (const int row = SelectRowOf(filename); row >= 0) List.SetMessage(row, "File already done.");
     WriteDebug("LoadNextFile", "File already done: " + filename);
     return false;
   }
   if (IsInDownloads(filename)) {
     if (const int row = SelectRowOf(filename); row >= 0)
-      List.SetCell(row, ListColumn::kMessage, "File present in Downloads folder.");
+      List.SetMessage(row, "File present in Downloads folder.");
     WriteDebug("LoadNextFile", "File present in Downloads folder: " + filename);
-    List.Refresh();
     return false;
   }
   DownloaderFilesID = file->Field("ID").IntegerValue();
@@ -122,7 +122,7 @@ bool Gravlin::LoadNextFile() {
     // The rest of the reply that led here may still be on its way.  In this state nothing judges
     // it.
     ClearNewsBuffer();
-    State = states::kArticleDone;
+    EnterState(states::kArticleDone);
     StartConcat();
     return true;
   }
@@ -130,16 +130,14 @@ bool Gravlin::LoadNextFile() {
     GiveUpFile("Disk error: the disk does not take the name " + missing.Name(), present);
     return false;
   }
-  const int row = SelectRowOf(TheFilename);
-  List.SetScrollPosition(row >= 0 ? row : List.ListCount());
-  List.Refresh();
+  SelectRowOf(TheFilename);
   InitGroup();
   return true;
 }
 
 // Fills parts_on_disk_.  Gives how many of the first TotalParts entries lie there, and the part of
 // the first entry that does not.
-std::pair<std::int32_t, FolderItem> Gravlin::FindParts() {
+std::pair<std::int32_t, FolderItem> Engine::FindParts() {
   parts_on_disk_.Clear();
   std::int32_t present = 0;
   FolderItem missing;
@@ -158,19 +156,19 @@ std::pair<std::int32_t, FolderItem> Gravlin::FindParts() {
 }
 
 // The store cannot be read: the file is an error of this run, and its turn comes again in the next.
-void Gravlin::RecordUnreadRow(std::string_view why) {
-  const std::string id = Str(Files[FilesIndex]), text = "Store error: " + std::string(why);
+void Engine::RecordUnreadRow(std::string_view why) {
+  const std::string text = "Store error: " + std::string(why);
   WriteDebug("LoadNextFile", text);
   TheFilename.clear();
   for (int row = 0; row < List.ListCount() && TheFilename.empty(); ++row)
-    if (List.Cell(row, ListColumn::kID) == id) TheFilename = List.Cell(row, ListColumn::kFilename);
+    if (List.At(row).id == Files[FilesIndex]) TheFilename = List.At(row).filename;
   RecordError(text);
 }
 
 // Before the first request of a file: a name that the disk refuses, as FAT refuses "?", would have
 // each article fetched and thrown away.  Takes the same steps as SavePart.  Where not even the
 // scratch file can be made the name is not the reason, and SavePart finds the one that is.
-bool Gravlin::DiskTakes(const FolderItem& part) {
+bool Engine::DiskTakes(const FolderItem& part) {
   FolderItem scratch = ScratchFile();
   scratch.Delete();  // of a run that was killed
   if (part.Exists() && part.Length() == 0) part.Delete();
@@ -181,17 +179,17 @@ bool Gravlin::DiskTakes(const FolderItem& part) {
 }
 
 // One error for the file, whose missing parts count as dealt with.
-void Gravlin::GiveUpFile(const std::string& why, std::int32_t present) {
-  stStatus.SetText(why);
+void Engine::GiveUpFile(const std::string& why, std::int32_t present) {
+  SetStatus(why);
   WriteDebug("LoadNextFile", why);
   RecordError(why);
   PartsDone += TotalParts - present;
   UpdateBar1();
 }
 
-void Gravlin::Finish() {
+void Engine::Finish() {
   if (!may::Finish(CurrentSituation())) return;
-  State = states::kSentQuit;
+  EnterState(states::kSentQuit);
   WriteDebug("Finish", "Sending command: Quit");
   Send("Quit");
   std::string status = "All done!", logged = "All done.";
@@ -199,20 +197,19 @@ void Gravlin::Finish() {
     status = "All done, but with errors on " + Format(TotalErrors, "###,###,##0") + " posts.";
     logged = status;
   }
-  stStatus.SetText(status);
+  SetStatus(status);
   WriteDebug("Finish", logged);
-  ShowStartButton(false);
-  pbStart.SetEnabled(may::Start(CurrentSituation()));
+  SetStartButton(false);
+  AllowStart();
   SetRunning(false);
   if (FileCreated) OpenDownloadsFolder();
-  stTime.SetText(HoursMinutesSeconds((Ticks() - OverallStartTick) / 60));
-  stTime.SetHelpTag("Total download time.");
-  barProgress.SetValue(100);
+  view_.ShowTotalTime((Ticks() - OverallStartTick) / 60);
+  view_.ShowBar(100);
   Code::RemoveFromActiveFiles(PartFileName);
   ParFilename.clear();
   RarFilename.clear();
   for (int row = 0; row < List.ListCount(); ++row) {
-    const std::string name = List.Cell(row, ListColumn::kFilename);
+    const std::string name = List.At(row).filename;
     if (ParFilename.empty() &&
         (EndsWith(name, ".par") || (EndsWith(name, "par2") && !InStr(name, ".vol"))))
       ParFilename = name;
@@ -222,12 +219,22 @@ void Gravlin::Finish() {
   if (!ParFilename.empty()) StartPar();
 }
 
-void Gravlin::OpenDownloadsFolder() {
+void Engine::OpenDownloadsFolder() {
   if (!fDownloads.IsNil()) fDownloads.Launch();
 }
 
+// Without an archive in the set, `rar` is the folder itself; see Par::Finish.
+void Engine::StartPar() {
+  const std::string folder = fDownloads.AbsolutePath();
+  const FolderItem par = FolderItem::FromAbsolutePath(folder + ParFilename);
+  const FolderItem rar = FolderItem::FromAbsolutePath(folder + RarFilename);
+  WriteDebug("Gravlin.StartPar()", "fPAR = " + par.AbsolutePath());
+  WriteDebug("Gravlin.StartPar()", "fRAR = " + rar.AbsolutePath());
+  view_.BeginRepair(par, rar);
+}
+
 // Equal values sort as "before", in both directions.
-bool Gravlin::List_CompareRows(int row1, int row2, int column, int& result) {
+bool Engine::List_CompareRows(int row1, int row2, int column, int& result) const {
   if (column < ListColumn::kTotalParts || column > ListColumn::kErrors) return false;
   result = Val(List.Cell(row2, column)) < Val(List.Cell(row1, column)) ? 1 : -1;
   return true;

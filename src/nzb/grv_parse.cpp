@@ -31,7 +31,7 @@ struct NotImported : std::runtime_error {
 // Passes on whole percents only when they change.
 class Progress {
  public:
-  Progress(ImportWindow& window, std::int64_t length) : window_(window), length_(length) {}
+  Progress(ImportOwner& window, std::int64_t length) : window_(window), length_(length) {}
   void Show(std::int64_t position) {
     if (position < next_ || length_ <= 0) return;
     const int percent = static_cast<int>(std::min<std::int64_t>(position * 100 / length_, 100));
@@ -40,7 +40,7 @@ class Progress {
   }
 
  private:
-  ImportWindow& window_;
+  ImportOwner& window_;
   const std::int64_t length_;
   std::int64_t next_ = 0;  // position of the next whole percent
 };

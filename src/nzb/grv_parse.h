@@ -5,7 +5,7 @@
 #include <memory>
 #include <string_view>
 
-#include "nzb/import_window.h"
+#include "nzb/import_owner.h"
 #include "nzb/nzb_reader.h"
 #include "platform/streams.h"
 #include "platform/thread.h"
@@ -17,7 +17,7 @@ namespace gravlin {
 class grvParse : public Thread {
  public:
   // `window` outlives the thread.
-  explicit grvParse(ImportWindow& window) : w(window) { living_.push_back(this); }
+  explicit grvParse(ImportOwner& window) : w(window) { living_.push_back(this); }
   ~grvParse() override { living_.remove(this); }
 
  protected:
@@ -42,7 +42,7 @@ class grvParse : public Thread {
 
   static inline std::list<const grvParse*> living_;  // one imports, the others wait
 
-  ImportWindow& w;
+  ImportOwner& w;
   std::unique_ptr<Database> db;  // without a commit its transaction goes when the thread goes
   std::unique_ptr<Database> committed_;  // sees the names of earlier imports, not of this one
   FolderItem nzb_;

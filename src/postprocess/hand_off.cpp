@@ -1,19 +1,12 @@
 // The ways into repair and extraction: the end of a download, a document, the menu.
 #include "postprocess/hand_off.h"
 
-#include "engine/gravlin.h"
 #include "postprocess/par.h"
 #include "postprocess/rar.h"
 
 namespace gravlin {
 
-// Without an archive in the set, fRAR is the folder itself; see Par::Finish.
-void Gravlin::StartPar() {
-  const std::string folder = fDownloads.AbsolutePath();
-  const FolderItem par = FolderItem::FromAbsolutePath(folder + ParFilename);
-  const FolderItem rar = FolderItem::FromAbsolutePath(folder + RarFilename);
-  WriteDebug("Gravlin.StartPar()", "fPAR = " + par.AbsolutePath());
-  WriteDebug("Gravlin.StartPar()", "fRAR = " + rar.AbsolutePath());
+void OpenRepairOf(const FolderItem& par, const FolderItem& rar) {
   Par& window = Window::New<Par>();
   window.Show();
   window.fInput = par;

@@ -5,11 +5,11 @@
 #include <utility>
 
 #include "base/endpoints.h"
-#include "engine/gravlin.h"
 #include "platform/desktop.h"
 #include "platform/scoped_flag.h"
 #include "platform/text.h"
 #include "platform/thread.h"
+#include "postprocess/hand_off.h"
 #include "postprocess/output_file.h"
 #include "postprocess/tool_commands.h"
 #include "store/window_place.h"
@@ -99,10 +99,7 @@ void ToolWindow::pbHelp_Action() { ShowURL(endpoints::Vendor(job_.help_page)); }
 void ToolWindow::pbSelectFile_Open() { pbSelectFile.AcceptFileDrop("special/any"); }
 
 void ToolWindow::pbSelectFile_Action() {
-  const Gravlin* main_window = Window::IfOpen<Gravlin>();
-  const FolderItem start = !fInput.IsNil() ? fInput.Parent()
-                           : main_window   ? main_window->fDownloads
-                                           : FolderItem();
+  const FolderItem start = fInput.IsNil() ? DownloadsFolder() : fInput.Parent();
   const FolderItem chosen = GetOpenFolderItem("special/any", start);
   // A dialog that is cancelled takes nothing from a run that began while it was open.
   if (!chosen.IsNil())
@@ -271,7 +268,7 @@ void ToolWindow::NotStarted(const std::string& reason, std::string_view label) {
 void ToolWindow::SayNotStarted(const std::string& reason, std::string_view label) {
   const std::string words = std::string(job_.tool) + " not started: " + reason;
   ShowStatus(FileSelected(". " + words));
-  if (Gravlin* main_window = Window::IfOpen<Gravlin>()) main_window->WriteDebug(label, words);
+  WriteToLog(label, words);
 }
 
 void ToolWindow::ShowStatus(std::string_view text) {

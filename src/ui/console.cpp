@@ -3,13 +3,13 @@
 
 #include "base/code.h"
 #include "base/endpoints.h"
-#include "engine/gravlin.h"
 #include "engine/states.h"
 #include "platform/application.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
 #include "platform/thread.h"
 #include "store/writers.h"
+#include "ui/gravlin.h"
 
 namespace gravlin {
 namespace {

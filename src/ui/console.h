@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "engine/ssl_choices.h"
+#include "engine/server_settings.h"
 #include "platform/ssl_socket.h"
 #include "platform/timer.h"
 #include "platform/window.h"

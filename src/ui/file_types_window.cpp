@@ -5,7 +5,7 @@
 
 #include "base/code.h"
 #include "base/endpoints.h"
-#include "nzb/import_window.h"
+#include "nzb/import_owner.h"
 #include "nzb/names.h"
 #include "platform/desktop.h"
 #include "platform/text.h"

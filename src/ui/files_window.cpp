@@ -2,13 +2,13 @@
 #include "ui/files_window.h"
 
 #include "base/code.h"
-#include "engine/gravlin.h"
 #include "platform/desktop.h"
 #include "platform/scoped_flag.h"
 #include "platform/text.h"
 #include "platform/thread.h"
 #include "store/window_place.h"
 #include "store/writers.h"
+#include "ui/gravlin.h"
 
 namespace gravlin {
 namespace {
@@ -64,7 +64,7 @@ void grvFiles::LoadList() {
   // A tick may come in while the opening copies.
   if (copying_) return;
   const ScopedFlag copying(copying_, true);
-  const Listbox& source = main_window->List;
+  const FileTable& source = main_window->List;
   // The rows appear together: events run while they are copied.
   const Listbox::Held held(List);
   List.DeleteAllRows();

@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "base/code.h"
-#include "engine/gravlin.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
 #include "store/writers.h"

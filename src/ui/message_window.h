@@ -41,6 +41,8 @@ class GetMessage : public Window {
   void Event_Open() override;
 };
 
+// At a start: fetches the message, which is shown only if it is new.
+void CheckForMessage();
 // Fetches the message into the window's shared instance.
 void FetchMessage(bool asked_by_user);
 

@@ -1,10 +1,10 @@
 // The quick test of the wizard: a log-on and nothing else, on a socket of its own.
 #include "base/code.h"
-#include "engine/gravlin.h"
 #include "engine/states.h"
 #include "platform/application.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
+#include "ui/gravlin.h"
 
 namespace gravlin {
 

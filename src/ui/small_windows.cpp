@@ -3,7 +3,6 @@
 
 #include "base/code.h"
 #include "base/endpoints.h"
-#include "engine/gravlin.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
 

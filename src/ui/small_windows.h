@@ -32,6 +32,9 @@ class ServerConnectionError : public Window {
   void Event_Close() override;
 };
 
+// Shows the window ServerConnectionError with a reason.
+void ShowServerConnectionError(std::string_view reason);
+
 // On show while the store is being compacted.
 class Compacting : public Window {
  public:

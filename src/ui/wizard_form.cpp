@@ -1,13 +1,15 @@
 // The wizard as a form: what its buttons and fields do, and the steps of its opening and closing.
 #include "base/code.h"
 #include "base/endpoints.h"
-#include "engine/active_files.h"
-#include "engine/gravlin.h"
 #include "nzb/names.h"
 #include "platform/desktop.h"
 #include "platform/scoped_flag.h"
+#include "platform/text.h"
+#include "store/database.h"
 #include "store/writers.h"
 #include "ui/files_window.h"
+#include "ui/gravlin.h"
+#include "ui/message_window.h"
 
 namespace gravlin {
 namespace {
@@ -68,6 +70,14 @@ void Gravlin::SaveServerSettings() {
   Code::SaveToDB({ServerStatement()}, "none");
 }
 
+ServerSettings Gravlin::FormServer() const {
+  return {.URL = efURL.Text(),
+          .Username = efUserName.Text(),
+          .Password = efPassword.Text(),
+          .Port = ToInt32(Val(efPort.Text())),
+          .SSL = Code::SSLStringToCode(SSLColumn(pmSSL.ListIndex()))};
+}
+
 // There is one server, hence no condition.
 std::string Gravlin::ServerStatement() const {
   return "Update Servers Set URL='" + efURL.Text() + "', " + "Username='" + efUserName.Text() +
@@ -104,8 +114,7 @@ void Gravlin::pbSelect_DropObject(const DragItem& dropped) {
 }
 
 void Gravlin::Event_Open() {
-  db = std::make_unique<Database>(Code::fGlobalDB);
-  if (!db->Connect()) MsgBox("Gravlin.Open can't open Gravlin.rsd database file.");
+  OpenStore();
   const auto settings = db->SQLSelect("Select * from Settings_Gravlin");
   const auto place = [&settings](std::string_view column) {
     return settings && !settings->EndOfFile() ? settings->Field(column).IntegerValue() : 0;
@@ -125,25 +134,23 @@ void Gravlin::Event_Open() {
     CheckForMessage();
   }
   DoneLoading = false;
-  barParse.SetVisible(false);
-  LoadServer();
-  LoadSettings();
-  if (CheckFolders()) {
-    LoadFiles();
-    RemoveLeftovers();
-  }
-  stStatus.SetText("Ready.");
+  ShowImportBar(-1);
+  Resume();
   DoneLoading = true;
 }
 
 void Gravlin::Event_Resized() { SaveSize(); }
 
+// Only the position: the window keeps its size.
+void Gravlin::SaveSize() {
+  if (!DoneLoading || Top() <= 0) return;
+  Code::SaveToDB({"Update Settings_Gravlin Set Top=" + Str(Top()) + ", " + "Left=" + Str(Left())},
+                 "none");
+}
+
 void Gravlin::Event_Close() {
-  Code::RemoveFromActiveFiles(PartFileName);
   SaveSize();
-  // What came in while the last writes end would only make them longer.
-  SetRunning(false);
-  News.Close();
+  Abandon();
 }
 
 }  // namespace gravlin

@@ -1,6 +1,6 @@
 // Where the wizard's controls stand, and what they say.
-#include "engine/ssl_choices.h"
-#include "engine/wizard_controls.h"
+#include "engine/server_settings.h"
+#include "ui/wizard_controls.h"
 
 namespace gravlin {
 namespace {
@@ -69,11 +69,6 @@ constexpr int kReadoutSize = 11;
 // The window, in which the controls that follow are made on the given tab.
 Window& OnTab(TabPanel& panel, int tab, Window& window) {
   panel.BeginPage(tab);
-  return window;
-}
-
-Window& OutsideTabs(TabPanel& panel, Window& window) {
-  panel.EndPages();
   return window;
 }
 
@@ -164,9 +159,8 @@ WizardControls::WizardControls(Window& window)
       StaticText4(window, "StaticText4", {38, 231, 564, 29}, "Need More Security?"),
       StaticText5(window, "StaticText5", {37, 256, 564, 29},
                   "Encrypt *ALL* of your internet traffic with Hushroute!"),
-      pbHushroute(window, "pbHushroute", {236, 287, 167, 22}, "Go to Hushroute Website"),
-
-      List(OutsideTabs(TabPanel1, window), "List", {20, 338, 234, 44}, 7) {
+      pbHushroute(window, "pbHushroute", {236, 287, 167, 22}, "Go to Hushroute Website") {
+  TabPanel1.EndPages();
   for (StaticText* heading : {&stIntro, &stStep3, &stStep31, &StaticText3, &stStep1, &stStep2,
                               &stStep4, &stStep5, &StaticText1, &StaticText4, &StaticText5}) {
     heading->SetTextSize(kHeadingSize);
@@ -199,10 +193,6 @@ WizardControls::WizardControls(Window& window)
   barProgress.SetAccessibleName("Download progress");
   for (const std::string_view entry : SSLMenu()) pmSSL.AddRow(entry);
   pmSSL.SetListIndex(0);
-
-  List.SetVisible(false);
-  List.SetAccessibleName("Files of the NZB");
-  List.SetDragReorder(true);
 }
 
 }  // namespace gravlin

@@ -1,5 +1,5 @@
-// The choices of the SSL menu, and what stands for each in the store, in the socket and in
-// messages.
+// The news server as the user describes it, and the choices of the SSL menu: what each is called in
+// the store, in the socket and in messages.
 #pragma once
 
 #include <cstdint>
@@ -10,6 +10,12 @@
 namespace gravlin {
 
 constexpr std::int32_t kPlainTcp = 999;  // the code of a socket without SSL
+
+struct ServerSettings {
+  std::string URL, Username, Password;
+  std::int32_t Port = 0;
+  std::int32_t SSL = kPlainTcp;  // the socket's connection type
+};
 
 // The entries of the menu, in their order.
 std::vector<std::string_view> SSLMenu();

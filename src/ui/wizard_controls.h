@@ -2,7 +2,6 @@
 #pragma once
 
 #include "platform/controls.h"
-#include "platform/listbox.h"
 
 namespace gravlin {
 
@@ -56,9 +55,6 @@ struct WizardControls {
   Separator Separator1;
   StaticText StaticText4, StaticText5;
   PushButton pbHushroute;
-
-  // The hidden table of the files; column 99 holds the row's `ID`.
-  Listbox List;
 };
 
 }  // namespace gravlin

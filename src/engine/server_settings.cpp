@@ -1,5 +1,5 @@
 // The table of the SSL choices.
-#include "engine/ssl_choices.h"
+#include "engine/server_settings.h"
 
 #include <algorithm>
 #include <array>

@@ -7,9 +7,9 @@
 
 namespace gravlin {
 
-class ImportWindow {
+class ImportOwner {
  public:
-  virtual ~ImportWindow() = default;
+  virtual ~ImportOwner() = default;
   // The NZB file to read.
   virtual FolderItem NZBFile() const = 0;
   // The bar goes to 0 and is shown.
