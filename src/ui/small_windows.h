@@ -17,7 +17,7 @@ class About : public Window {
   void Event_Open() override;
 };
 
-// The log-on was refused: the first thing that a user with a wrong password sees.
+// The log-on was refused: what a user with a wrong password sees first.
 class ServerConnectionError : public Window {
  public:
   ServerConnectionError();
@@ -32,7 +32,7 @@ class ServerConnectionError : public Window {
   void Event_Close() override;
 };
 
-// On show while the store is being compacted.
+// Shown while the store is being compacted.
 class Compacting : public Window {
  public:
   Compacting();

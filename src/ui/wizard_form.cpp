@@ -50,7 +50,7 @@ void Gravlin::WireControls() {
   for (TextField* field : {&efURL, &efUserName, &efPassword, &efPort}) field->TextChange = changed;
   pmSSL.Change = changed;
   TabPanel1.Change = [this] {
-    // So that no server field is active by accident.
+    // No server field gets the focus by accident.
     if (TabPanel1.Value() == 1) pbHelp1.SetFocus();
   };
 }
@@ -68,7 +68,7 @@ void Gravlin::SaveServerSettings() {
   Code::SaveToDB({ServerStatement()}, "none");
 }
 
-// There is one server, hence no condition.
+// There is one server, so the statement has no condition.
 std::string Gravlin::ServerStatement() const {
   return "Update Servers Set URL='" + efURL.Text() + "', " + "Username='" + efUserName.Text() +
          "', " + "Password='" + efPassword.Text() + "', " + "Port='" + efPort.Text() + "', " +
@@ -96,7 +96,7 @@ void Gravlin::pbSelect_Action() {
   InitNZBFile();
 }
 
-// The file's type is not tested: the import tells what becomes of it.
+// The file's type is not checked: the import reports a file that is no NZB.
 void Gravlin::pbSelect_DropObject(const DragItem& dropped) {
   if (!dropped.FolderItemAvailable()) return;
   fNZB = dropped.item;
@@ -141,7 +141,7 @@ void Gravlin::Event_Resized() { SaveSize(); }
 void Gravlin::Event_Close() {
   Code::RemoveFromActiveFiles(PartFileName);
   SaveSize();
-  // What came in while the last writes end would only make them longer.
+  // Replies during the last writes would only add more writes.
   SetRunning(false);
   News.Close();
 }
