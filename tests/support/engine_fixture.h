@@ -1,5 +1,5 @@
-// The program as a user has it (store, folders, main window) on a folder of its own and a set
-// clock, beside a loopback news server with a posted set.
+// The program as a user has it (store, folders, main window) in a folder of its own with a set
+// clock, and a loopback news server with a posted set.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -71,7 +71,7 @@ class EngineTest : public ::testing::Test {
         clock.RunUntil([&] { return window->stStatus.Text().ends_with("begin downloading."); }));
   }
 
-  // Posts files of so many parts of 2,000 bytes, serves and imports them.
+  // Posts files with that many parts of 2,000 bytes, serves and imports them.
   void Post(std::initializer_list<const char*> names, int parts = 3,
             const NewsServer::Options& options = {}) {
     for (const char* name : names) posted.Add(name, 2000 * parts, 2000);
@@ -94,20 +94,20 @@ class EngineTest : public ::testing::Test {
 
   std::filesystem::path Downloads() const { return data / "Gravlin/Downloads"; }
   std::filesystem::path Parts() const { return data / "Gravlin/Parts"; }
-  // Every file of the posted set lies in Downloads with its bytes.
+  // Every file of the posted set is in Downloads with its bytes.
   void ExpectAllFiles() {
     for (const PostedFile& file : posted.Files()) {
       EXPECT_TRUE(ReadFile(Downloads() / file.body_name) == file.read(0, file.size))
           << file.body_name;
     }
   }
-  // A run that brings what is missing.
+  // Runs until what is missing is there.
   void DownloadAll() {
     Start();
     ASSERT_TRUE(RunToEnd());
     ExpectAllFiles();
   }
-  // Before the same files are fetched again.
+  // Lets the same files be fetched again.
   void EmptyDownloads() {
     std::filesystem::remove_all(Downloads());
     window->CheckFolders();
