@@ -1,7 +1,7 @@
 // The limit of a download: one connection, one command at a time, each reply written to a file as
-// it is. It stands on nothing of the program, so that the program is measured against something
-// else. Usage: gravlin-blocking-loop NZB PORT FOLDER [AUTHORITY]     prints the seconds from
-// connect to the last file
+// it is.  It uses no code of the program, so that the program is measured against something else.
+// Usage: gravlin-blocking-loop NZB PORT FOLDER [AUTHORITY]
+// prints the seconds from connect to the last file.
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
@@ -71,7 +71,7 @@ class Link {
             "cannot send");
   }
 
-  // The reply up to and with its end mark; valid until the next one.
+  // The reply up to and including `end`; valid until the next call.
   std::string_view Reply(std::string_view end) {
     std::size_t size = 0;
     while (!std::string_view(buffer_.data(), size).ends_with(end)) {

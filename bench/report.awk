@@ -1,7 +1,7 @@
-# From lines of "row, value of the program, value of the limit" to a table, JSON and a chart.
-# Kinds of rows: "share" is the limit's seconds by the program's (1 is as fast as the limit), "times" the program's
-# seconds by the limit's, "seconds more" the difference; "MB" and "ms" have no other side.  A row without a reach is told
-# for comparison, and not drawn.
+# Turns lines of "row, value of the program, value of the limit" into a table, JSON and a chart.
+# Kinds of rows: "share" is the limit's seconds divided by the program's (1 is as fast as the limit), "times" the
+# program's divided by the limit's, "seconds more" the difference; "MB" and "ms" have no limit.  A row without a reach
+# is in the table but not in the chart.
 BEGIN {
   FS = "\t"
   define("plain", "Download, TCP", "share", 0.60)
@@ -46,7 +46,7 @@ function sort_row(key, n,    i, j, t) {
       t = ratio[key, j]; ratio[key, j] = ratio[key, j - 1]; ratio[key, j - 1] = t
     }
 }
-# The slope of a straight line through the logarithms of size and seconds.
+# Fits a straight line to the logarithms of size and seconds; its slope is the exponent.
 function tell_growth(family,    n, i, list, x, z, sx, sz, sxx, sxz, text) {
   n = split(sizes[family], list, " ")
   for (i = 1; i <= n; ++i) {
@@ -77,7 +77,7 @@ END {
       (told++ ? ",\n" : ""), key, kind, median, ratio[key, 1], ratio[key, n], reach == "" ? "null" : reach, \
       program[key] / n, limit[key] / n, n >json
     if (reach == "") continue
-    # Everything as speed against what the reach asks for, so that longer is better in each row.
+    # Drawn as speed relative to the reach, so that longer is better in each row.
     goal = kind == "share" ? median / reach : median > 0 ? reach / median : 3
     y = 40 + 30 * drawn++
     width = goal * 200; if (width > 400) width = 400

@@ -1,11 +1,11 @@
-// What only a process of its own can measure of the windows; prints seconds unless told otherwise.
+// Measures of the windows that need a process of their own; prints seconds unless stated otherwise.
 // Usage: gravlin-windows-bench empty             seconds since 1970 when an empty window of the
 //                                                toolkit was drawn
 //        gravlin-windows-bench start DATA        the same for the main window on the data of a run
-//        gravlin-windows-bench scan DATA         of one scan of the folder of parts at a launch
-//        gravlin-windows-bench files DATA ROWS   of a refresh of the Files window, and of copying
-//                                                its texts once
-//        gravlin-windows-bench peak COMMAND...   runs a command; its most memory in bytes
+//        gravlin-windows-bench scan DATA         one scan of the folder of parts, as at a launch
+//        gravlin-windows-bench files DATA ROWS   a refresh of the Files window, and one copy of
+//                                                its texts
+//        gravlin-windows-bench peak COMMAND...   runs a command; its peak memory in bytes
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -57,12 +57,12 @@ int ShowEmptyWindow(int argc, char** argv) {
   return QApplication::exec();
 }
 
-// A run of the program that does one thing once its window is there, and ends.
+// Runs the program, calls `act` once its window is there, and ends.
 int WithProgram(int argc, char** argv, const char* data, std::function<void(Gravlin&)> act) {
   App app(argc, argv);
   SpecialFolder::SetApplicationData(
       FolderItem::FromPath(std::filesystem::absolute(data).lexically_normal().string()));
-  Code::GotMessage = true;  // nothing is asked of the vendor
+  Code::GotMessage = true;  // sends no request to the vendor's site
   Timer timer;
   timer.Action = [&] {
     auto* const window = Window::IfOpen<Gravlin>();
@@ -95,7 +95,7 @@ void TellRefresh(Gravlin& window, int rows) {
   grvFiles& files = Window::Shared<grvFiles>();
   files.Show();
   PumpEvents(0);
-  // With what the screen is told of it.
+  // Includes the update of the view.
   const double refresh = Seconds([&] {
     files.tRefresh_Action();
     PumpEvents(0);
@@ -124,7 +124,7 @@ int TellPeak(char** command) {
 
 int Run(int argc, char** argv) {
   const std::string_view mode = argc > 1 ? argv[1] : "";
-  int words = 1;  // the toolkit gets none of these
+  int words = 1;  // the toolkit gets only the program's name
   if (mode == "empty") return ShowEmptyWindow(words, argv);
   if (argc < 3) {
     std::fputs("usage: gravlin-windows-bench empty|start|scan|files|peak ...\n", stderr);

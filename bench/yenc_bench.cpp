@@ -1,4 +1,4 @@
-// How fast posted data is decoded, against the copying of the same bytes.
+// How fast yEnc data is decoded, compared with a copy of the same bytes.
 #include <benchmark/benchmark.h>
 
 #include <cstring>
@@ -13,7 +13,7 @@
 namespace gravlin {
 namespace {
 
-// Lines of 128 random bytes as an encoder writes them, behind their head.
+// A header line, then lines of 128 random bytes as an encoder writes them.
 std::string EncodedData(std::size_t bytes) {
   std::string text = "=ybegin line=128 size=1 name=a\r\n";
   std::mt19937 random(1);
@@ -32,7 +32,7 @@ std::string EncodedData(std::size_t bytes) {
   return text;
 }
 
-constexpr std::size_t kBytes = 256 * 1024;  // as one block of a file
+constexpr std::size_t kBytes = 256 * 1024;  // one block of a file
 
 void DecodeYenc(benchmark::State& state, YencDecoder::Kernel kernel) {
   if (!YencDecoder::Available(kernel)) {
@@ -66,7 +66,7 @@ void CopyTheSameBytes(benchmark::State& state) {
 }
 BENCHMARK(CopyTheSameBytes);
 
-// File to file, against the system's own copying.  Both files stay in the system's cache.
+// File to file, compared with the system's own copy.  Both files stay in the page cache.
 class Files {
  public:
   Files() : folder_(std::filesystem::temp_directory_path() / "gravlin-yenc-bench") {

@@ -1,4 +1,4 @@
-// One tick after the other, what the unattended user does next.
+// What the unattended user does next, at each tick of a timer.
 #include "drive.h"
 
 #include <algorithm>
@@ -48,7 +48,7 @@ Driver::Driver(DriveOptions options)
     : options_(std::move(options)), began_(TheClock().Milliseconds()) {
   SpecialFolder::SetApplicationData(options_.data);
   SetDesktop(&desktop_);
-  // A run of its own asks the vendor for nothing.
+  // Sends no request to the vendor's site.
   Code::GotMessage = true;
   Application::SetExitStatus(1);
   timer_.Action = [this] { Tick(); };
@@ -79,7 +79,7 @@ void Driver::Tick() {
   (this->*step_)();
 }
 
-// Each field that changes saves the form in the background: like a user, the driver is slower than
+// Each field that changes saves the form in the background; like a user, the driver is slower than
 // those writes.
 void Driver::FillServerForm() {
   if (!options_.authority.IsNil() && !SSLSocket::TrustCertificates(options_.authority)) {
@@ -155,14 +155,14 @@ void Driver::AwaitEndOfDownload() {
     pictured_running_ = true;
     TakePictures("downloading");
   }
-  // The program would try again every minute; the word it has would still be wrong.
+  // The program would try again every minute, with the same log-on.
   const bool refused =
       window_->State() == states::kSentUsername || window_->State() == states::kSentPassword;
   if (refused && std::find(titles_.begin(), titles_.end(), "Connect Error") != titles_.end()) {
     End("the server refused the log-on");
     return;
   }
-  // A server may hang up instead of answering the sign-off at the end.
+  // A server may close the connection instead of answering the sign-off at the end.
   const bool hung_up = window_->State() == states::kSentQuit &&
                        !window_->CurrentSituation().running && !window_->News.IsConnected();
   if (window_->State() != states::kLoggedOff && !hung_up) return;
@@ -195,7 +195,7 @@ void Driver::Summarise() {
     End(missing + window_->TotalErrors == 0 ? "" : "not everything was downloaded");
     return;
   }
-  // What is missing is for the recovery files to bring back.
+  // The recovery files are to restore what is missing.
   phase_began_ = TheClock().Milliseconds();
   Go(&Driver::AwaitRepair);
 }

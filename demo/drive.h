@@ -15,20 +15,19 @@ namespace gravlin {
 
 class Gravlin;
 
-// How far a run goes.
 enum class Goal { kImported, kDownloaded, kRepaired, kExtracted };
 
 struct DriveOptions {
   FolderItem data;  // application data of this run
-  // The server form; without a host it stays as it is stored.
+  // The server form; without a host the stored one is used.
   std::string host, user, password;
   int port = 119;
   int ssl = 0;           // row of the SSL menu
   FolderItem authority;  // certificates to trust besides the system's; nil for none
-  FolderItem nzb;        // to import first; nil goes on with the stored queue
+  FolderItem nzb;        // imported first; nil continues the stored queue
   Goal goal = Goal::kDownloaded;
   double timeout = 0;      // seconds; 0 for none
-  double repeat = 0;       // seconds within which a run that has ended well begins again
+  double repeat = 0;       // a run that ended well is repeated for that many seconds
   FolderItem screenshots;  // folder for pictures of the windows; nil for none
 };
 
@@ -40,7 +39,7 @@ extern const char* const kDriveUsage;
 // Answers boxes and dialogs, prints them, and opens nothing.
 class DriveDesktop : public Desktop {
  public:
-  FolderItem chosen;  // what the next open dialog gives
+  FolderItem chosen;  // returned by the next open dialog
   int MsgBox(std::string_view text, int code, std::string_view title) override;
   FolderItem GetOpenFolderItem(std::string_view file_type, const FolderItem& start) override;
   void ShowURL(std::string_view url) override;
@@ -58,7 +57,7 @@ class Driver {
  private:
   using Step = void (Driver::*)();
   void Tick();
-  // The steps of a run.  Each is called again and again until it names the next one.
+  // The steps of a run.  Each is called at every tick until it chooses the next one.
   void FillServerForm();
   void ChooseNzb();
   void AwaitImport();
@@ -74,14 +73,14 @@ class Driver {
   void NoteWindows();
   void TakePictures(std::string_view moment);
   void Summarise();
-  // Tells a tool's status when it has changed.
+  // Prints a tool's status when it has changed.
   void NoteTool(const std::string& status);
-  // Since the end of the step before this one.
+  // Since the end of the previous step.
   double PhaseSeconds();
   // Ends the run; an empty reason means that it reached its goal.
   void End(std::string_view reason);
   double Elapsed() const;
-  // Notes how long the event loop has been away since the last tick, and in what.
+  // Notes how long the event loop was away since the last tick, and in which phase.
   void NoteAbsence();
 
   DriveOptions options_;
@@ -94,14 +93,14 @@ class Driver {
   std::int64_t started_ = 0;
   int fields_filled_ = 0;
   std::string connection_fault_;
-  std::vector<std::string> titles_;  // windows that have been told of
+  std::vector<std::string> titles_;  // windows that were printed
   int pictures_ = 0;
   bool pictured_running_ = false, pictured_repair_ = false;
   std::int64_t phase_began_ = 0;
   std::string tool_status_;
   std::int64_t last_tick_ = 0;
   std::map<std::string, std::int64_t> absences_;  // longest of each phase, in milliseconds
-  int worst_rows_ = 0;                            // most rows of damaged or missing files at a time
+  int worst_rows_ = 0;                            // most rows of damaged or missing files so far
 };
 
 }  // namespace gravlin

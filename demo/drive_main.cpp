@@ -19,7 +19,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "gravlin-drive: %s\n%s", fault.c_str(), gravlin::kDriveUsage);
     return 2;
   }
-  // The words are the driver's; the toolkit gets its own, and no screen where there is none.
+  // The command line is the driver's; the toolkit gets its own, without a screen if there is none.
   const bool screen =
       std::getenv("DISPLAY") || std::getenv("WAYLAND_DISPLAY") || std::getenv("QT_QPA_PLATFORM");
   std::string words[] = {argv[0], "-platform", "offscreen"};

@@ -17,12 +17,12 @@ Runs Gravlin's own windows unattended: fills in the server form, imports the NZB
   --ssl off|v1|v2|"v2 or 3"|v3
   --user NAME               with --pass WORD, --pass-file FILE or the variable GRAVLIN_PASSWORD
   --ca FILE                 also trusts the certificates of this PEM file
-  --nzb FILE                imports it first; without it, the stored queue goes on
-  --until imported|downloaded|repaired|extracted   goes on into repair and extraction, which start by themselves
-  --timeout SECONDS         gives up
-  --repeat SECONDS          for so long, deletes what was downloaded and begins again with the import
+  --nzb FILE                imports it first; without it, the stored queue continues
+  --until imported|downloaded|repaired|extracted   the last step; repair and extraction start by themselves
+  --timeout SECONDS         gives up after that time
+  --repeat SECONDS          during that time, deletes the downloads and imports again
   --screenshots FOLDER      receives pictures of the windows
-Ends with 0 only if all was done without errors, 1 if not, 2 if it was called wrongly.
+Exits with 0 only if all was done without errors, 1 if not, 2 after wrong usage.
 )";
 
 namespace {
@@ -39,7 +39,7 @@ FolderItem MakeFolder(const std::string& path) {
 
 using Values = std::map<std::string, std::string>;
 
-// Pairs of name and value; the reason if they are none.
+// Reads pairs of name and value; returns what is wrong, or "" if nothing is.
 std::string ReadPairs(const std::vector<std::string>& words, Values& values) {
   static constexpr std::string_view kNames[] = {
       "--data", "--server", "--port",  "--ssl",     "--user",        "--pass",  "--pass-file",

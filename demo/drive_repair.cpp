@@ -1,4 +1,4 @@
-// The steps behind the download: nothing is pressed, the windows open and end by themselves.
+// The steps after the download: nothing is pressed, the windows open and finish by themselves.
 #include <algorithm>
 #include <cstdio>
 #include <utility>
@@ -79,7 +79,7 @@ void Driver::AwaitExtraction() {
     End("the archive was not extracted");
 }
 
-// What the tools have written is flushed in the background, which a quit would cut short.
+// What the tools wrote is flushed in the background; a quit would interrupt that.
 void Driver::AwaitDisk() {
   if (LiveThreads() == 0) End("");
 }

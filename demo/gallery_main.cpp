@@ -1,6 +1,6 @@
 // gravlin-gallery DATA NZB PICTURES: opens every window of the program and saves a picture of each,
-// and of each tab of the wizard with an imported NZB.  DATA and PICTURES are folders that exist;
-// ends with 1 if a picture was not taken.
+// and of each tab of the wizard with an imported NZB.  DATA and PICTURES are existing folders.
+// Exits with 1 if a picture was not taken.
 #include <cstdio>
 #include <filesystem>
 #include <functional>
@@ -31,7 +31,7 @@ FolderItem Absolute(const char* path) {
   return FolderItem::FromPath(std::filesystem::absolute(path).lexically_normal().string());
 }
 
-// Shows one thing at a time, and takes its picture when the event loop has drawn it.
+// Shows one window or tab at a time, and takes its picture after the event loop has drawn it.
 class Gallery {
  public:
   Gallery(const FolderItem& data, FolderItem nzb, FolderItem pictures)
@@ -39,7 +39,7 @@ class Gallery {
     SpecialFolder::SetApplicationData(data);
     desktop_.chosen = std::move(nzb);
     SetDesktop(&desktop_);
-    // Nothing is asked of the vendor.
+    // Sends no request to the vendor's site.
     Code::GotMessage = true;
     Application::SetExitStatus(1);
     timer_.Action = [this] { Tick(); };
@@ -114,7 +114,7 @@ class Gallery {
   Timer timer_;
   std::vector<Exhibit> exhibits_;
   std::size_t next_ = 0;
-  Window* shown_ = nullptr;  // its picture is still to be taken
+  Window* shown_ = nullptr;  // its picture is not taken yet
   int missing_ = 0;
 };
 

@@ -1,5 +1,6 @@
-# The sizes of the icon, made from its drawing when the build is configured: GRAVLIN_ICON_SIZES lists them, and
-# ${GRAVLIN_ICON_FOLDER}/SIZE.png is the picture.  The desktop takes all of them, the windows some by gravlin.qrc.
+# Draws the icon in all its sizes when the build is configured.  GRAVLIN_ICON_SIZES lists the sizes, and
+# ${GRAVLIN_ICON_FOLDER}/SIZE.png is the picture.  All of them are installed for the desktop; gravlin.qrc adds some to
+# the program.
 find_program(RSVG_CONVERT rsvg-convert REQUIRED)
 set(GRAVLIN_ICON_SIZES 16 24 32 48 64 128 256)
 set(GRAVLIN_ICON_FOLDER ${CMAKE_BINARY_DIR}/icons)

@@ -1,5 +1,4 @@
-// The start: what a user is told when it fails, and that it never leaves a store behind that does
-// not serve.
+// The start: what it reports when it fails, and that it never leaves an unusable store.
 #include "app/app.h"
 
 #include <gtest/gtest.h>
@@ -22,7 +21,7 @@ class AppTest : public ::testing::Test {
     Code::ParJobRunning = Code::RarJobRunning = false;  // for the next test of this process
   }
 
-  // The boxes of a start, each with a line end, and "up" behind them if it shows the main window.
+  // The boxes of a start, each with a line end, then "up" if it shows the main window.
   std::string Start() {
     SpecialFolder::SetApplicationData(data.Item());
     int argc = 1;
@@ -116,7 +115,7 @@ TEST_F(AppTest, ANewStoreGetsNoJournalOfAnOlderOne) {
   EXPECT_EQ(db.SQLSelect("Select ID from FileTypes where Name like 'old%'")->RecordCount(), 0);
 }
 
-// On a full disk, or when it was killed, the first start leaves nothing in the way of the next one.
+// A first start on a full disk, or one that is killed, leaves nothing that stops the next one.
 TEST_F(AppTest, AFirstStartThatIsCutOffIsMadeAgain) {
   for (const rlim_t bytes : {0, 20'000, 100'000}) {
     SCOPED_TRACE(bytes);

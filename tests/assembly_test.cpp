@@ -105,7 +105,7 @@ TEST_F(AssemblyTest, EveryEncodingIsDecoded) {
   };
   for (const auto& c : cases) {
     Choose(c.name, "txt");
-    // The first part tells nothing: its empty line is too far away.
+    // The first part says nothing: its empty line is too far away.
     PutPart(c.name, "00001", std::string(6000, '-') + "\r\n");
     PutPart(c.name, "00002", c.first);
     PutPart(c.name, "00003", c.second);
@@ -131,7 +131,7 @@ TEST_F(AssemblyTest, AMissingPartLeavesAGap) {
 TEST_F(AssemblyTest, TheNameInTheBodyWinsUnlessItIsTakenOnDisk) {
   Choose("taken.bin");
   folder.Write("Downloads/older.bin", "older");
-  folder.Write("Downloads/again.bin", "bytes");  // named by a run that ended before the store knew
+  folder.Write("Downloads/again.bin", "bytes");  // by a run that ended before it was stored
   const std::string cases[][3] = {
       // the name of the NZB, the name in the body, the name on disk
       {"same.bin", "SAME.BIN", "same.bin"},        {"plain1.bin", "real one.bin", "real one.bin"},
@@ -145,7 +145,7 @@ TEST_F(AssemblyTest, TheNameInTheBodyWinsUnlessItIsTakenOnDisk) {
     PutPart(name, "00001", Yenc("bytes", in_body));
     Run();
     const std::string shown = Cell(row, ListColumn::kFilename);
-    if (on_disk.empty()) {  // with the marker of a name that is used twice
+    if (on_disk.empty()) {  // with the marker of a duplicate name
       EXPECT_TRUE(shown != "taken.bin" && shown.starts_with("taken.bin")) << shown;
     } else {
       EXPECT_EQ(shown, on_disk);
@@ -225,7 +225,7 @@ TEST_F(AssemblyTest, ASecondAssemblyWaitsAndBothKeepTheirOwnFile) {
   Choose("two.bin", "two", 1);
   PutPart("two.bin", "00001", Yenc("two", "2.bin"));
   engine->StartConcat();
-  // What the run goes on to meanwhile.
+  // The run has moved to another file meanwhile.
   Choose("three.bin", "three", 0);
   bool overlapped = false, early = false;
   ASSERT_TRUE(clock.RunUntil([&] {
@@ -236,7 +236,7 @@ TEST_F(AssemblyTest, ASecondAssemblyWaitsAndBothKeepTheirOwnFile) {
   }));
   SetSlice(8);
   EXPECT_FALSE(overlapped);
-  EXPECT_FALSE(early) << "the run would go on while the second file is still in work";
+  EXPECT_FALSE(early) << "the run would continue while the second file is still being assembled";
   EXPECT_TRUE(engine->ThreadFlag());
   EXPECT_EQ(Names("Downloads"), (NameSet{"one.bin", "2.bin"}));
   EXPECT_EQ(ReadFile(folder / "Downloads/one.bin").size(), 50'000u);

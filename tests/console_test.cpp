@@ -95,13 +95,13 @@ TEST_F(ServerTest, TheConsoleJudgesNoReply) {
   console.pbSend.Push();
   EXPECT_TRUE(Comes(console.efResponse, "205"));
   EXPECT_EQ(console.State, "sent command");
-  // The server has hung up, and nobody answers to another sign-off.
+  // The server has closed the connection and does not answer another sign-off.
   EXPECT_TRUE(TestClock::PumpUntil([&] { return !console.NewsTest.IsConnected(); }));
   console.pbDisconnect.Push();
   EXPECT_TRUE(console.pbConnect.Enabled() && !console.pbDisconnect.Enabled());
 }
 
-// Its opening holds up no one, and during an import what was typed waits outside the store.
+// Its opening blocks no one; during an import the typed values wait outside the store.
 TEST_F(ServerTest, TheConsoleWaitsForTheStoreAndTakesWhatWasTyped) {
   auto& window = Window::New<Gravlin>();
   Save();

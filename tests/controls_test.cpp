@@ -109,7 +109,7 @@ TEST_F(ControlsTest, ControlsKeepTheirDistanceToTheEdgesTheyAreTiedTo) {
   window.button.SetAnchors({.left = false, .top = true, .right = true, .bottom = false});
   Show();
   log.clear();
-  window.Native().frame->resize(440, 300);  // as by the user
+  window.Native().frame->resize(440, 300);  // as the user would
   Settle();
   EXPECT_EQ(log, "resized ");
   EXPECT_EQ(window.Width(), 440);

@@ -17,7 +17,7 @@ namespace {
 
 class DatabaseTest : public StoreTest {
  protected:
-  // What another connection sees of a select of one value.
+  // The value that another connection reads.
   std::string SeenByOthers(std::string_view sql) {
     Database other(file);
     if (!other.Connect()) return "no connection";
@@ -100,7 +100,7 @@ TEST_F(DatabaseTest, WritesAreOneTransactionUntilCommit) {
   EXPECT_EQ(SeenByOthers(port), "1");
 }
 
-// sqlite ends the transaction by itself where the disk is full.  What comes after must not be
+// sqlite rolls the transaction back by itself when the disk is full.  What follows must not be
 // stored as if it were the whole change.
 TEST_F(DatabaseTest, ATransactionThatAFullDiskEndedTakesNothingMore) {
   db.SQLExecute("Update Servers Set Name='first'");
@@ -229,7 +229,7 @@ TEST_F(DatabaseTest, ABigSelectCostsItsBytesAndCompactionShrinksTheFileAtOnce) {
   record.SetColumn("Parts", std::string(30'000, 'p'));
   for (int i = 0; i < 500; ++i) db.InsertRecord("NZBFiles", record);
   db.Commit();
-#if !defined(__SANITIZE_ADDRESS__)  // whose allocator keeps no such count
+#if !defined(__SANITIZE_ADDRESS__)  // its allocator keeps no such count
   const std::size_t before = mallinfo2().uordblks + mallinfo2().hblkhd;
   const auto rows = db.SQLSelect("Select * from NZBFiles");
   const std::size_t used = mallinfo2().uordblks + mallinfo2().hblkhd - before;
@@ -252,7 +252,7 @@ TEST_F(DatabaseTest, DurabilityIsSetBeforeConnecting) {
   EXPECT_EQ(early.SQLSelect("PRAGMA synchronous")->Field("synchronous").IntegerValue(), 2);
 }
 
-// Background writers: their order, their failures, their turn.
+// Background writers: their order and their failures.
 class WritersTest : public StoreTest {
  protected:
   std::string Server(const std::string& columns) { return Stored("Servers", columns); }
@@ -262,13 +262,13 @@ TEST_F(WritersTest, ABadStatementLeavesTheOthers) {
   Code::SaveToDB(
       {"Update Servers Set Port=1", "Update Servers Set Nonsense=1", "Update Servers Set SSL='v3'"},
       "none");
-  EXPECT_EQ(Server("Port"), "119") << "written before the caller went on";
+  EXPECT_EQ(Server("Port"), "119") << "written before the caller continued";
   ASSERT_TRUE(Save());
   EXPECT_EQ(Server("Port||SSL"), "1v3");
   EXPECT_TRUE(Code::DBFree);
 }
 
-// The writers poll at their own moments; the younger one's comes first when the right is free.
+// Each writer polls at its own time; the newer one polls first after the right is free.
 TEST_F(WritersTest, ATakenRightHoldsWritersUpAndAnOlderWriteIsNeverTheLast) {
   ASSERT_TRUE(Code::LockDB());
   EXPECT_FALSE(Code::LockDB());
@@ -286,7 +286,7 @@ TEST_F(WritersTest, ATakenRightHoldsWritersUpAndAnOlderWriteIsNeverTheLast) {
 
 TEST_F(WritersTest, ABurstOfWritersWritesOneAtATimeAndLosesNothing) {
   SetSlice(0);
-  // Were two between their statements at once, one would find the other's mark.
+  // If two ran between their statements at once, one would see the other's mark.
   for (int i = 0; i < 10; ++i) {
     Code::SaveToDB({"Insert into FileTypes (Name) values ('burst')",
                     "Update Settings_Gravlin Set Name=ifnull(Name,'')||'('",

@@ -1,4 +1,4 @@
-// How the encoding of an article is told.
+// How the encoding of an article is recognised.
 #include "decode/encodings.h"
 
 #include <gtest/gtest.h>
@@ -22,7 +22,7 @@ struct Case {
 void Check(auto function, const std::vector<Case>& cases) {
   for (const Case& c : cases) {
     EXPECT_EQ(function(c.text), c.expected) << c.what;
-    // A text may be cut anywhere; the sanitizers watch.
+    // A text may be cut anywhere; the sanitizers watch for bad reads.
     for (std::size_t length = 0; length < std::min<std::size_t>(c.text.size(), 400); ++length)
       function(c.text.substr(0, length));
   }

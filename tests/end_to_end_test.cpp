@@ -40,7 +40,7 @@ struct Drive : QProcess {
     start(kDrive, words + QStringList{"--timeout", "120"});
   }
   ~Drive() override { Kill(); }
-  // Whether there was something to kill.
+  // False if it had ended already.
   bool Kill() {
     kill();
     return Status() < 0;
@@ -74,12 +74,12 @@ class EndToEnd : public ::testing::Test {
   QStringList OnJournal() const {
     fs::remove_all(folder_ / "journal");
     fs::create_directory(folder_ / "journal");
-    // The address sanitizer wants to be the first library, which is only for its own good.
+    // The address sanitizer wants to be the first library, which this run does not need.
     return {"ASAN_OPTIONS=verify_asan_link_order=0", QString("LD_PRELOAD=") + kPowerCutPreload,
             "GRAVLIN_POWER_CUT_ROOT=" + Text(folder_ / "data") + "/",
             "GRAVLIN_POWER_CUT_JOURNAL=" + Text(folder_ / "journal")};
   }
-  // Names and files that suffered.
+  // The number of names and files that were damaged.
   int CutPower(std::size_t seed) const {
     const std::string cut = std::string("'") + kPowerCut + "' '" + (folder_ / "data").string() +
                             "' '" + (folder_ / "journal").string() + "' " + std::to_string(seed) +
@@ -116,8 +116,8 @@ class EndToEnd : public ::testing::Test {
   std::unique_ptr<NewsServer> server_;
 };
 
-// The run goes on by itself; a set that cannot be repaired is left, and the run ends with 1.  What
-// was extracted is safe from a power cut, though its files have the archive's times.
+// The run continues by itself; a set that cannot be repaired is left, and the run exits with 1.
+// What was extracted survives a power cut, though its files have the archive's times.
 TEST_F(EndToEnd, ADamagedArchiveIsRepairedAndExtractedOrLeft) {
   const std::string bytes = RandomBytes(3, 0, 300'000);
   for (const int damaged : {1, 6}) {
@@ -181,7 +181,7 @@ TEST_F(EndToEnd, AKilledRunIsTakenUpByTheNextOne) {
     fs::remove_all(folder_ / "data");
     Serve();
     KilledRun(point.request, point.answered);
-    // What is whole on the disk is not asked for again.
+    // Parts that are whole on the disk are not requested again.
     std::map<std::string, int> asked;
     for (const PostedFile& file : set_.Files()) {
       const bool finished =
@@ -199,8 +199,8 @@ TEST_F(EndToEnd, AKilledRunIsTakenUpByTheNextOne) {
   }
 }
 
-// What was not flushed is gone, cut off or full of holes; none of it is taken for a part, and no
-// file that Downloads names is half a one.
+// Changes that were not flushed are lost, cut off or full of holes; none of them is taken for a
+// part, and no file in Downloads is incomplete.
 TEST_F(EndToEnd, APowerCutCostsTimeAlone) {
   for (std::size_t seed = 1; seed <= 6; ++seed) {
     SCOPED_TRACE(seed);

@@ -1,5 +1,5 @@
-// The same thing many times over: nothing piles up.  GRAVLIN_TEST_ROUNDS multiplies the rounds, for
-// a long run by hand.
+// Repeats the same thing many times: nothing accumulates.  GRAVLIN_TEST_ROUNDS multiplies the
+// rounds, for a long run by hand.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
@@ -37,14 +37,13 @@ long Descriptors() {
   return std::distance(begin, end);
 }
 
-// What is held now: widgets exactly, descriptors but for a few, memory within what caches may take
-// and a few bytes a round.
+// Compares what is held now: widgets exactly, a few descriptors more, memory for caches and a few
+// bytes for each round.
 class NothingPilesUp {
  public:
   NothingPilesUp(const char* what, int rounds) : what_(what), rounds_(rounds) {}
-  // What works in the background may still be on its way out: the server's side of the last
-  // connections, the store's checkpoint.  SQLite closes a descriptor only when no other connection
-  // holds a lock.
+  // Background work may still be ending: the server's side of the last connections, the store's
+  // checkpoint.  SQLite closes a descriptor only when no other connection holds a lock.
   ~NothingPilesUp() {
     EXPECT_TRUE(TestClock::PumpUntil([this] {
       return Descriptors() < descriptors_ + rounds_ / 2 && Grown() < kCaches + 50 * rounds_;
@@ -55,7 +54,7 @@ class NothingPilesUp {
   }
 
  private:
-  static constexpr double kCaches = 400'000;  // a socket's buffer of 256 KiB, above all
+  static constexpr double kCaches = 400'000;  // above all a socket's buffer of 256 KiB
   double Grown() const { return static_cast<double>(mallinfo2().uordblks) - bytes_; }
   const char* const what_;
   const int rounds_;
@@ -125,7 +124,7 @@ TEST_F(RunRounds, ConnectionsComeAndGoAndFilesAreImportedAgain) {
   DownloadAll();
 }
 
-// The real program, in a home of its own.
+// The real program, with a home of its own.
 struct Program : QProcess {
   explicit Program(const TempFolder& home, const QStringList& documents = {}) {
     const QString own = QString::fromStdString(home.Path().string());
@@ -149,7 +148,7 @@ bool CatchesTerm(const std::string& status) {
   return at != std::string::npos && std::stoull(status.substr(at + 8), nullptr, 16) >> 14 & 1;
 }
 
-// Of several starts at the same instant one stays; the others hand over and end.
+// Of several starts at the same instant one stays; the others pass their documents on and exit.
 TEST(OneInstance, OfManyStartsAtTheSameInstantOneStays) {
   constexpr int kStarts = 4;
   for (int round = 0; round < Rounds(3); ++round) {
@@ -169,14 +168,14 @@ TEST(OneInstance, OfManyStartsAtTheSameInstantOneStays) {
   }
 }
 
-// Another process that is about to end has the lock, and listens no more.
+// Another process that is ending holds the lock and no longer listens.
 TEST(OneInstance, AStartWaitsForTheEndOfTheOneBefore) {
   const TempFolder home;
   const std::string lock = (home / "gravlin.lock").string();
   const int before = open(lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   ASSERT_EQ(flock(before, LOCK_EX | LOCK_NB), 0);
   Program program(home);
-  int asleep = 0;  // between two looks at the lock
+  int asleep = 0;  // between two tries to lock
   ASSERT_TRUE(TestClock::PumpUntil(
       [&] { return (asleep += InStr(program.Read("status"), "State:\tS") > 0) >= 50; }));
   EXPECT_TRUE(program.Runs());
@@ -184,13 +183,13 @@ TEST(OneInstance, AStartWaitsForTheEndOfTheOneBefore) {
   close(before);
   EXPECT_TRUE(TestClock::PumpUntil(
       [&] { return std::filesystem::exists(home / "gravlin.socket") || !program.Runs(); }));
-  // Only now does it do with a signal what it should.
+  // Only now does it handle a signal as it should.
   EXPECT_TRUE(TestClock::PumpUntil([&] { return CatchesTerm(program.Read("status")); }));
   EXPECT_TRUE(program.EndsWell());
 }
 
-// A second start keeps its documents until the first one's start is over, and takes its place where
-// that fails.
+// A second start keeps its documents until the start of the first one is over, and replaces the
+// first one if that start fails.
 TEST(OneInstance, TheProgramCanBeEndedWhileABoxOfItsStartIsOpen) {
   const TempFolder home;
   std::filesystem::create_directories(home / ".local/share/Gravlin");

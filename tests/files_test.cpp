@@ -1,5 +1,5 @@
-// Files, folders and streams on a real file system, with a limit on file size in the place of a
-// full disk.
+// Files, folders and streams on a real file system, with a limit on file size instead of a full
+// disk.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -136,7 +136,7 @@ TEST(FolderItem, WritingNeverFollowsALinkAndNothingWaitsForAPipe) {
   EXPECT_EQ(temp.Item("pipe").OpenAsTextFile(), nullptr);
   EXPECT_EQ(temp.Item().OpenAsTextFile(), nullptr) << "a folder";
   EXPECT_EQ(temp.Item("link").OpenAsTextFile()->ReadAll(), "kept");
-  // A file that is to be written anew takes the place of a link of its name.
+  // A file that is written anew replaces a link of the same name.
   fs::create_hard_link(temp / "precious", temp / "hard link");
   for (const char* name : {"link", "dangling", "hard link"}) {
     EXPECT_TRUE(temp.Item(name).CreateTextFile()->Write("new")) << name;
@@ -159,7 +159,7 @@ TEST(TextStreams, LinesEndAtEachOfTheThreeEndsOnAnyByteOfTheBuffer) {
     while (!stream->EndOfFile()) lines.push_back(stream->ReadLine());
     EXPECT_EQ(lines, (std::vector<std::string>{first, "two", "three", "", "four", "", "last"}));
     EXPECT_EQ(stream->PositionB(), file.Length());
-    // What another program adds after the end was met is read as well.
+    // Text that another program adds after the end was reached is read as well.
     EXPECT_TRUE(file.AppendToTextFile()->Write("\nmore"));
     EXPECT_FALSE(stream->EndOfFile());
     EXPECT_EQ(stream->ReadAll(), "\nmore");

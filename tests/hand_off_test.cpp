@@ -1,5 +1,4 @@
-// From the end of a download, or a document, into repair and extraction, to the tools' command
-// lines.
+// From the end of a download, or a document, to repair and extraction and the tools' command lines.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -48,7 +47,7 @@ TEST_F(HandOffTest, TheEndOfADownloadStartsTheRepairOfItsSet) {
   EXPECT_EQ(Window::IfOpen<Rar>()->fInput, folder.Item("a.rar"));
   EXPECT_TRUE(Window::IfOpen<Rar>()->Visible());
   main_window.StartPar();
-  EXPECT_EQ(Window::All().size(), 5u) << "a further window for each set, beside that of the advice";
+  EXPECT_EQ(Window::All().size(), 5u) << "a further window for each set, and that of the advice";
 }
 
 TEST_F(HandOffTest, ASetWithoutAnArchiveEndsByWhatUnrarMakesOfTheFolder) {
@@ -61,7 +60,7 @@ TEST_F(HandOffTest, ASetWithoutAnArchiveEndsByWhatUnrarMakesOfTheFolder) {
   EXPECT_EQ(Window::IfOpen<Rar>()->stStatus.Text(), "Something went wrong.");
 }
 
-// Neither is tried again, nor does it keep the tool from the next file.
+// It is not tried again, and the tool runs with the next file.
 TEST_F(HandOffTest, APathOfWhichNoCommandCanBeMadeIsRefusedOnce) {
   Script("write Repair complete.\\n\n", "it's.par2");
   Script("write No files to extract\\n\n", "a*.rar");
@@ -85,7 +84,7 @@ TEST_F(HandOffTest, APathOfWhichNoCommandCanBeMadeIsRefusedOnce) {
   const FolderItem plain = folder.Write("a.par2", ReadFile(folder / "it's.par2"));
   OpenParDocument(plain);
   EXPECT_TRUE(RunTool([&] { return par.stStatus.Text() == "Repair complete."; }));
-  // A home folder with a quote stands in the path of the output.
+  // The path of the output contains a quote, from the home folder.
   Code::AppDataFolder = folder.Item("o'neil");
   Code::AppDataFolder.CreateAsFolder();
   OpenParDocument(plain);
@@ -109,7 +108,7 @@ TEST_F(HandOffTest, EachFileGetsItsRunWhicheverWayItCameIn) {
   par.fRAR = archive;
   OpenParDocument(folder.Item("two.par2"));
   Asked().chosen = {folder.Item("three.par2"), FolderItem()};
-  par.pbSelectFile.Action();  // of a dialog that was opened before
+  par.pbSelectFile.Action();  // from a dialog that was opened before
   par.pbSelectFile.Action();
   par.pbSelectFile.DropObject(DragItem{folder.Item("four.par2")});
   EXPECT_EQ(par.stStatus.Text(), "File selected: one.par2 (3 more files wait)");
@@ -139,7 +138,7 @@ TEST_F(HandOffTest, AFileThatWaitsHidesNoFailureAndIsNotDroppedWithoutAWord) {
   EXPECT_EQ(Asked().boxes.size(), 3u);
 }
 
-// The tools' command lines, the paths that get none, and the shell that runs them.
+// The tools' command lines, the paths that are refused, and the shell that runs them.
 FolderItem At(const std::string& path) { return FolderItem::FromPath(path); }
 
 TEST(Commands, Par2GetsPathsFromTheRootWithoutASlash) {
@@ -168,7 +167,7 @@ TEST(Commands, UnrarGetsAbsolutePathsAndATargetThatEndsInASlash) {
 
 int signal_pipe[2];
 
-// The program's handler must not run in a child that has not become its tool yet.
+// A child that is not yet its tool must not run the program's signal handler.
 TEST(Shell, ACloseRightBehindTheStartReachesTheChildAlone) {
   ASSERT_EQ(pipe2(signal_pipe, O_NONBLOCK | O_CLOEXEC), 0);
   const auto before = std::signal(

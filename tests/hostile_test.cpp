@@ -1,5 +1,5 @@
-// A hostile server, a hostile NZB, and a disk that fails in the middle of a run: nothing is lost,
-// nothing half-done is taken for whole, and the run goes on when the cause is gone.
+// A hostile server, a hostile NZB, and a disk that fails during a run: nothing is lost, nothing
+// incomplete is taken for whole, and the run continues when the cause is gone.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Root may write to a read-only folder; until the end of the scope this process is somebody else,
+// Root may write to a read-only folder; until the end of the scope this process is another user,
 // who owns a folder with all that is in it.
 class OrdinaryUser {
  public:
@@ -39,7 +39,7 @@ class OrdinaryUser {
 
 class HostileTest : public EngineTest {
  protected:
-  // Each silence of the server costs the run a minute of the clock, and hardly any real time.
+  // Each silence of the server takes a minute of the clock, and hardly any real time.
   bool RunThroughSilences(const std::function<bool()>& done) {
     for (int minutes = 0; minutes < 30 && !done(); ++minutes) {
       for (int turns = 0; turns < 40 && !done(); ++turns) PumpEvents(2);
@@ -49,7 +49,7 @@ class HostileTest : public EngineTest {
   }
 };
 
-// What one answer can be, and whether the run gets over it by itself.
+// What one answer can be, and how many articles of the run it costs.
 TEST_F(HostileTest, WhateverOneAnswerIsTheRunGoesOn) {
   const auto wire = [](std::string bytes, Reply::Then then = Reply::Then::kGoOn) -> Change {
     return [bytes = std::move(bytes), then](Reply reply) {
@@ -63,7 +63,7 @@ TEST_F(HostileTest, WhateverOneAnswerIsTheRunGoesOn) {
     const char* what;
     std::string request;
     Change change;
-    int errors;  // articles that this run does without
+    int errors;  // articles that are missing after this run
   } cases[] = {
       {"a greeting that never ends its line", "(greeting)",
        wire("200 " + nuls, Reply::Then::kStall), 0},
@@ -96,7 +96,7 @@ TEST_F(HostileTest, WhateverOneAnswerIsTheRunGoesOn) {
   }
 }
 
-// An article that is cut off is asked for again, wherever the cut is.
+// An article that is cut off is requested again, wherever the cut is.
 TEST_F(HostileTest, AReplyMayBeCutAtEachOfItsBytes) {
   posted.Add("a.rar", 40, 40);
   Serve();
@@ -114,11 +114,11 @@ TEST_F(HostileTest, AReplyMayBeCutAtEachOfItsBytes) {
     clock.Advance(61'500);
   }
   ExpectAllFiles();
-  // Whole when all but the last line feed is there.
+  // The article is complete without its last line feed.
   EXPECT_EQ(server->ArticleCount(id), static_cast<int>(size));
 }
 
-// Whatever the NZB or an article calls a file, it is written to Parts and Downloads or nowhere.
+// Whatever name the NZB or an article gives, the file is written to Parts and Downloads or nowhere.
 TEST_F(HostileTest, NoNameLeadsOutOfTheFolders) {
   const std::string names[] = {"...rar",
                                "../outside.rar",
@@ -156,7 +156,7 @@ TEST_F(HostileTest, NoNameLeadsOutOfTheFolders) {
     if (path == "set.nzb" || path == "Gravlin/outside.rar" || path == "Gravlin/Parts.flushed" ||
         path == "Gravlin/Gravlin.lock" || path.starts_with("Gravlin/Gravlin.rsd"))
       continue;
-    // Of two files that end up under one name the second keeps its parts.
+    // If two files get the same name, the second keeps its parts.
     EXPECT_TRUE(path.starts_with("Gravlin/Downloads/") || path.starts_with("Gravlin/Parts/"))
         << path;
     EXPECT_EQ(std::count(path.begin(), path.end(), '/'), 2) << path;
@@ -167,7 +167,7 @@ TEST_F(HostileTest, NoNameLeadsOutOfTheFolders) {
   EXPECT_GT(kept, std::size(names));
 }
 
-// The Parts or the Downloads folder is deleted in the middle of a run.
+// The Parts or the Downloads folder is deleted during a run.
 TEST_F(HostileTest, AFolderThatIsDeletedComesBack) {
   for (const char* folder : {"Gravlin/Parts", "Gravlin/Downloads"}) {
     SCOPED_TRACE(folder);
@@ -193,7 +193,7 @@ TEST_F(HostileTest, AFolderThatIsDeletedComesBack) {
   }
 }
 
-// The Parts or the Downloads folder may be read only.
+// The Parts or the Downloads folder is read-only.
 TEST_F(HostileTest, AFolderThatTakesNothingIsToldAndTheNextStartGoesOn) {
   Post({"a.rar", "b.rar"}, 4);
   const OrdinaryUser user(data.Path());
@@ -218,14 +218,14 @@ TEST_F(HostileTest, AFolderThatTakesNothingIsToldAndTheNextStartGoesOn) {
   }
 }
 
-// The disk is full, or no descriptor is left for a part, nor for the store: the articles count as
-// errors, and the next Start fetches them.
+// The disk is full, or there are no descriptors for parts and store: the articles count as errors,
+// and the next Start fetches them.
 TEST_F(HostileTest, PartsThatCannotBeWrittenAreErrorsAndComeLater) {
-  posted.Add("a.rar", 8000, 2000);  // complete about the time when nothing can be opened
+  posted.Add("a.rar", 8000, 2000);  // complete about when nothing can be opened
   Post({"b.rar"}, 20);
   for (const int resource : {RLIMIT_FSIZE, RLIMIT_NOFILE}) {
     SCOPED_TRACE(resource);
-#ifdef __SANITIZE_ADDRESS__  // it needs descriptors itself, to look at the type of what is thrown
+#ifdef __SANITIZE_ADDRESS__  // it needs descriptors for itself, to find the type of an exception
     if (resource == RLIMIT_NOFILE) continue;
 #endif
     EmptyDownloads();
@@ -240,7 +240,7 @@ TEST_F(HostileTest, PartsThatCannotBeWrittenAreErrorsAndComeLater) {
     ASSERT_TRUE(RunToEnd());
     Settle();
     DownloadAll();
-    // Where the limit fell between the move to Downloads and its flush, the parts stay until then.
+    // If the limit came between the move to Downloads and its flush, the parts stay until then.
     Launch();
     EXPECT_TRUE(fs::is_empty(Parts()));
   }

@@ -1,4 +1,4 @@
-// The import thread with a real store, on files that are kept as posters write them.
+// The import thread with a real store, on files as posters write them.
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -65,7 +65,7 @@ class ImportTest : public testing::StoreTest {
 TEST_F(ImportTest, WritesOneRowForEachFileAndShowsWholePercentsOnce) {
   const std::string text = "<nzb>\n" + FileElement("\"one.rar\" yEnc (1/7)", 2) +
                            FileElement("xyz [2/2] - two.r00", 1, 50) + "</nzb>\n";
-  // The second time, the rows of the first are gone before names are compared.
+  // The second time, the rows of the first are deleted before names are compared.
   for (int time = 0; time < 2; ++time) {
     Import(text);
     EXPECT_EQ(Stored("NZBFiles",
@@ -130,7 +130,7 @@ TEST_F(ImportTest, EveryMessageGivesTheRightToWriteBackButOne) {
     EXPECT_EQ(LastBox(), c.message) << c.text;
     EXPECT_EQ(Names(), c.names) << c.text;
     EXPECT_EQ(Code::DBFree, c.right_is_back) << c.text;
-    Store("BEGIN IMMEDIATE");  // nothing is left that stops the next writer
+    Store("BEGIN IMMEDIATE");  // nothing is left that blocks the next writer
   }
   Asked().Clear();
   Code::DBFree = true;
@@ -170,8 +170,8 @@ TEST_F(ImportTest, WaitsForTheStoreAndForOtherWriters) {
   EXPECT_EQ(Names(), "a.rar");
 }
 
-// A disk that fills leaves the whole old list, the whole new one or, with a word, none; and the
-// store as it was.
+// A disk that fills leaves the whole old list, the whole new one or, with a message, none; and an
+// intact store.
 TEST_F(ImportTest, AListThatCannotBeStoredWholeIsToldAndLeftOut) {
   std::string old_list, text;
   for (int i = 0; i < 60; ++i) {
@@ -199,7 +199,7 @@ TEST_F(ImportTest, AListThatCannotBeStoredWholeIsToldAndLeftOut) {
     Import(old_list);
   }
   for (const int count : ends) EXPECT_GT(count, 0) << "an end that was not tried";
-  // No text at all, and no line end within any sensible length.
+  // A file without text, and one without a line end within a sensible length.
   folder.Write("image.nzb", "x");
   std::filesystem::resize_file(folder / "image.nzb", std::int64_t{1} << 32);
   Start(folder.Item("image.nzb"));
@@ -209,8 +209,8 @@ TEST_F(ImportTest, AListThatCannotBeStoredWholeIsToldAndLeftOut) {
             "file.");
 }
 
-// The delete of an import that failed waits behind another writer, and must not come after the list
-// that is dropped next.
+// The delete of a failed import waits for another writer, and must not run after the next list was
+// dropped on the window.
 TEST_F(ImportTest, TheDeleteOfAFailedImportLeavesTheNextList) {
   Start(folder.Write("bad.nzb", "<file x>"));
   ASSERT_TRUE(clock.RunUntil([] { return !Code::DBFree; }));
@@ -221,7 +221,7 @@ TEST_F(ImportTest, TheDeleteOfAFailedImportLeavesTheNextList) {
   EXPECT_EQ(Names(), "b.rar");
 }
 
-// A name that would be read as part of the statement is not stored.
+// A name that would change the statement is not stored.
 TEST_F(ImportTest, ANameWithAQuoteReachesNoStatement) {
   Import(FileElement("a.rar", 1), "a',Cols=(select URL from Servers),Name='b.nzb");
   EXPECT_EQ(Stored("Settings_Gravlin", "Cols||Name"), "");

@@ -1,5 +1,5 @@
-// The floors of the house: what a file may include.  That no header of platform/ hands the toolkit
-// on is held by the build, where only platform/ finds the toolkit's headers.
+// The floors of the program: what a file may include.  The build makes sure that no header of
+// platform/ includes the toolkit, because only platform/ finds the toolkit's headers.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Height of a file named from src/; -1 for what is no room of the program.
+// The floor of a file named from src/; -1 if it is in no room of the program.
 int Floor(const std::string& file) {
   static const std::map<std::string, int> rooms = {
       {"platform", 0}, {"base", 1},        {"store", 2}, {"nzb", 3}, {"engine", 4},

@@ -1,4 +1,4 @@
-// Tables: what the program sees of them, and that the screen is told rarely and rightly.
+// Tables: what the program sees of them, and that the view gets few and correct changes.
 #include "platform/listbox.h"
 
 #include <QAbstractItemModel>
@@ -184,7 +184,7 @@ TEST_F(ListboxTest, ColumnWidthsAreTakenAsTheyCome) {
   EXPECT_EQ(list.ColumnWidths(), "100,33,80");
 }
 
-// What comes from outside is shown as it stands, in tool tips too, and turns no text around.
+// Text from outside is shown as it is, in tool tips too, and does not reverse other text.
 TEST_F(ListboxTest, TextsFromOutsideAreNoMarkup) {
   Fill({"<img src='/dev/zero'>", "a\u202Egnp.exe"});
   Show();

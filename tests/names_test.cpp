@@ -1,4 +1,4 @@
-// Names that come from strangers.
+// Names that come from outside.
 #include "nzb/names.h"
 
 #include <gtest/gtest.h>
@@ -15,8 +15,8 @@ TEST(Names, ACleanFilenameHoldsNothingThatAFileSystemMinds) {
       {"....", ""},
       {":'\\/,;\"<>|\r", ""},
       {"  [keep] (this)_  ", "[keep] (this)_"},
-      {"a.;.b", "a..b"},  // the semicolon goes after the dots were looked at
-      {"a.:.b", "ab"},    // the colon before
+      {"a.;.b", "a..b"},  // the semicolon is removed after the dots
+      {"a.:.b", "ab"},    // the colon is removed before them
       {"..\\..\\evil.rar", "evil.rar"},
       {std::string(300, 'x') + ext, std::string(240 - ext.size(), 'x') + ext},
       {std::string(300, '\x80'), std::string(237, '\x80')},  // not UTF-8 at all
@@ -50,7 +50,7 @@ TEST(Names, EscapesAreUndoneInOrder) {
       {"a &quot;b&quot; &#39;c&#x27;", "a \"b\" 'c'"},
       {"&lt;id&gt; &#60;&#x3c;&#62;&#x3E; &APOS;", "<id> <<>> '"},
       {"&amp;lt;", "<"},     // a double escape
-      {"&#38;lt;", "&lt;"},  // in numeric form it comes too late for the named ones
+      {"&#38;lt;", "&lt;"},  // the numeric form is undone after the named ones
       {"&#38;#60;", "<"},
       {"&amp;amp;lt;", "&amp;lt;"},
       {"&#228; &nbsp; & &amp", "&#228; &nbsp; & &amp"},

@@ -1,4 +1,4 @@
-// NZB files as they are found, whole, cut and odd.
+// NZB files as posters write them, whole, cut and odd.
 #include "nzb/nzb_reader.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +11,7 @@
 namespace gravlin {
 namespace {
 
-// What reading a text led to: "subject|groups|parts|count|bytes;" of each file, then the message,
+// The result of reading a text: "subject|groups|parts|count|bytes;" of each file, then the message,
 // "empty file", or "waits".
 std::string Read(const std::string& text) {
   const std::vector<std::string> lines = testing::LinesOf(text);
@@ -68,7 +68,7 @@ TEST(NzbReader, LooksForWordsAndNotForXml) {
       {head + seg + end, row},
       {capitals, "S|G|1-5-ID|1|5;"},
       {head + seg + "</nzb>", row},
-      {head + seg + seg + end, row},  // one segment a line
+      {head + seg + seg + end, row},  // one segment for each line
       {file + group + "</groups>" + seg + "\n" + seg + end, row},
       {"<file subject=\"s\"><group>x</group>\n" + group + "</groups>\n" + seg + end, row},
       {file + group + "\n<group>lost</group></groups>\n" + seg + end, row},
@@ -107,7 +107,7 @@ TEST(NzbReader, LooksForWordsAndNotForXml) {
   for (const auto& [text, outcome] : cases) EXPECT_EQ(Read(text), outcome) << text;
 }
 
-// Whatever stands in the file, reading ends, or waits for the rest of the groups.
+// Whatever the file holds, reading ends, or waits for the rest of the groups.
 TEST(NzbReader, EndsOnEveryDamagedFile) {
   for (std::size_t at = 0; at < kGood.size(); ++at) {
     EXPECT_EQ(Read(kGood.substr(0, at)).find("hungry"), std::string::npos);

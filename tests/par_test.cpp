@@ -91,7 +91,7 @@ TEST_F(ParTest, AToolThatWritesNothingIsStartedAgainWithoutEnd) {
     const pid_t tool = Noted("tool"), child = Noted("child");
     EXPECT_FALSE(Gone(tool) || Gone(child));
     Shell("rm tool child");
-    if (attempt == 5) Script("write \\n\\n\nuntil never\n");  // what the next start will do
+    if (attempt == 5) Script("write \\n\\n\nuntil never\n");  // for the next start
     clock.Advance(15'250);
     EXPECT_TRUE(WaitFor([&] { return Gone(tool) && Gone(child); }));
   }
@@ -160,7 +160,7 @@ TEST_F(ParTest, ThreeWindowsRunOneAfterTheOther) {
 }
 
 TEST_F(ParTest, ClosingAWindowInMidRunEndsTheToolAndItsChildren) {
-  for (const char* manners : {"", "deaf\n"}) {  // a deaf one is killed in the end
+  for (const char* manners : {"", "deaf\n"}) {  // a deaf one is killed
     Par& par = Drop<Par>(
         Script(std::string(manners) + "write Loading \"a\".\\n\npid tool\nchild child\nhang\n"));
     clock.Advance(2000);

@@ -11,7 +11,7 @@ namespace {
 
 class QueueTest : public EngineTest {
  protected:
-  // A part file as an earlier run left it.
+  // A part file of an earlier run.
   void LeavePart(const PostedSet& set, int file, int part) {
     const std::string& id = set.Files()[file].ids[part - 1];
     const std::string name = set.Files()[file].name + "-p0000" + std::to_string(part) + ".txt";
@@ -50,7 +50,7 @@ TEST_F(QueueTest, ALaunchCountsWhatLiesOnDisk) {
   EXPECT_TRUE(ReadFile(Downloads() / "b.rar") == posted.Files()[1].read(0, 6000));
 }
 
-// Parts that are newer than the last flush are looked at; the others are taken as they are.
+// Parts that are newer than the last flush are checked; the others are taken as they are.
 TEST_F(QueueTest, WhatAPowerCutDamagedIsNoPart) {
   posted.Add("a.rar", 10 * 9000, 9000);
   Serve();
@@ -110,8 +110,8 @@ TEST_F(QueueTest, TheRestOfARefusalIsNoReplyDuringAnAssembly) {
   }
 }
 
-// The row that the store does not give, and the name that the disk does not take: each is one error
-// of its file, no article of it is fetched, and the rest comes down.
+// The store does not give the row, or the disk does not take the name: each is one error of its
+// file, no article of it is fetched, and the other files are.
 TEST_F(QueueTest, AFileThatCannotBeBegunIsAnErrorOfItsRow) {
   Post({"a.rar", "b.rar", "c.rar", "d.rar"});
   std::filesystem::create_directories(Parts() / "b.rar-p00001.txt/in use");
@@ -128,8 +128,8 @@ TEST_F(QueueTest, AFileThatCannotBeBegunIsAnErrorOfItsRow) {
   EXPECT_EQ(Cell(3, ListColumn::kMessage), "Last error: Store error: not connected");
 }
 
-// Whether the file that was complete at launch has been assembled before Start, or not yet: no file
-// is left out, and none is fetched.
+// The file that was complete at launch may be assembled before Start or after it: no file is left
+// out, and none is fetched.
 TEST_F(QueueTest, AFileCompleteAtLaunchIsAssembledOnce) {
   Post({"a.rar", "b.rar", "c.rar"});
   for (const bool wait : {true, false}) {
@@ -146,8 +146,8 @@ TEST_F(QueueTest, AFileCompleteAtLaunchIsAssembledOnce) {
   }
 }
 
-// No answer of the server comes between these files: finished ones, and ones without a group under
-// a name that no file system takes.
+// The server answers nothing between these files: finished ones, and ones without a group under a
+// name that no file system takes.
 TEST_F(QueueTest, AnyNumberOfFilesIsPassedOver) {
   posted.Add("zz.rar", 3000, 3000);
   Serve();
@@ -197,7 +197,7 @@ TEST_F(QueueTest, AllFilesDoneIsSaidWithoutAConnection) {
   EXPECT_EQ(server->Connections(), connections);
 }
 
-// Windows outlive the threads that work for them, and what was under way is taken up again.
+// Windows outlive the threads that work for them, and interrupted work is resumed.
 using QuitTest = ProgramTest;
 
 TEST_F(QuitTest, InTheMiddleOfAnAssemblyLosesNothing) {
@@ -230,8 +230,8 @@ TEST_F(QueueTest, StopInTheMiddleOfAnAssemblyIsTheEndOfTheRun) {
   DownloadAll();
 }
 
-// The next set comes while a file of the first one is still fetched: twice in a hurry, and with a
-// file whose parts are all there.
+// The next set is imported while a file of the first one is still being fetched: twice in quick
+// succession, and with a file whose parts are all there.
 TEST_F(QueueTest, AnImportInTheMiddleOfARunIsNotMixedWithIt) {
   posted.Add("posted.rar", 6000, 2000, Coding::kYenc, "real.rar");
   Serve();

@@ -24,7 +24,7 @@ class RarTest : public ToolTest {
   bool Run(Rar& rar) {
     return RunTool([&] { return Over(rar); });
   }
-  // What a row of the table of outcomes looks like.
+  // A row of the table of outcomes.
   std::string Outcome(const Rar& rar) {
     std::string outcome = rar.stStatus.Text();
     if (!Asked().launched.empty()) outcome += " opened";
@@ -55,7 +55,7 @@ TEST_F(RarRealTest, AVolumeSetIsExtractedAndItsFolderOpened) {
   Shell("mkdir Extracted_Files; echo longer than the new one > Extracted_Files/süß.txt");
   Rar& rar = Drop<Rar>(folder.Item("a - b [c].part1.rar"));
   ASSERT_TRUE(Run(rar));
-  // The comment of a first volume comes ahead of the line that lets the window look for it.
+  // The comment of a first volume comes before the line after which the window looks for it.
   EXPECT_EQ(Outcome(rar), "Extraction complete. opened advice");
   EXPECT_EQ(Rows(rar.List),
             "a - b [c].part1.rar|a - b [c].part2.rar|a - b [c].part3.rar|a - b [c].part4.rar|");
@@ -84,7 +84,7 @@ TEST_F(RarRealTest, EachFailureEndsAsTheToolWordsIt) {
       {"printf X | dd of=set.part2.rar bs=1 seek=5000 conv=notrunc 2>/dev/null", "set.part1.rar",
        damaged + "advice", "a.bin|"},
       {"echo hello > set.part1.rar", "set.part1.rar", wrong + "advice", ""},
-      // A name with a colon comes out as a folder's.
+      // A name with a colon is shown as one with a folder.
       {"cp set.part1.rar 'a: b.rar'", "a: b.rar", wrong + "advice", ""},
   };
   for (const auto& c : cases) {
@@ -101,7 +101,8 @@ TEST_F(RarRealTest, EachFailureEndsAsTheToolWordsIt) {
   }
 }
 
-// Links that came with an archive lead nowhere; an Extracted_Files in Downloads may be the user's.
+// Links that came with an archive are not followed; an Extracted_Files in Downloads may be the
+// user's.
 TEST_F(RarRealTest, NothingIsWrittenThroughALink) {
   const std::string n(249, 'n'), longest = n + "\u00fc.b";  // 253 bytes
   const struct {
@@ -157,7 +158,7 @@ TEST_F(RarTest, ASilentToolIsStartedAgainAndWordsThatNoRuleKnowsEndInSilence) {
   EXPECT_EQ(silent.stStatus.Text(), "File selected: set.par2. Trying to start unrar. Attempt: 4");
   silent.Close();
   EXPECT_TRUE(std::exchange(Code::RarJobRunning, false));
-  // Asked for a password on no terminal, the tool gives up in these words.
+  // Asked for a password without a terminal, the tool gives up with these words.
   Rar& locked = Drop<Rar>(Script("write Program aborted\\n\n"));
   ASSERT_TRUE(Run(locked));
   EXPECT_EQ(Outcome(locked), "Archive damaged or incomplete. flag");

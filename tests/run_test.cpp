@@ -1,6 +1,5 @@
-// One whole run as a user and a server see it, line by line: what the status says, what the log
-// says, what the server is sent.  A refused article, a lost connection, a Stop, and the way to the
-// repair.
+// One whole run as a user and a server see it, line by line: the status, the log, and what the
+// server receives.  A refused article, a lost connection, a Stop, and the way to the repair.
 #include <gtest/gtest.h>
 
 #include <cctype>
@@ -17,7 +16,8 @@ namespace {
 
 class RunTest : public ProgramTest {
  protected:
-  // Times, ports and folders differ from run to run, and so does how often a long wait is told.
+  // Times, ports and folders differ from run to run, and so does the number of reports of a long
+  // wait.
   void Note(const std::string& who, std::string text) {
     for (const char* before : {"reconnect in ", "on port "})
       if (const std::size_t at = text.find(before); at != std::string::npos) {
@@ -40,7 +40,7 @@ class RunTest : public ProgramTest {
   std::map<std::string, std::string> pages_;
 };
 
-// GRAVLIN_RECORD=1 writes the page anew.
+// GRAVLIN_RECORD=1 writes the recording anew.
 TEST_F(RunTest, SaysAndSendsWhatIsRecorded) {
   posted.Add("b.avi", 6000, 2000, Coding::kYenc, "body.avi");
   Post({"a.rar", "c.rar", "d.par2"}, 3, WithLogOn());
@@ -50,7 +50,7 @@ TEST_F(RunTest, SaysAndSendsWhatIsRecorded) {
   server->On(article(1, 2), Answer("430 no such article"), 1);
   server->On(article(0, 2), StallAfter(900), 1);
   server->On(article(2, 2), StallAfter(900), 1);
-  // A log that others may read, of an earlier version.
+  // An earlier version made a log that others may read.
   const auto log = data / "Gravlin/Gravlin_Debug..txt";
   std::ofstream(log) << "an earlier run";
   std::filesystem::permissions(log, std::filesystem::perms(0644));
@@ -65,7 +65,7 @@ TEST_F(RunTest, SaysAndSendsWhatIsRecorded) {
   ASSERT_TRUE(clock.RunUntil([&] { return server->ArticleCount(posted.Files()[2].ids[1]) == 1; }));
   ASSERT_TRUE(RunToState("receiving article"));
   Start();
-  clock.Advance(32'000);  // the server answers no more
+  clock.Advance(32'000);  // the server no longer answers
   ASSERT_TRUE(RunToEnd());
   NoteLog();
   Start();

@@ -1,4 +1,4 @@
-// The exchange with the news server, through the socket, and the watch over its silence.
+// The exchange with the news server, through the socket, and the watchdog of its silence.
 #include <gtest/gtest.h>
 
 #include "engine/usenet.h"
@@ -48,8 +48,8 @@ TEST_F(SessionTest, SendsTheFiveCommandsInOrderAndTakesRepliesInAnyPieces) {
   }
 }
 
-// A reply is acted on as soon as its code is there; the rest of the line must not be judged as the
-// next reply, even when it begins with a "4".
+// A reply is handled as soon as its code has arrived; the rest of the line must not be taken for
+// the next reply, even if it begins with a "4".
 TEST_F(SessionTest, TheRestOfALineIsNoReply) {
   Post({"a.rar", "b.avi"});
   server->On("GROUP", [](Reply reply) {
@@ -59,7 +59,7 @@ TEST_F(SessionTest, TheRestOfALineIsNoReply) {
     return reply;
   });
   server->On("ARTICLE", [](Reply reply) {
-    reply.borders = {reply.bytes.size() - 1};  // the article is whole at its last CR
+    reply.borders = {reply.bytes.size() - 1};  // the article is complete at its last CR
     reply.held = true;
     return reply;
   });
@@ -117,7 +117,7 @@ TEST_F(SessionTest, ARefusedArticleIsCountedAndNotAskedAgain) {
   EXPECT_EQ(Cell(1, ListColumn::kDone), "Yes");
   EXPECT_FALSE(std::filesystem::exists(Downloads() / "a.rar"));
 
-  // The next Start asks for the refused article alone.
+  // The next Start requests only the refused article.
   server->ClearRules();
   DownloadAll();
   EXPECT_EQ(server->ArticleCount(id), 2);
@@ -192,7 +192,7 @@ TEST_F(SessionTest, PortsThatDoNotFitGetAdvice) {
       "Connection error. Port 119 usually requires that SSL be turned off."));
 }
 
-// Each in the status line and in the log, and no word of the log-on leaves before.
+// Each is reported in the status line and in the log, and nothing of the log-on is sent before.
 TEST_F(SessionTest, ACertificateThatCannotBeTrustedIsToldAndKeepsThePasswordAtHome) {
   const struct {
     Identity identity;
@@ -203,7 +203,7 @@ TEST_F(SessionTest, ACertificateThatCannotBeTrustedIsToldAndKeepsThePasswordAtHo
       {Identity::kWrongHost, "The host name did not match any of the valid hosts"},
       {Identity::kSelfSigned, "The certificate is self-signed, and untrusted"},
       {Identity::kUnknownIssuer, "The issuer certificate of a locally looked up certificate"},
-      {Identity::kGood, "Error during SSL handshake", false},  // it does not speak TLS at all
+      {Identity::kGood, "Error during SSL handshake", false},  // it does not use TLS at all
       {Identity::kGood, nullptr}};
   for (const char* name : {"a.rar", "b.avi"}) posted.Add(name, 3000, 2000);
   for (const auto& c : cases) {
@@ -231,7 +231,7 @@ TEST_F(SessionTest, ACertificateThatCannotBeTrustedIsToldAndKeepsThePasswordAtHo
     ASSERT_TRUE(clock.RunUntil([&] { return view.status.starts_with(told); }, 10'000))
         << view.status;
     EXPECT_NE(ReadFile(data / "Gravlin/Gravlin_Debug..txt").find(c.reason), std::string::npos);
-    // A server without TLS takes the greeting of the handshake for a request.
+    // A server without TLS takes the handshake's greeting for a request.
     for (const std::string& request : server->Requests()) {
       EXPECT_FALSE(c.tls) << request;
       EXPECT_EQ(request.find("AUTHINFO"), std::string::npos) << request;
@@ -240,8 +240,8 @@ TEST_F(SessionTest, ACertificateThatCannotBeTrustedIsToldAndKeepsThePasswordAtHo
   }
 }
 
-// Past the limit the reply is thrown away with the connection, the article is an error of the run,
-// and the run goes on with the next one.
+// Beyond the limit the reply and the connection are dropped, the article is an error of the run,
+// and the run continues with the next one.
 TEST_F(SessionTest, AReplyWithoutAnEndIsGivenUp) {
   Post({"a.rar", "b.avi"});
   const std::string id = posted.Files()[0].ids[1];
@@ -259,13 +259,14 @@ TEST_F(SessionTest, AReplyWithoutAnEndIsGivenUp) {
   EXPECT_EQ(Cell(0, ListColumn::kMessage),
             "Last error: Reply thrown away: more than 64 MiB came without an end.");
   EXPECT_EQ(Cell(1, ListColumn::kDone), "Yes");
-  // The next Start asks for it again.
+  // The next Start requests it again.
   server->ClearRules();
   DownloadAll();
 }
 
-// What the server sends while nobody reads is thrown away with the connection.  A sign-off is over
-// then, also one that begins before the tick has seen it; a log-on begins again after the pause.
+// More bytes than the limit that nobody reads are dropped with the connection.  A sign-off is
+// complete then, even one that begins before the tick has noticed; a log-on begins again after the
+// pause.
 TEST_F(SessionTest, AFloodNeitherUndoesAStopNorBringsACallAtOnce) {
   Post({"a.rar"});
   for (const char* prefix : {"GROUP", NewsServer::kGreeting.data()}) {
@@ -300,7 +301,7 @@ TEST_F(SessionTest, AFloodNeitherUndoesAStopNorBringsACallAtOnce) {
 // The driver timer on a set clock: silence, reconnecting, the displays.
 class WatchdogTest : public EngineTest {
  protected:
-  // Stands in "receiving article", with `count` bytes of the second part received.
+  // Stops in "receiving article", with `count` bytes of the second part received.
   void StallInTheSecondPart(std::size_t count) {
     posted.Add("film.avi", 30000, 10000);
     Serve();

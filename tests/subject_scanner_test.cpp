@@ -11,7 +11,7 @@ namespace {
 
 using Types = std::vector<std::string>;
 
-// What a new store's catalogue reads as.
+// The catalogue of a new store.
 const Types kTypes = {"par", "par2", "avi", "bmp", "gif", "jpg", "md5", "m3u", "m4a", "mkv",
                       "mp3", "mp4",  "mpg", "nfo", "nzb", "p**", "mov", "rar", "r**", "s**",
                       "ra",  "rm",   "sfv", "srr", "ts",  "vob", "wmv", "p**", "r**", "s**"};
@@ -24,7 +24,7 @@ void ExpectNames(const std::vector<std::pair<const char*, const char*>>& cases) 
 }
 
 TEST(SubjectScanner, FindsNameAndExtension) {
-  // Which extension wins.  Of one type only the last in the subject is looked at.
+  // Which extension wins.  For one type only its last place in the subject counts.
   ExpectNames({{"X.VOL3+4.PAR2 (1/2)", "X.VOL3+4.PAR2|par2"},
                {"x.r2345x", "x.r2345|rar"},
                {"a.nfo.rar", "a.nfo|nfo"},
@@ -32,8 +32,8 @@ TEST(SubjectScanner, FindsNameAndExtension) {
                {"a.avi b.aviator", "|"},
                {"a.avi_b", "a.avi|avi"},
                {"a.avi)b", "|"}});
-  // Digits alone are taken for a RAR series, the first digit deciding (".2" before ".3").  The last
-  // character of a subject is not looked at.
+  // Digits alone count as a RAR series, and the first digit decides (".2" before ".3").  The last
+  // character of a subject is ignored.
   ExpectNames({{"film.001 (1/2)", "film.001|rar"},
                {"x.1", "|"},
                {"x.1z", "x.1z|rar"},

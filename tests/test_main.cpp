@@ -1,4 +1,4 @@
-// The test program: the toolkit without a screen, a home that is gone at the end, and a desktop
+// The test program: the toolkit without a screen, a home that is deleted at the end, and a desktop
 // that answers OK.
 #include <gtest/gtest.h>
 
@@ -12,11 +12,11 @@
 namespace gravlin::testing {
 namespace {
 
-// No test sees what an earlier one asked or chose.
+// No test sees the boxes and choices of an earlier one.
 class FreshDesktop : public ::testing::EmptyTestEventListener {
   void OnTestStart(const ::testing::TestInfo&) override {
     Asked().Clear();
-    Code::GotMessage = true;  // a window that opens asks the vendor's site for nothing
+    Code::GotMessage = true;  // no window requests anything from the vendor's site
     SetDesktop(&Asked());
   }
 };

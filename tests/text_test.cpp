@@ -29,11 +29,11 @@ TEST(Text, FindsTheFirstAndTheLastPositionWithoutRegardToCase) {
     EXPECT_EQ(LastInStr(c.text, c.find), c.last) << c.text << " / " << c.find;
   }
   EXPECT_EQ(InStr(std::string_view("a\0b", 3), "B"), 3);
-  // Wherever the text is cut for the search.
+  // At each position of the border between two pieces of the search.
   for (std::size_t at = 200; at < 600; ++at) {
     EXPECT_EQ(InStr(std::string(at, 'x') + "?b Ab", "aB"), static_cast<int>(at) + 4);
   }
-  // And without running through the text for the other case at every first letter.
+  // Without reading the text for the other case at every first letter.
   const std::string text(1 << 22, 'a');
   EXPECT_EQ(InStr(text, "aB"), 0);
   EXPECT_EQ(ReplaceAll(text, "A", "").size(), 0u);

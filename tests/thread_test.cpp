@@ -73,7 +73,7 @@ TEST_F(ThreadTest, OffloadedWorkRunsElsewhereAndItsFailureComesBack) {
   EXPECT_EQ(log, "lost");
 }
 
-// The box's own event loop runs on the main stack, and other threads go on meanwhile.
+// The box's own event loop runs on the main stack, and other threads continue meanwhile.
 TEST_F(ThreadTest, ABoxInsideAThreadIsRunByTheMainStack) {
   class AskingDesktop : public TestDesktop {
    public:
@@ -164,7 +164,7 @@ TEST_F(ThreadTest, ATimerIsNotEnteredTwiceAndOthersGoOn) {
   other.SetPeriod(100);
   slow.Action = [&] {
     log += "(";
-    clock.Advance(250);  // lets events happen in the middle of the handler
+    clock.Advance(250);  // runs events in the middle of the handler
     log += ")";
     slow.SetMode(0);
   };

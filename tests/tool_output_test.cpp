@@ -57,9 +57,9 @@ void Read(Run& run, std::string_view text) {
   if (!run.lines.empty() && !run.end) run.FindEnding();
 }
 
-// A read may end anywhere.  A torn line of par2 may lose a row or a phase, and it may leave one row
-// with a torn name; unrar's lines are put together again.  No cut ends the run ahead of its closing
-// line, or hides a closing line but by tearing that one itself.
+// A read may end anywhere.  A torn line of par2 may lose a row or a phase, and may leave one row
+// with a torn name; unrar's lines are joined again.  No cut ends the run before its closing line,
+// or hides a closing line unless it tears that line.
 template <class Run>
 void CutAtAnyByte(const std::string& name) {
   const std::string text = Recording(name);
@@ -136,7 +136,7 @@ TEST(ParParser, ARecordedRunShowsItsFilesAndItsEnding) {
   }
 }
 
-// What no recording has.
+// Cases that no recording has.
 TEST(ParParser, EachRuleTakesItsCutOfTheLine) {
   const struct {
     const char *mode, *line, *mode_after, *notes;
@@ -221,7 +221,7 @@ TEST(RarParser, ARecordedRunShowsItsVolumesItsFilesAndItsEnding) {
     EXPECT_EQ(Joined(run.files), c.files);
     EXPECT_EQ(run.Ending(), c.ending);
     EXPECT_EQ(run.status, run.volumes.empty() ? "" : "Extracting...");
-    EXPECT_TRUE(run.comments.empty());  // the tool writes it ahead of the volumes
+    EXPECT_TRUE(run.comments.empty());  // the tool writes it before the volumes
     CutAtAnyByte<UnrarRun>(c.recording);
   }
   UnrarRun later;
@@ -243,7 +243,8 @@ TEST(RarParser, LinesOutsideTheUsualAreTakenAsTheyStand) {
       {start + "\nExtracting  /x/a   9%\nExtracting  /y/A   ", "a |", ""},
       {start + "\nExtracting  /x/no run of blanks\nExtracting  /x/nor here\n", "|", ""},
       {start + "\nExtracting  /x/no end yet", "", ""},
-      // Asked for a password on no terminal: no rule knows these words, the run ends by silence.
+      // Asked for a password without a terminal: no rule knows these words, so silence ends the
+      // run.
       {start + "\nProgram aborted\n", "", ""},
   };
   for (const auto& c : cases) {

@@ -32,7 +32,7 @@ QRect PlaceOf(const Control& control) {
   return {at.left, at.top, at.width, at.height};
 }
 
-// Where a control's pixels are: of a text, its letters.
+// The pixels of a control; for a text, of its letters.
 QRect InkOf(const Control& control) {
   const auto* label = qobject_cast<const QLabel*>(control.Native().widget.data());
   if (!label) return PlaceOf(control);
@@ -46,7 +46,7 @@ bool Is(const Control& control) {
   return qobject_cast<Widget*>(control.Native().widget.data()) != nullptr;
 }
 
-// Frames and grounds, on which other controls stand.
+// Frames and grounds, which other controls are on.
 bool IsGround(const Control& control) {
   return dynamic_cast<const GroupBox*>(&control) || dynamic_cast<const Rectangle*>(&control) ||
          dynamic_cast<const TabPanel*>(&control);

@@ -47,7 +47,7 @@ TEST_F(WizardStart, AStoreThatCannotBeReadIsTold) {
   Code::fGlobalDB = folder.Item("store.rsd");
 }
 
-// By a kill, which leaves what the last commit stored, or by a disk that fills.
+// Cut off by a kill, which leaves what the last commit stored, or by a full disk.
 TEST_F(WizardStart, AStartThatIsCutOffLeavesTheAccount) {
   Store(
       "Update Servers Set URL='news.test.example', Username='me', Password='pw', Port=563, "

@@ -29,7 +29,7 @@ std::string Decode(const std::string& text, Kernel kernel, std::vector<std::size
   borders.push_back(text.size());
   std::size_t from = 0;
   for (const std::size_t border : borders) {
-    // A block of its own, so that a sanitizer sees a read beyond the piece.
+    // A separate block, so that a sanitizer sees a read beyond the piece.
     const std::vector<std::uint8_t> piece(text.begin() + static_cast<std::ptrdiff_t>(from),
                                           text.begin() + static_cast<std::ptrdiff_t>(border));
     std::vector<std::uint8_t> to(piece.size() + YencDecoder::kSlack);
@@ -78,7 +78,7 @@ TEST(YencTest, BlocksAreFoundAndDecoded) {
   }
 }
 
-// Texts that visit every state: data with many marks and line ends, whole and broken control lines.
+// Texts that reach every state: data with many marks and line ends, whole and broken control lines.
 std::string RandomText(std::mt19937& random) {
   // clang-format off
   static const std::string kPieces[] = {
@@ -94,7 +94,7 @@ std::string RandomText(std::mt19937& random) {
     if (kind == 0) text += kPieces[up_to(std::size(kPieces) - 1)];
     for (std::size_t i = kind == 1 ? up_to(20) : 0; i > 0; --i)
       text += "=\r\nyY=beginend"[up_to(12)];
-    if (kind == 2) {  // a line as an encoder writes it, on the whole
+    if (kind == 2) {  // mostly as an encoder writes a line
       for (std::size_t i = up_to(260); i > 0; --i) text += static_cast<char>(random());
       text += "\r\n";
     }

@@ -24,7 +24,7 @@ App::App(int& argc, char** argv) : Application(argc, argv) {
   BindMenu();
 }
 
-// Before the folder is given back.
+// Ends all work before the lock on the folder is released.
 App::~App() { EndWork(); }
 
 std::string App::LongVersion() { return GRAVLIN_VERSION; }
@@ -34,7 +34,7 @@ void App::Event_Open() {
     OpenFoldersAndStore();
   } catch (const std::exception&) {
     if (!DBProblem) MsgBox("An error occurred in App.Open");
-    // Without a window nobody could end the program.
+    // Without a window the user could not quit.
     const Gravlin* window = Window::IfOpen<Gravlin>();
     if (window && window->Visible()) return;
     SetExitStatus(1);
@@ -102,14 +102,14 @@ bool App::OpenDB() {
   }
 }
 
-// The store gets its name when it is whole: a start that was cut off in the middle, or a full disk,
-// would leave one that no later start can use.
+// The store gets its name last: otherwise a start that was killed, or a full disk, would leave one
+// that no later start can use.
 void App::CreateDatabase() {
   const std::string name = Code::fGlobalDB.Name();
   FolderItem half_made = Code::AppDataFolder.Child(name + ".new");
   for (const char* journal : {"", "-wal", "-shm"}) {
     Code::AppDataFolder.Child(half_made.Name() + journal).Delete();
-    // Of a store that was deleted without its journal, which would be played into the new one.
+    // A journal that a deleted store has left would be applied to the new one.
     if (*journal) Code::AppDataFolder.Child(name + journal).Delete();
   }
   bool made;
@@ -119,7 +119,7 @@ void App::CreateDatabase() {
     made = db.CreateDatabaseFile() && MakeSchema(db);
     if (!made) why = db.Reason();
   }
-  // What did not fit into the file is still in its journal.
+  // Pages that did not fit into the file are still in its journal.
   made = made && !Code::AppDataFolder.Child(half_made.Name() + "-wal").Exists();
   if (!made || !half_made.Flush() || !half_made.SetName(name)) {
     FailToStart("Can't create Gravlin.rsd database file.", why);
@@ -150,8 +150,8 @@ void App::LoadSettings() {
   db.Commit();
 }
 
-// The locks exist from the start; LoadSettings and LoadTypes must not use them all the same, since
-// they come before the window that the locks are for.
+// LoadSettings and LoadTypes must not use the locks, because they run before the window that the
+// locks are for.
 void App::Init() {
   Code::CRLF = "\r\n";
   Code::CR = "\r";
@@ -164,7 +164,7 @@ void App::Init() {
   if (!window.DoneLoading) throw std::runtime_error("the main window could not be opened");
   window.SetMenuBar(MenuMain);
   window.Show();
-  // A message of the vendor that came while a long list was loaded would lie under this window, and
+  // A message of the vendor that came while a long list was loaded would be under this window, and
   // keep it from taking any input.
   GetMessage* message = Window::IfOpen<GetMessage>();
   if (message && message->Visible()) message->Show();

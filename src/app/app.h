@@ -20,7 +20,7 @@ class App : public Application {
   void Event_Open() override;
   // Routes a document to the repair or the extraction window.
   void Event_OpenDocument(const FolderItem& item) override;
-  // Never refuses: what survives a quit is what the store and the part files hold at that moment.
+  // Never refuses: what the store and the part files hold at that moment survives.
   bool Event_CancelClose() override;
   bool WorkPending() override;
   void Event_EnableMenuItems();
@@ -53,7 +53,7 @@ class App : public Application {
 
  private:
   void OpenFoldersAndStore();
-  std::optional<FileHandle> lock_;  // on the folder, against a start from another session
+  std::optional<FileHandle> lock_;  // on the folder, so that another session does not use it
   std::string why_no_store_;        // in plain words
   // Says what failed and, on a line of its own, why, and ends the program.
   void FailToStart(std::string_view what, std::string_view why = {});

@@ -30,7 +30,7 @@ void App::BindMenu() {
   bind("mDebugMode", &App::_mDebugMode_Action);
   bind("mProgramFolder", &App::_mProgramFolder_Action);
   bind("mAppDataFolder", &App::_mAppDataFolder_Action);
-  bind("mConvertExit", &App::_mConvertExit_Action);  // no item has this name: nothing reaches it
+  bind("mConvertExit", &App::_mConvertExit_Action);  // no item has this name, so it is never called
   bind("mTestServer", &App::_mTestServer_Action);
 }
 
@@ -39,7 +39,7 @@ void App::Event_EnableMenuItems() {
     if (MenuItem* item = MenuMain.Find("mExit")) item->SetText("Quit");
     if (MenuItem* item = MenuMain.Find("mDebugMode")) item->SetChecked(Code::DebugOn);
   } catch (const std::exception&) {
-    // A menu that cannot be brought up to date still opens.
+    // A menu that cannot be updated still opens.
   }
 }
 
@@ -78,7 +78,7 @@ bool App::_mCompactDataba_Action() {
     return false;
   Window::Shared<Compacting>().Show();
   constexpr int kRounds = 11, kRound = 10;  // milliseconds
-  // So that the window is painted.  The screen asks for that from outside, which takes a moment.
+  // Lets the window be painted.  The display asks for that from outside, which takes a moment.
   for (int round = 0; round < kRounds; ++round) {
     DoEvents();
     Thread::Sleep(kRound);

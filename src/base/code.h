@@ -1,4 +1,4 @@
-// The module Code: what the whole program shares for the length of a run.
+// The module Code: the state that the whole program shares during a run.
 #pragma once
 
 #include <cstdint>
@@ -32,18 +32,18 @@ inline bool GotMessage = false;             // the automatic message check has b
 inline bool FileTypesOpen = false;
 inline bool ServerConnectionErrorOpen = false;
 
-// The right to write to the store, and the lock that makes its test and set one step.
+// The right to write to the store, and the lock that makes its test-and-set atomic.
 inline bool DBFree = true;
-inline bool DBKept = false;  // by an import that ended inside a file, or waits for its rest
+inline bool DBKept = false;  // by an import that ended inside a file, or waits for the rest of it
 inline CriticalSection DBLock;
 
 // Names and the file type catalogue.
-inline std::int32_t MaxFileLength = 240;  // CleanFilename keeps only the right-most bytes of a name
-inline bool NeedToLoadTypes = false;      // the catalogue was edited and has to be read again
+inline std::int32_t MaxFileLength = 240;   // CleanFilename keeps only the last bytes of a name
+inline bool NeedToLoadTypes = false;       // the catalogue was edited and has to be read again
 inline std::int32_t UnknownNZBFileNo = 0;  // numbered duplicates of one import
 inline std::vector<std::string> Types;     // extensions in scanning order
 
-// Registry of file and part-file names in work.
+// Names of the files and part files that are in use.
 inline std::vector<std::string> ActiveFiles;
 inline CriticalSection CheckingFile;
 inline CriticalSection RemovingFile;

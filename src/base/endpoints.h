@@ -1,4 +1,4 @@
-// Every web address that the program knows.  Vendor and providers lie in the reserved `.example`
+// Every web address that the program knows.  Vendor and providers are in the reserved `.example`
 // domain unless the build names others.
 #pragma once
 

@@ -1,4 +1,4 @@
-// Base64 text into bytes, whatever stands between its letters.
+// Decodes Base64 text, whatever is between its letters.
 #include "decode/base64_stream.h"
 
 #include <array>

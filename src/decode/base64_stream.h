@@ -6,8 +6,8 @@
 
 namespace gravlin {
 
-// What is no Base64 character, line ends above all, is passed over.  Padding ends a group, and
-// another text may follow it.
+// Skips what is not a Base64 character, above all line ends.  Padding ends a group, and another
+// text may follow it.
 class Base64Stream {
  public:
   // The bytes of all groups that are complete with this piece.

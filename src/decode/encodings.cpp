@@ -25,16 +25,16 @@ std::string_view Rest(std::string_view text, int start, int less) {
   return Piece(text, start, Len(text) - less - std::max(start, 1) + 1);
 }
 
-// Position of the LF of the empty line behind the headers, from `start` on; 0 if it is not within
+// Position of the LF of the empty line after the headers, from `start` on; 0 if it is not within
 // reach.
 int EmptyLineFrom(int start, std::string_view text) {
   return InStr(start, Piece(text, 1, kReach + 2), kEmptyLine);
 }
 
-// Whether a file mode stands there, so that "begin with this" is no beginning.
+// Whether there is a file mode, so that "begin with this" does not count as a beginning.
 bool IsMode(std::string_view text, int position) { return Val(Piece(text, position, 3)) > 0; }
 
-// The text between a position and the next CR behind `from`, less `less` bytes; empty without a CR.
+// The text between a position and the next CR after `from`, less `less` bytes; empty without a CR.
 std::string ToLineEnd(std::string_view text, int position, int from, int less) {
   return Trim(Piece(text, position, InStr(from, text, "\r") - less - position));
 }
@@ -46,7 +46,7 @@ std::string DetermineEncoding(std::string_view text) {
   if (headers_end == 0) return {};
   const int body = headers_end + 3;
   if (InStr(Piece(text, body, kReach), kYencMark) > 0) return "yEnc";
-  // The line end in front of the first line is the empty line's.
+  // The line end before the first line is the empty line's.
   const std::string_view lines = Piece(text, body - 2, kReach + 2 + 11);
   for (int at = InStr(lines, "\r\nbegin "); at > 0 && at <= kReach + 3;
        at = InStr(at + 1, lines, "\r\nbegin ")) {
@@ -94,7 +94,7 @@ std::string ExtractFilenameFromBody(std::string_view text) {
   }
   const int base64 = InStr(headers_end, text, kBase64Header);
   const int name = base64 == 0 ? 0 : InStr(base64, text, "filename=");
-  // The name stands in quotes.
+  // The name is in quotes.
   return name == 0 ? std::string() : ToLineEnd(text, name + 10, name + 1, 1);
 }
 

@@ -2,7 +2,7 @@
 // gives.
 //
 // An article's headers end at the first empty line (CR LF CR LF) that begins within its first 5,000
-// bytes; one without it counts as having no headers.  Words are found whatever their case.
+// bytes; an article without one counts as having no headers.  Case is ignored in words.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// UU lines into bytes, with the length that each line tells.
+// Decodes UU lines, with the length that each line gives.
 #include "decode/uu_coder_stream.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@ constexpr std::size_t kPiece = 64 * 1024;
 bool IsCode(char c) { return c >= ' ' && c <= '`'; }
 unsigned Value(char c) { return (static_cast<unsigned char>(c) - 32u) & 63u; }
 
-// Characters behind the count.
+// Characters after the count.
 std::size_t Demanded(std::size_t count) { return (count + 2) / 3 * 4; }
 
 bool IsBegin(std::string_view line) {
@@ -82,8 +82,7 @@ void UUDecoder::ReadData(std::string_view line, std::string& to) {
   const std::string_view codes = line.substr(1, demanded);
   if (!std::all_of(codes.begin(), codes.end(), IsCode)) return;
   if (full_count_ == 0) full_count_ = count;
-  // A line of prose may look like data; hardly will it have the very length that its first letter
-  // demands.
+  // A line of prose may look like data, but hardly ever has the length that its first letter gives.
   const std::size_t given = line.size() - 1;
   const bool exact = given == demanded || given == demanded + 1 || given == (count * 4 + 2) / 3 ||
                      text.size() == 1 + demanded;

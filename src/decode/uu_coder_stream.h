@@ -13,8 +13,8 @@
 namespace gravlin {
 
 // Takes the lines of a text, without their ends, and gives the bytes of all blocks, from a line
-// `begin <mode> <name>` to a line `end`, one after the other.  Passes over what is no data: text
-// between blocks, and between the articles that share a block.
+// `begin <mode> <name>` to a line `end`, one after the other.  Skips what is not data: text between
+// blocks, and between the articles that share a block.
 //
 // A data line is its count of bytes, as a character from blank (0) to `_`, back-quote being another
 // 0, and four characters for each three bytes.  Lines may lack blanks at their end, which mail
@@ -31,7 +31,7 @@ class UUDecoder {
 
   bool in_block_ = false;
   std::size_t full_count_ = 0;  // of the block's first line; 0 before it
-  std::string doubtful_;        // of a line that counts only if the block ends behind it
+  std::string doubtful_;        // of a line that counts only if the block ends after it
 };
 
 // Reads a uuencoded file.
@@ -40,7 +40,7 @@ class UUCoderStream {
   // A file that cannot be opened throws NilObjectException.
   explicit UUCoderStream(const FolderItem& source);
   bool EndOfFile();
-  // The next decoded bytes; empty where there are none, which need not be the end.
+  // The next decoded bytes; empty if there are none, which need not be the end.
   std::string Read();
   // False if the source was not read to its end.
   bool Close();

@@ -32,7 +32,7 @@ void Engine::Resume() {
 
 void Engine::Abandon() {
   Code::RemoveFromActiveFiles(PartFileName);
-  // What came in while the last writes end would only make them longer.
+  // Replies during the last writes would only add more writes.
   SetRunning(false);
   News.Close();
 }

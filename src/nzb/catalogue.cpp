@@ -1,4 +1,4 @@
-// The file types as the scanner looks through them.
+// Loads the file types in the order in which the scanner tries them.
 #include "nzb/catalogue.h"
 
 #include <string>
@@ -25,7 +25,7 @@ void LoadTypes() {
   std::vector<std::string> first, others, wildcards;
   for (; !rows->EndOfFile(); rows->MoveNext()) {
     const std::string ext = rows->Field("Ext").StringValue();
-    // A wildcard row stands among the others too: there it wins over plain rows behind it.  At the
+    // A wildcard row is among the other rows too, where it wins over plain rows after it.  At the
     // end it is tried again, and the last entry of all decides the type of names with a numeric
     // extension (subject_scanner.cpp).
     if (InStr(ext, "**") > 0) wildcards.push_back(ext);

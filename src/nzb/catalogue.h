@@ -6,7 +6,8 @@ namespace gravlin::Code {
 
 // Reads the table FileTypes into Types: "par" and "par2" first, then the other rows in the order of
 // the table, then the wildcard rows (`r**`) once more.  Clears NeedToLoadTypes.  Without a
-// connection nothing changes; without a row Types is empty and the user is asked to add one.
+// connection nothing changes; if the table is empty, so is Types, and the user is asked to add a
+// row.
 void LoadTypes();
 
 }  // namespace gravlin::Code

@@ -1,4 +1,4 @@
-// The import's steps: take the right to write, empty the list, read, store, tell the window.
+// The steps of an import: take the right to write, empty the list, read, store, inform the window.
 #include "nzb/grv_parse.h"
 
 #include <algorithm>
@@ -20,7 +20,7 @@ namespace {
 
 constexpr int kRetryMilliseconds = 100;
 constexpr std::size_t kLongestShown = 1000;  // bytes of a subject in a box
-constexpr int kClockBytes = 4096;  // of the NZB file between two looks whether others wait
+constexpr int kClockBytes = 4096;            // of the NZB file between two calls of Yield
 constexpr std::size_t kLongestLine = std::size_t{16} << 20;
 constexpr std::size_t kBatchBytes = 256 * 1024;  // of segments, stored in one go
 
@@ -55,11 +55,11 @@ void grvParse::Event_Run() {
   } catch (const NotImported& failure) {
     why = failure.what();
   } catch (const std::exception&) {
-    // A file that cannot be opened or that has no segments ends the import without a word.
+    // A file that cannot be opened or that has no segments ends the import without a message.
     if (lock_taken_) GiveRightBack();
     return;
   }
-  db.reset();  // with all of this import
+  db.reset();  // rolls back all of this import
   const std::string message = "The NZB file could not be imported: " + why + ".";
   if (cleared_)
     Tell(message, true);
@@ -69,7 +69,7 @@ void grvParse::Event_Run() {
 
 void grvParse::KeepOldList(std::string_view message) {
   GiveRightBack();
-  // An import that waits shows its own list.
+  // An import that waits will show its own list.
   if (living_.size() == 1) w.ListKept();
   MsgBox(message);
 }
@@ -89,7 +89,7 @@ void grvParse::Import() {
   w.BeginImport();
   Code::UnknownNZBFileNo = 0;
   WaitForTheStore();
-  // The window may be given another file meanwhile, which is the next import's.
+  // The window may get another file meanwhile, which is for the next import.
   nzb_ = w.NZBFile();
   const std::unique_ptr<TextInputStream> stream = nzb_.OpenAsTextFile();
   ClearLastImport();
@@ -104,13 +104,12 @@ void grvParse::WaitForTheStore() {
   turn_.Await();
   db = std::make_unique<Database>(Code::fGlobalDB);
   while (!db->Connect()) Sleep(kRetryMilliseconds);
-  // The import before this one gives the right back before it has shown its list.
+  // The previous import gives the right back before it has shown its list.
   while (living_.front() != this || !Code::LockDB()) Sleep(kRetryMilliseconds);
   lock_taken_ = true;
   db->SetDurableCommits(true);
   db->HoldCheckpoints();
-  // Writing zeros over the old list would take as much room in the journal as the list, and as
-  // long.
+  // Overwriting the old list with zeros would take as much journal and time as writing it.
   db->SQLExecute("PRAGMA secure_delete=OFF");
 }
 
@@ -151,8 +150,8 @@ bool grvParse::ReadFiles(TextInputStream& stream) {
       case NzbEvent::kEmptyFile:
         throw OutOfBoundsException();
       case NzbEvent::kFailure:
-        // The end inside a file keeps the right to write for good, on purpose: nothing is
-        // stored any more in this run.
+        // On purpose: an import that ends inside a file never gives the right to write back, so
+        // nothing more is stored in this run.
         Code::DBKept = reader_.Failure() == NzbFailure::kPrematureEnd;
         Tell(MessageOf(reader_.Failure()), !Code::DBKept);
         return false;
@@ -161,7 +160,7 @@ bool grvParse::ReadFiles(TextInputStream& stream) {
       const ScopedFlag kept(Code::DBKept, true);
       Sleep(kRetryMilliseconds);
     }
-    // Looking at the clock takes as long as reading a line.
+    // Reading the clock takes as long as reading a line.
     if (stream.PositionB() - looked_at >= kClockBytes) {
       looked_at = stream.PositionB();
       Yield();
@@ -218,8 +217,8 @@ void grvParse::StoreBatch() {
 
 void grvParse::Finish() {
   const std::string name = nzb_.Name();
-  // A total of 0 gives empty text and a statement that fails, and a name with a quote would be part
-  // of the statement.  The values of ClearLastImport then stand.
+  // A total of 0 gives empty text and a statement that fails, and a name with a quote would become
+  // part of the statement.  Then the values of ClearLastImport remain.
   db->SQLExecute("Update Settings_Gravlin set ExpectedBytes=" +
                  Format(total_bytes_, "#####################"));
   db->SQLExecute("Update Settings_Gravlin set CompletedBytes=0");
@@ -239,7 +238,7 @@ void grvParse::Tell(std::string_view message, bool bail_out) {
 
 void grvParse::BailOut() {
   GiveRightBack();
-  // Another import that waits empties the list itself, and is through before this write.
+  // Another import that waits empties the list itself, and would be done before this write.
   if (living_.size() == 1) Code::SaveToDB({"Delete from NZBFiles"}, "none");
 }
 

@@ -27,7 +27,7 @@ class grvParse : public Thread {
   void Import();
   void WaitForTheStore();
   void ClearLastImport();
-  // False when the import has ended before its time; the user has been told.
+  // False if the import ended early; the user has seen the reason.
   bool ReadFiles(TextInputStream& stream);
   bool NameFile();
   void StoreFile();
@@ -43,7 +43,7 @@ class grvParse : public Thread {
   static inline std::list<const grvParse*> living_;  // one imports, the others wait
 
   ImportOwner& w;
-  std::unique_ptr<Database> db;  // without a commit its transaction goes when the thread goes
+  std::unique_ptr<Database> db;          // rolled back if the thread ends before a commit
   std::unique_ptr<Database> committed_;  // sees the names of earlier imports, not of this one
   FolderItem nzb_;
   NzbReader reader_;
@@ -53,7 +53,7 @@ class grvParse : public Thread {
   double total_bytes_ = 0;
   WriterTurn turn_;
   bool lock_taken_ = false;
-  bool cleared_ = false;  // the old list is gone
+  bool cleared_ = false;  // the old list was deleted
 };
 
 }  // namespace gravlin

@@ -16,12 +16,12 @@ class ImportOwner {
   virtual void BeginImport() = 0;
   // The store's list of files is empty now, so the window's is as well.
   virtual void ListCleared() = 0;
-  // The import has failed before that: the store's list is as it was, so the window's is as well.
+  // The import failed before that: the store has kept its old list, so the window keeps it as well.
   virtual void ListKept() = 0;
   // Percent of the file's bytes that have been read, a whole number.
   virtual void ShowImportProgress(int percent) = 0;
-  // The import is committed: sets BytesLeft, hides the bar, loads the files, tells the user, and
-  // turns to the tab of the download.
+  // The import is committed: sets BytesLeft, hides the bar, loads the files, informs the user, and
+  // switches to the tab of the download.
   virtual void ImportDone(std::string_view nzb_name, double total_bytes) = 0;
 };
 

@@ -1,4 +1,4 @@
-// What is refused, cut and undone in names that come from strangers.
+// Removes, cuts and unescapes parts of names that come from outside.
 #include "nzb/names.h"
 
 #include <algorithm>
@@ -20,7 +20,7 @@ std::string KeepRight(std::string name, int limit) {
   if (Len(name) <= limit) return name;
   name = Right(name, limit);
   std::size_t cut = 0;
-  // Continuation bytes in front belong to a character whose first byte was cut off; there are three
+  // Leading continuation bytes belong to a character whose first byte was cut off; there are three
   // at most.
   while (cut < 3 && cut < name.size() && (static_cast<unsigned char>(name[cut]) & 0xC0) == 0x80) {
     ++cut;
@@ -38,12 +38,12 @@ std::string FixedPath(const FolderItem& item, const std::string& name) {
 
 std::string CleanFilename(std::string_view name) {
   std::string result(name);
-  // ".." goes before the characters behind it in the list: what they leave together stays.
+  // Dots that meet when the characters after ".." in this list are removed stay.
   for (const std::string_view bad :
        {":", "'", "\\", "/", ",", "..", ";", "\"", "<", ">", "|", "\r"}) {
     if (result.find(bad) != std::string::npos) result = ReplaceAll(result, bad, "");
   }
-  // In bytes: with the eleven that a part's name adds it is what a file system takes.
+  // In bytes: a part's name adds eleven, and a file system takes 255.
   return Trim(KeepRight(std::move(result), MaxFileLength));
 }
 
@@ -55,7 +55,7 @@ std::string CleanSQLString(std::string_view text) {
     for (const std::string_view bad : kBadInSql) {
       const int at = InStr(result, bad);
       if (at == 0) continue;
-      // Each side is cut, though only when a character is removed.
+      // Each side is cut to that length, but only when a character is removed.
       result =
           Mid(result, 1, std::min(at - 1, kLongestSqlText)) + Mid(result, at + 1, kLongestSqlText);
       changed = true;

@@ -1,5 +1,5 @@
-// Small text functions that make a subject's text fit to be a file name, keep it unique among the
-// files of the NZB, keep it out of hand-built SQL, and undo the escapes of the NZB file.
+// Small functions that make a subject's text fit to be a file name, make it unique among the files
+// of the NZB, keep it out of hand-built SQL, and undo the escapes of the NZB file.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@ class Database;
 namespace Code {
 
 // Removes what a file name must not hold and keeps the last MaxFileLength bytes, so that the
-// extension stays.  The cut falls on a UTF-8 character.  May give empty text.
+// extension stays.  Never cuts inside a UTF-8 character.  May give empty text.
 std::string CleanFilename(std::string_view name);
 
 // Removes the five characters that statements are kept free of, and leading blanks.
@@ -24,11 +24,10 @@ std::string CleanSQLString(std::string_view text);
 // The first of the same five characters, in their order, that the text holds; else empty.
 std::string BadSQLChar(std::string_view text);
 
-// The name cleaned for file system and store.  A name that a committed row of NZBFiles has already
-// gets a numbered marker behind its extension.  Empty if the store cannot be reached.
+// The name cleaned for file system and store.  A name that a committed row of NZBFiles already has
+// gets a numbered marker after its extension.  Empty if the store cannot be reached.
 std::string FixNZBFilename(std::string_view name);
-// The same over a connection at hand, which must have no transaction open: only committed rows may
-// count.
+// The same on an open connection, which must have no transaction: only committed rows count.
 std::string FixNZBFilename(Database& committed, std::string_view name);
 
 // Undoes the five named escapes and their numeric forms.  "&amp;" is first, so that a double escape

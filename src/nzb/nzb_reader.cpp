@@ -1,4 +1,4 @@
-// One line of an NZB at a time: words are looked for, not XML.
+// Takes one line of an NZB at a time and looks for fixed words in it, not for XML.
 #include "nzb/nzb_reader.h"
 
 #include <array>
@@ -23,7 +23,7 @@ struct Marks {
   bool nzb_ends = false;
 };
 
-// One pass over the "<" of the line, in the place of a search for each word: most lines of an NZB
+// One pass over the "<" of the line instead of a search for each word, because most lines of an NZB
 // come through here.
 Marks FindMarks(std::string_view line) {
   Marks marks;
@@ -39,7 +39,7 @@ Marks FindMarks(std::string_view line) {
   return marks;
 }
 
-// Index of the first occurrence at or behind `from` of an attribute's name with its "=".
+// Index of the first occurrence at or after `from` of an attribute's name with its "=".
 std::size_t FindAttribute(std::string_view line, std::size_t from, std::string_view name) {
   for (std::size_t at = line.find('=', from + name.size() - 1); at != kNone;
        at = line.find('=', at + 1)) {
@@ -49,9 +49,9 @@ std::size_t FindAttribute(std::string_view line, std::size_t from, std::string_v
   return kNone;
 }
 
-// The value of an attribute that begins at index `begin`: whatever the opening quote is, it is
-// passed over, and the closing one is sought from the value's second character on, so that an empty
-// value runs on to the next quote.
+// The value of the attribute that begins at index `begin`.  The opening quote may be any character;
+// the search for the closing one starts at the value's second character, so that an empty value
+// extends to the next quote.
 bool ReadValue(std::string_view line, std::size_t begin, std::string_view& value) {
   if (begin + 1 >= line.size()) return false;
   const std::size_t end = line.find('"', begin + 1);
@@ -60,8 +60,8 @@ bool ReadValue(std::string_view line, std::size_t begin, std::string_view& value
   return true;
 }
 
-// The text between the first ">" at or behind `from` and the next "<".  Without a ">" it begins
-// with the line; without a "<" it is empty.
+// The text between the first ">" at or after `from` and the next "<".  Without a ">" it begins with
+// the line; without a "<" it is empty.
 std::string_view ElementText(std::string_view line, std::size_t from) {
   const std::size_t tag_end = line.find('>', from);
   const std::size_t begin = tag_end == kNone ? 0 : tag_end + 1;
@@ -142,7 +142,7 @@ NzbEvent NzbReader::BeginFile(std::string_view line) {
 }
 
 NzbEvent NzbReader::SeekGroup(std::string_view line, bool at_end) {
-  // Also when the last line holds a group: no segment can follow it.
+  // Even if the last line holds a group: no segment can follow it.
   if (at_end) return Fail(NzbFailure::kNoGroups);
   if (InStr(line, "<group>") == 0) return NzbEvent::kNothing;
   if (InStr(line, "</groups>") > 0) {
@@ -154,7 +154,7 @@ NzbEvent NzbReader::SeekGroup(std::string_view line, bool at_end) {
 }
 
 NzbEvent NzbReader::TakeGroups(std::string_view line) {
-  // A group on the closing line is lost, unless that line is the first one too.
+  // A group on the closing line is ignored, unless that line is the first one too.
   if (InStr(line, "</groups>") > 0) return BeginSegments(line);
   const std::string found = FindGroup(line);
   if (!found.empty() && !file_.groups.empty()) file_.groups += ',';
@@ -164,7 +164,7 @@ NzbEvent NzbReader::TakeGroups(std::string_view line) {
 
 NzbEvent NzbReader::BeginSegments(std::string_view line) {
   state_ = State::kSegments;
-  // Segments on the line that ends the groups are not seen, an end of the file is.
+  // Segments on the line that ends the groups are ignored, but an end of the file is not.
   return InStr(line, "</file>") > 0 ? EndFile() : NzbEvent::kNothing;
 }
 
@@ -194,7 +194,7 @@ bool NzbReader::AddSegment(std::string_view line, std::size_t tag) {
   }
   if (file_.part_count > 0) file_.parts += ',';
   AppendNumber(file_.parts, ToInt32(Val(number)));
-  // The text of the bytes stays as it is, also where it is no number.
+  // The value of `bytes` is kept as it is, even if it is not a number.
   file_.parts.append("-").append(bytes).append("-");
   AppendUnescaped(file_.parts, ElementText(line, tag));
   file_.bytes = ToInt32(file_.bytes + Val(bytes));

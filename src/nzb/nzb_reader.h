@@ -1,6 +1,6 @@
 // Reads an NZB file line by line.  Not an XML parser on purpose: it looks for fixed words in each
-// line, so that it takes files that no parser would, and needs each start tag of a file and each
-// whole segment on one line.
+// line, so that it accepts files that no parser would.  Each start tag of a file and each segment
+// must be on one line.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +22,7 @@ enum class NzbFailure {
   kPrematureEnd,
 };
 
-// What the user is told.
+// The message for the user.
 std::string_view MessageOf(NzbFailure failure);
 
 // One file of the NZB, as its row keeps it.
@@ -40,19 +40,19 @@ enum class NzbEvent {
   kSubject,    // File().subject is known; the rest of the file follows
   kFile,       // File() is complete
   kEmptyFile,  // the file ended without a segment
-  kFailure,    // Failure() tells why; nothing more is to be read
+  kFailure,    // Failure() says why; nothing more is to be read
 };
 
 class NzbReader {
  public:
-  // Takes the next line, without its end.  `at_end`: no byte follows it.  Lines behind the end are
-  // empty ones, and the reader wants them as long as InsideFile is true.
+  // Takes the next line, without its end.  `at_end`: no byte follows it.  After the end the caller
+  // passes empty lines as long as InsideFile is true.
   NzbEvent Take(std::string_view line, bool at_end);
 
   // True between a file's start tag and its end.
   bool InsideFile() const { return state_ != State::kOutside; }
-  // True while the end of the groups is awaited, for ever if need be: only this wait does not heed
-  // the end of the NZB.
+  // True while the reader waits for the end of the groups.  Only this wait ignores the end of the
+  // NZB, and may never end.
   bool InsideGroups() const { return state_ == State::kGroups; }
 
   // Keeps its values until the next start tag.

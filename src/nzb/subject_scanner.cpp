@@ -1,4 +1,4 @@
-// Finds extension, name and part number in a subject, by the catalogue.
+// Finds extension, name and part number in a subject, with the catalogue.
 #include "nzb/subject_scanner.h"
 
 #include <algorithm>
@@ -21,9 +21,9 @@ char At(std::string_view text, int position) {
 
 bool IsWildcard(std::string_view type) { return type.ends_with("**"); }
 
-// Where the extension stands, and the entry of the catalogue at which the search stopped: the last
-// one when a numeric extension was found instead, which makes those files part of a RAR series
-// under the usual catalogue.
+// Where the extension is, and the catalogue entry at which the search stopped.  For a numeric
+// extension that is the last entry, which with the usual catalogue makes the file part of a RAR
+// series.
 struct Extension {
   int start = 0;
   int end = 0;
@@ -31,12 +31,13 @@ struct Extension {
   std::string text;
 };
 
-// Only the last occurrence is looked at; a proper one in front of it is not seen.
+// Looks only at the last occurrence, even if only an earlier one is an extension.
 bool FindPlain(std::string_view subject, std::string_view type, Extension& found) {
   const int start = Code::InstrRev(subject, std::string(".").append(type));
   if (start == 0) return false;
   const int end = start + Len(type);
-  // A dot and an underline end an extension here, but not one of digits in CheckNoExtension.
+  // A dot and an underline end an extension here, but not an extension of digits in
+  // CheckNoExtension.
   static constexpr std::string_view kDelimiters = "\"'([ -:._";
   if (end < Len(subject) && kDelimiters.find(At(subject, end + 1)) == std::string_view::npos) {
     return false;
@@ -66,7 +67,7 @@ Extension FindExtension(std::string_view subject, const std::vector<std::string>
   return found;
 }
 
-// Position of the nearest blank or double quote at or in front of `from`; 0 if there is none.
+// Position of the nearest blank or double quote at or before `from`; 0 if there is none.
 int WordBorder(std::string_view subject, int from) {
   int at = from;
   while (at > 0 && At(subject, at) != ' ' && At(subject, at) != '"') --at;
@@ -83,12 +84,12 @@ int StartOfName(std::string_view subject, const Extension& ext) {
     if (At(subject, at) == '-' && At(subject, at + 1) == ' ') return at + 2;
   }
   int border = WordBorder(subject, ext.start - 1);
-  // Fewer than four characters in front of the dot are taken for the end of a longer name.
+  // Fewer than four characters before the dot are taken for the end of a longer name.
   if (ext.start - border < 5) border = WordBorder(subject, border - 1);
   return border + 1;
 }
 
-// Position of the first `preferred` at or behind `from`, of `other` only if there is none at all.
+// Position of the first `preferred` at or after `from`, of `other` only if there is none at all.
 int FindBracket(std::string_view subject, int from, std::string_view preferred,
                 std::string_view other) {
   const int at = InStr(from, subject, preferred);
@@ -108,7 +109,7 @@ void FindPartNumbers(std::string_view subject, int from, BinaryPost& post) {
   const std::string total = Mid(subject, slash + 1, close - slash - 1);
   // "(00/12)" is a post about the files, not a part of one.
   if (part.find_first_not_of('0') == std::string::npos) return;
-  // A part without a number still takes the total.
+  // A part that is not a number still gets the total.
   if (Val(part) == 0) {
     one_part();
   } else {
@@ -152,8 +153,8 @@ void ScanForBinaryPost(std::string_view subject, std::string& name, std::string&
 }
 
 void CheckRAR(std::string_view subject, std::string_view type, int& extStart, int& extEnd) {
-  // The last dot and letter alone count, and what follows the digits does not matter: ".r2345x" is
-  // a hit.  "rar" is not, as no digit follows; its plain row comes first in the catalogue.
+  // Only the last dot and letter count, and what follows the digits does not matter: ".r2345x" is a
+  // hit.  "rar" is not, as no digit follows; its plain row comes first in the catalogue.
   extStart = InstrRev(subject, std::string(".").append(type.substr(0, 1)));
   if (extStart == 0) return;
   extEnd = extStart + 1;
@@ -167,8 +168,8 @@ void CheckNoExtension(std::string_view subject, int& extStart, int& extEnd) {
   for (const char* text : {".0", ".1", ".2", ".3", ".4", ".5", ".6", ".7", ".8", ".9"}) {
     extStart = InstrRev(subject, text);
     if (extStart == 0) continue;
-    // One more character, whatever it is, ends the subject; with none at all ("x.1") there is no
-    // hit.
+    // If exactly one more character follows, whatever it is, it belongs to the extension; if none
+    // follows ("x.1") there is no hit.
     extEnd = extStart + 2;
     if (extEnd == length) return;
     int at = extEnd;

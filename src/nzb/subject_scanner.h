@@ -15,7 +15,7 @@ struct BinaryPost {
   std::int32_t total_parts = 0;
 };
 
-// The scan itself: `types` in the order in which they are tried, plain ("rar") or wildcard ("r**").
+// The scan itself: tries `types` in their order, plain ("rar") or wildcard ("r**").
 BinaryPost ScanSubject(std::string_view subject, const std::vector<std::string>& types);
 
 namespace Code {

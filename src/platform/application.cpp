@@ -1,4 +1,4 @@
-// The process over the toolkit: signals, the one instance for each user, the end.
+// The process: signals, the one instance for each user, quitting.
 #include "platform/application.h"
 
 #include <fcntl.h>
@@ -35,7 +35,7 @@ namespace {
 constexpr int kQuitPollMilliseconds = 20;
 constexpr int kQuitPatienceMilliseconds = 10000;
 constexpr int kHandOverMilliseconds = 5000;
-// A start in the last moments of another process waits for that one's end.
+// A start while another process is ending waits for its end.
 constexpr int kStartMilliseconds = kQuitPatienceMilliseconds + 5000;
 constexpr int kStartPauseMicroseconds = 50000;
 
@@ -47,13 +47,13 @@ int signal_pipe[2] = {-1, -1};
 void OnSignal(int) {
   const int error = errno;
   const char byte = 1;
-  // Nothing can be done in a signal handler about a pipe that is full: one byte in it is enough.
+  // A full pipe needs no handling: one byte in it is enough.
   [[maybe_unused]] const ssize_t written = ::write(signal_pipe[1], &byte, 1);
   errno = error;
 }
 
-// Where processes of this user meet: the session's runtime folder, or a private folder under the
-// temporary one.
+// Holds the lock and the socket of this user's processes: the session's runtime folder, or a
+// private folder under the temporary one.
 std::string MeetingFolder() {
   const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
   return runtime.isEmpty() ? std::string() : runtime.toStdString();
@@ -61,9 +61,9 @@ std::string MeetingFolder() {
 
 }  // namespace
 
-// A log-out, or another end that the toolkit is asked for, takes the program's own way out.  The
-// question before a log-out ("commit data") needs no answer, since a kill loses nothing; to quit
-// there would end the download of a user who then cancels.
+// A log-out, or another request to the toolkit to quit, becomes Application::Quit.  The question
+// before a log-out ("commit data") needs no answer, because a kill loses nothing; to quit there
+// would end the download of a user who then cancels.
 struct QuitFilter : QObject {
   bool eventFilter(QObject*, QEvent* event) override {
     if (event->type() != QEvent::Quit) return false;
@@ -122,8 +122,8 @@ struct Application::Native {
     return true;
   }
 
-  // A second start sends its documents and waits until they are taken; then the window comes up and
-  // each document is opened.  While this start is not over it may still fail, and nothing is taken.
+  // A second start sends its documents and waits until they are taken; then the window is shown and
+  // each document is opened.  Until this start is over nothing is taken, because it may still fail.
   void Take(QLocalSocket& visitor, Application& application) {
     QObject::connect(&visitor, &QLocalSocket::disconnected, &visitor, &QObject::deleteLater);
     const auto soon = [this, guest = QPointer(&visitor), &application] {
@@ -132,7 +132,7 @@ struct Application::Native {
       });
     };
     QObject::connect(&visitor, &QLocalSocket::readyRead, &visitor, soon);
-    soon();  // a quick visitor's documents are there already
+    soon();  // a quick visitor's documents have arrived already
   }
 
   void TakeDocuments(QLocalSocket& visitor, Application& application) const {
@@ -141,13 +141,13 @@ struct Application::Native {
     QByteArrayList handed_over;
     stream >> handed_over;
     if (!stream.commitTransaction() || Quitting()) return;
-    // A visitor that was kept waiting has gone, and comes again.
+    // A visitor that waited too long has gone, and tries again.
     if (visitor.state() == QLocalSocket::ConnectedState && visitor.write("+") == 1 &&
         visitor.flush())
       Open(handed_over, application);
   }
 
-  // Those that came during the start.
+  // Takes the documents that came during the start.
   void TakeAll(Application& application) const {
     if (!server) return;
     for (QLocalSocket* visitor : server->findChildren<QLocalSocket*>())
@@ -192,7 +192,8 @@ Application::Application(int& argc, char** argv) : native_(std::make_unique<Nati
 
 Application::~Application() {
   EndWork();
-  // The end of the toolkit waits for a name server that does not answer; the next start need not.
+  // The end of the toolkit may wait for a name server that does not answer; the next start must
+  // not.
   native_->lock.Close();
   the_application = nullptr;
 }
@@ -200,7 +201,7 @@ Application::~Application() {
 void Application::EndWork() {
   EndAllThreads();
   Window::CloseAll();
-  // The writers of windows that were open until now; Quit closes them and waits.
+  // Ends the writers of windows that were open until now; a Quit has closed those and waited.
   EndAllThreads();
   DestroyClosedWindows();
   EndShellChildren();
@@ -210,7 +211,7 @@ void Application::Event_OpenDocument(const FolderItem&) {}
 
 int Application::RunLoop() {
   native_->WatchSignals();
-  // Inside the loop, so that it can be ended while a box of the start is open.
+  // Inside the loop, so that the program can be ended while a box of the start is open.
   CallSoon([this] {
     Dispatch("open", [this] { Event_Open(); });
     native_->opened = true;
@@ -239,7 +240,7 @@ void Application::Quit() {
   Dispatch("cancel close", [&] { refused = the_application->Event_CancelClose(); });
   if (refused) return;
   quitting = true;
-  // A start from now on waits for the end of this process, and then comes up itself.
+  // From now on a new start waits for the end of this process, and then runs itself.
   the_application->native_->server.reset();
   Window::CloseAll();
   struct Poll {

@@ -13,7 +13,7 @@ namespace gravlin {
 
 class Application {
  public:
-  // The toolkit is started here; one Application lives for the whole process.
+  // Starts the toolkit; one Application lives for the whole process.
   Application(int& argc, char** argv);
   virtual ~Application();
   Application(const Application&) = delete;
@@ -22,8 +22,8 @@ class Application {
   // Raises Event_Open, then one Event_OpenDocument for each document of the command line, and runs
   // the event loop until Quit.  Returns the exit status.
   int RunLoop();
-  // Like RunLoop, but only where no other process of this user runs the program: otherwise hands
-  // the documents to it, brings its window up, and returns.
+  // Like RunLoop, but only if no other process of this user runs the program; otherwise hands the
+  // documents to it, which shows its window, and returns.
   int RunAsOnlyInstance(std::string_view name);
 
   // Ends the program: asks Event_CancelClose, closes all windows, lets pending background work end,
@@ -37,7 +37,7 @@ class Application {
   virtual void Event_OpenDocument(const FolderItem& item);
   // True refuses to quit.
   virtual bool Event_CancelClose() { return false; }
-  // True while something is under way that a quit waits for, for at most some seconds.
+  // True while there is work that a quit waits for, some seconds at most.
   virtual bool WorkPending() { return false; }
 
  protected:
@@ -49,8 +49,7 @@ class Application {
   std::unique_ptr<Native> native_;
 };
 
-// A small event loop guard for tests and tools that have no App: starts the toolkit and nothing
-// else.
+// An event loop guard for tests and tools that have no App: starts the toolkit and nothing else.
 std::unique_ptr<Application> StartToolkit(int& argc, char** argv);
 
 }  // namespace gravlin

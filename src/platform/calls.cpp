@@ -1,4 +1,4 @@
-// Calls that come due or are posted, and the handlers of events.
+// Calls that are due at a time or posted, and the handlers of events.
 #include "platform/calls.h"
 
 #include <QCoreApplication>
@@ -30,7 +30,7 @@ void Report(const char* event, const char* what) {
   if (FailureReport()) FailureReport()(event, what);
 }
 
-// Event handlers that have not ended, bodies of threads not counted.
+// Event handlers that are running, not counting bodies of threads.
 int handlers_running = 0;
 
 std::vector<std::function<void()>>& WhenFree() {
@@ -38,7 +38,7 @@ std::vector<std::function<void()>>& WhenFree() {
   return actions;
 }
 
-// While one lives a handler is under way; behind the last one goes what waits for that.
+// Counts a running handler; the end of the last one posts what waits for that.
 struct HandlerScope {
   HandlerScope() { ++handlers_running; }
   ~HandlerScope() {
@@ -50,9 +50,9 @@ struct HandlerScope {
   HandlerScope& operator=(const HandlerScope&) = delete;
 };
 
-// Runs its calls from the toolkit's event loop.  Its timer is ended before the work runs and made
-// anew when there is more: the toolkit lets no timer fire inside its own handler, and the work may
-// open nested event loops in which everything has to go on.
+// Runs its calls from the toolkit's event loop.  Its timer is stopped before the work runs and a
+// new one is started if there is more: the toolkit fires no timer inside its own handler, and the
+// work may open nested event loops in which everything has to continue.
 class Calls : public QObject {
  public:
   static Calls& Get() {
@@ -156,7 +156,7 @@ std::int64_t NextCallDue() { return Calls::Get().NextCallDue(); }
 
 void CallWhenFree(std::function<void()> action) {
   CallSoon([action = std::move(action)] {
-    // This call is itself one handler.
+    // This call itself counts as a handler.
     if (handlers_running > 1)
       WhenFree().push_back(action);
     else

@@ -1,4 +1,4 @@
-// The computer's clock behind the one that the program asks, and dates made of it.
+// The system's clock, the clock in force, and dates.
 #include "platform/clock.h"
 
 #include <time.h>
@@ -31,7 +31,7 @@ class SystemClock : public Clock {
 Clock* replacement = nullptr;
 
 constexpr std::int64_t kSecondsOfDay = 86400;
-// 24,107 days lie between 1904-01-01 and 1970-01-01.
+// 1970-01-01 is 24,107 days after 1904-01-01.
 constexpr std::int64_t kEpoch = 24107 * kSecondsOfDay;
 
 std::chrono::year_month_day DayOf(double total_seconds) {

@@ -12,17 +12,16 @@ class Clock {
   virtual ~Clock() = default;
   // Seconds since 1970-01-01 00:00 UTC.
   virtual double UnixSeconds() = 0;
-  // Milliseconds of a count that only goes forward; drives timers, sleeps and Ticks.
+  // A count of milliseconds that only increases; drives timers, sleeps and Ticks.
   virtual std::int64_t Milliseconds() = 0;
-  // The same count, as fine as the clock knows it.
+  // The same count, in the clock's own resolution.
   virtual std::int64_t Nanoseconds() { return Milliseconds() * 1'000'000; }
   // False for a clock that is set by hand: waits are then ended by RunDueCalls (calls.h), never
   // by the system.
   virtual bool RunsByItself() const { return true; }
 };
 
-// The clock in force: the system's unless SetClock gave another.  nullptr goes back to the
-// system's.
+// The clock in force: the system's unless SetClock gave another.  nullptr restores the system's.
 Clock& TheClock();
 void SetClock(Clock* clock);
 
@@ -35,7 +34,7 @@ class Date {
   Date();
   // Seconds since 1904-01-01 00:00 local time; setting it moves the date.
   double TotalSeconds() const { return total_seconds_; }
-  // From the other date to this one, also where local time was put back or forward between them.
+  // From the other date to this one, correct even if local time was changed between them.
   double SecondsSince(const Date& other) const {
     return total_seconds_ - zone_ - (other.total_seconds_ - other.zone_);
   }

@@ -124,7 +124,7 @@ void ControlNative::ShowSoon() {
     ShowNow();
   };
   const std::int64_t now = TheClock().Milliseconds();
-  // A clock that is set by hand may stand still for ever.
+  // A clock that is set by hand may never advance.
   if (shown_frame == now / kFrame && TheClock().RunsByItself())
     QTimer::singleShot(static_cast<int>(kFrame - now % kFrame), widget, show);
   else
@@ -133,7 +133,7 @@ void ControlNative::ShowSoon() {
 
 namespace {
 
-// Hands the mouse, the keys and dropped files of a widget to its control.
+// Passes the mouse, the keys and dropped files of a widget to its control.
 class Tap : public QObject {
  public:
   Tap(Control& control, QWidget* widget) : QObject(widget), control_(control) {
@@ -176,7 +176,7 @@ class Tap : public QObject {
     return true;
   }
 
-  // What the mouse can click the keyboard can too.
+  // A link that the mouse can click works by the keyboard too.
   bool LinkPressed(const QKeyEvent& press) {
     if (!control_.MouseDown || (press.key() != Qt::Key_Return && press.key() != Qt::Key_Enter &&
                                 press.key() != Qt::Key_Space))
@@ -207,7 +207,7 @@ class Tap : public QObject {
   bool Dropped(QDropEvent& event) {
     if (!Dragged(event)) return false;
     const DragItem item{FolderItem::FromPath(QFile::encodeName(FileIn(event)).toStdString())};
-    // The other program waits for the drop to end, so the handler runs behind it.
+    // The other program waits for the drop to end, so the handler runs after it.
     QMetaObject::invokeMethod(
         this, [this, item] { Raise("DropObject", control_.DropObject, item); },
         Qt::QueuedConnection);

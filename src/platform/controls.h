@@ -184,7 +184,7 @@ class ProgressBar : public Control {
   ProgressBar(Window& window, std::string_view name, const Rect& bounds, int maximum = 100);
   int Maximum() const;
   int Value() const;
-  // Values outside 0 to Maximum are cut to it.
+  // Values outside 0 to Maximum are clamped.
   void SetValue(int value);
 };
 
@@ -204,7 +204,7 @@ class Separator : public Control {
   Separator(Window& window, std::string_view name, const Rect& bounds);
 };
 
-// A row of tabs.  Controls made between BeginPage(i) and EndPages lie on page i; their places still
+// A row of tabs.  Controls made between BeginPage(i) and EndPages are on page i; their places still
 // count from the window's corner.
 class TabPanel : public Control {
  public:

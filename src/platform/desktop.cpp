@@ -57,7 +57,7 @@ class RealDesktop : public Desktop {
 
   void ShowURL(std::string_view address) override {
     const QUrl url(ToQt(address), QUrl::StrictMode);
-    // A file, or a scheme that some program of the user's has claimed, would be run.
+    // A file, or a scheme that some program has registered, would be run.
     const bool web = url.scheme() == "http" || url.scheme() == "https";
     if (web && !url.host().isEmpty()) QDesktopServices::openUrl(url);
   }

@@ -1,4 +1,4 @@
-// Whatever would leave the process goes through one replaceable Desktop, so that a test or the
+// Boxes, dialogs, the browser and the file manager: one replaceable Desktop, so that a test or the
 // driver can answer a box and read what was asked.
 #pragma once
 
@@ -24,13 +24,13 @@ class Desktop {
   virtual void Beep() = 0;
 };
 
-// The desktop in force: the real one unless SetDesktop gave another.  nullptr goes back to the real
+// The desktop in force: the real one unless SetDesktop gave another.  nullptr restores the real
 // one.
 Desktop& TheDesktop();
 void SetDesktop(Desktop* desktop);
 
-// Short forms.  A box asked for inside a cooperative thread is run by the main stack while the
-// thread waits.
+// Short forms.  A box asked for inside a cooperative thread runs on the main stack while the thread
+// waits.
 int MsgBox(std::string_view text, int code = 0, std::string_view title = {});
 FolderItem GetOpenFolderItem(std::string_view file_type, const FolderItem& start = {});
 void ShowURL(std::string_view url);

@@ -1,4 +1,4 @@
-// Cooperative threads: their stacks, their turns, and how they wait.
+// Cooperative threads: their stacks, their order, and how they wait.
 #include "platform/fibers.h"
 
 #include <QAbstractEventDispatcher>
@@ -32,7 +32,7 @@ using SteadyClock = std::chrono::steady_clock;
 
 constexpr std::size_t kStackBytes = 1 << 20;
 
-// What the address sanitizer needs to know of one switch to another stack and back.
+// What the address sanitizer needs for one switch to another stack and back.
 struct StackSwitch {
 #if defined(__SANITIZE_ADDRESS__)
   void* fake_stack = nullptr;
@@ -53,8 +53,8 @@ struct StackSwitch {
 #endif
 };
 
-// Notes the bounds of each stack it hands out, for the sanitizer.  The last stack given back is
-// kept for the next thread, since every article starts one; not under the sanitizer, which would
+// Notes the bounds of each stack that it gives, for the sanitizer.  The last stack given back is
+// kept for the next thread, because every article starts one; not under the sanitizer, which would
 // not see the use of a stack that has ended.
 class NotedStack {
  public:
@@ -83,9 +83,9 @@ class NotedStack {
 
 }  // namespace
 
-// Resumes one thread after the other from a timer of the toolkit, which is ended before a thread
-// runs and made anew when there is more: a thread may have the main stack open nested event loops,
-// in which the others have to go on.
+// Resumes one thread after the other from a timer of the toolkit.  The timer is stopped before a
+// thread runs and a new one is started if there is more: a thread may have the main stack open
+// nested event loops, in which the others have to continue.
 class Fibers : public QObject {
  public:
   static Fibers& Get() {
@@ -160,7 +160,7 @@ class Fibers : public QObject {
 
   void Suspend() {
     Coroutine& coroutine = *current_;
-    // Also on the way out of a stack that is being unwound.
+    // In a destructor, because the stack may be unwound.
     struct Arrival {
       Coroutine& coroutine;
       ~Arrival() { coroutine.thread_switch.Arrive(&coroutine.main_bottom, &coroutine.main_size); }
@@ -219,8 +219,8 @@ class Fibers : public QObject {
     Coroutine& coroutine = *found->second;
     Resume(coroutine);
     while (coroutine.main_call) {
-      // The thread is neither ready nor gone meanwhile, so the nested loop that this may open
-      // leaves it alone.
+      // Meanwhile the thread is neither ready nor gone, so a nested loop that this opens does not
+      // resume it.
       const std::function<void()>& action = *std::exchange(coroutine.main_call, nullptr);
       try {
         RunAsHandler(action);
@@ -248,7 +248,7 @@ class Fibers : public QObject {
     coroutine.thread_switch.Arrive(&coroutine.main_bottom, &coroutine.main_size);
     coroutine.main = std::move(main);
     coroutine.started = true;
-    // Also on the way out of a stack that is being unwound.
+    // In a destructor, because the stack may be unwound.
     struct AtEnd {
       Coroutine& coroutine;
       ~AtEnd() {
@@ -306,8 +306,8 @@ void Thread::Sleep(int milliseconds) {
   bool over = false;
   const std::uint64_t id =
       CallAt(TheClock().Milliseconds() + milliseconds, [&over] { over = true; });
-  // A clock that is set by hand does not go on while this waits; one turn for what is ready must
-  // do.
+  // A clock that is set by hand does not advance during this wait, so one turn for what is ready
+  // must be enough.
   const bool wait = TheClock().RunsByItself();
   QEventLoop::ProcessEventsFlags flags = QEventLoop::ExcludeUserInputEvents;
   flags.setFlag(QEventLoop::WaitForMoreEvents, wait);

@@ -7,23 +7,23 @@
 
 namespace gravlin {
 
-// Runs `action` on the main stack: in place on the main thread; inside a cooperative thread the
-// thread waits until the main stack has run it.  Whatever may open a nested event loop goes through
-// here.
+// Runs `action` on the main stack: in place on the main thread; a cooperative thread waits until
+// the main stack has run it.  Everything that may open a nested event loop uses this.
 void OnMainStack(const std::function<void()>& action);
 // Cooperative threads that have not ended.
 int LiveThreads();
-// Milliseconds of a running slice; 0 makes every yield give way.
+// Length of a slice in milliseconds; with 0 every Yield gives way.
 void SetSlice(int milliseconds);
 // Ends every cooperative thread, as at the end of the process: its stack is unwound, its work is
 // lost.
 void EndAllThreads();
 bool ThreadsAreEnding();
-// Lets the running thread wait until it is woken, also while all are being ended, when it is
-// unwound at once.
+// Suspends the running thread until it is woken.  If all threads are being ended, it is unwound at
+// once.
 void SuspendThread();
 
-// Of calls.h, for the bodies of threads.  Catches and reports what the handler throws.
+// Like Dispatch of calls.h, for the bodies of threads.  Catches and reports what the handler
+// throws.
 void GuardEvent(const char* event, const std::function<void()>& handler);
 // Counts as an event handler while it runs.
 void RunAsHandler(const std::function<void()>& action);

@@ -7,7 +7,7 @@ namespace gravlin {
 
 struct FileType {
   std::string_view Name;
-  std::string_view Extensions;  // between semicolons, with or without a dot; none stands for any
+  std::string_view Extensions;  // between semicolons, with or without a dot; none means any
   std::string_view MacType, MacCreator;
 };
 

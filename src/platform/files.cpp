@@ -1,4 +1,4 @@
-// Opening, reading, writing and renaming, with the answers of the system looked at.
+// Opening, reading, writing and renaming, with the results of the system calls checked.
 #include "platform/files.h"
 
 #include <errno.h>
@@ -47,8 +47,8 @@ bool RenameInTwoSteps(const std::string& from, const std::string& to) {
     return false;
   }
   if (errno == EEXIST || errno == EXDEV || errno == ENOENT) return false;
-  // Neither hard links (FAT, folders).  One program writes here, so that a look before the rename
-  // will do.
+  // No hard links either (FAT, folders).  Only one program writes here, so a check before the
+  // rename is enough.
   if (SomethingIsAt(to)) {
     errno = EEXIST;
     return false;

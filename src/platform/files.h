@@ -1,4 +1,4 @@
-// System calls on files that both folder_item.cpp and streams.cpp stand on; for platform/ only.
+// System calls on files that both folder_item.cpp and streams.cpp use; for platform/ only.
 #pragma once
 
 #include <cstddef>
@@ -13,9 +13,8 @@ namespace gravlin::files {
 FileHandle OpenForReading(const std::string& path);
 
 // A regular file opened for writing with O_CREAT, O_TRUNC, O_EXCL or O_APPEND in `flags`.  A
-// symbolic link is never followed: it could lead a download over a file of the user's.  With
-// O_TRUNC a link, symbolic or hard, gives its name up to a new file, so that a planted one stops
-// nothing.
+// symbolic link is never followed: the download could overwrite a file of the user.  With O_TRUNC a
+// link, symbolic or hard, is replaced by a new file, so that a planted one stops nothing.
 FileHandle OpenForWriting(const std::string& path, int flags, unsigned mode = 0666);
 
 // Bytes read, fewer than `size` only at the end of the file or after a failure, which sets
@@ -25,7 +24,7 @@ std::size_t ReadSome(int descriptor, char* to, std::size_t size, bool* failed = 
 // False if not every byte was taken.
 bool WriteAll(int descriptor, const char* bytes, std::size_t size);
 
-// Renames without ever replacing what is there.  `errno` tells why it failed.
+// Renames without ever replacing what is there.  `errno` says why it failed.
 bool RenameToFree(const std::string& from, const std::string& to);
 
 // As RenameToFree, but by a copy that is flushed before it gets its name; for moves between file

@@ -1,4 +1,4 @@
-// Paths and what lies there, by the calls of the operating system.
+// Paths and the files at them, by system calls.
 #include "platform/folder_item.h"
 
 #include <dirent.h>
@@ -44,7 +44,7 @@ std::string Above(const std::string& folder) {
   return path.substr(0, std::max<std::size_t>(path.rfind('/'), 1));
 }
 
-// ":" and "/" change places between a native name and its part in the colon form.
+// ":" and "/" are swapped between a native name and its part in the colon form.
 std::string SwapSeparators(std::string_view text) {
   std::string result(text);
   for (char& c : result) {
@@ -153,7 +153,7 @@ std::string FolderItem::AbsolutePath() const {
 
 bool FolderItem::Exists() const {
   struct stat about {};
-  // A link that leads nowhere is there as well: nothing can be made in its place.
+  // A dangling link counts as existing: nothing can be made in its place.
   return lstat(NativePath().c_str(), &about) == 0;
 }
 
@@ -260,7 +260,7 @@ std::unique_ptr<TextInputStream> FolderItem::OpenAsTextFile() const {
 
 std::unique_ptr<TextOutputStream> FolderItem::CreateTextFile() const {
   FileHandle file = files::OpenForWriting(NativePath(), O_CREAT | O_TRUNC, kPrivate);
-  // One that was there keeps its mode otherwise.
+  // An existing file would keep its mode.
   if (file) fchmod(file.Get(), kPrivate);
   return file ? std::make_unique<TextOutputStream>(std::move(file)) : nullptr;
 }

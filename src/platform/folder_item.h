@@ -44,14 +44,14 @@ class FolderItem {
   // Bytes of a file, 0 for what does not exist.
   std::int64_t Length() const;
 
-  // When its bytes last changed, in nanoseconds since 1970 as the file system tells them; 0 for
+  // When its bytes last changed, in nanoseconds since 1970 as the file system reports them; 0 for
   // what does not exist.
   std::int64_t Modified() const;
   bool SetModified(std::int64_t nanoseconds) const;
-  // What a file that changes now will tell.
+  // The value of Modified for a file that changes now.
   static std::int64_t ModifiedNow();
 
-  // Entries of this folder in the order the system lists them.  `*whole` tells whether it could be
+  // Entries of this folder in the order the system lists them.  `*whole` says whether it could be
   // read to its end.
   std::vector<std::string> ChildNames(bool* whole = nullptr) const;
   // The same, each with its Length and Modified; much cheaper than asking one item after the other.
@@ -67,7 +67,7 @@ class FolderItem {
   bool CreateAsFolder(unsigned mode = 0700);
   // Makes an empty file that only the user can read, failing if anything of that name is there.
   bool CreatePrivateFile() const;
-  // Takes the rights of others away, where the user owns it.
+  // Removes the rights of other users, if the user owns it.
   void MakePrivate() const;
   bool IsLink() const;
   bool Delete() const;
@@ -77,13 +77,13 @@ class FolderItem {
   // Moves into a folder under the given name (the item's own if empty), also across file systems;
   // never replaces what is there.  On success this item is the moved one.
   bool MoveTo(const FolderItem& folder, std::string_view name = {});
-  // Begins the name of what a move between file systems that was killed leaves in the folder.
+  // Prefix of the name that a move between file systems leaves in the folder if it is killed.
   static constexpr std::string_view kHalfMoved = ".gravlin-move-";
-  // Brings a file's bytes, or a folder's entries, to the disk.  Blocks: call it through
+  // Flushes a file's bytes, or a folder's entries, to the disk.  Blocks: call it through
   // Thread::Offload.
   bool Flush() const;
 
-  // nullptr if the file cannot be opened or made.  What is made only the user can read.
+  // nullptr if the file cannot be opened or made.  A new file can be read by the user only.
   std::unique_ptr<TextInputStream> OpenAsTextFile() const;
   std::unique_ptr<TextOutputStream> CreateTextFile() const;
   std::unique_ptr<TextOutputStream> AppendToTextFile() const;
@@ -103,7 +103,7 @@ class SpecialFolder {
   static FolderItem ApplicationData();
   // `/usr/bin`.
   static FolderItem Applications();
-  // Gives a run, or a test, folders of its own; nil goes back to the user's.
+  // Gives a run, or a test, folders of its own; nil restores the user's.
   static void SetApplicationData(const FolderItem& folder);
   static void SetApplications(const FolderItem& folder);
 };

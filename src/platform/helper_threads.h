@@ -1,7 +1,7 @@
-// The few OS threads behind Thread::Offload and WriteBehind.  Private to platform/.
+// The OS threads of Thread::Offload and WriteBehind.  Private to platform/.
 //
-// Not the toolkit's pool: each thread of that gets an event dispatcher of its own, and one that
-// finds no file descriptor left for it ends the program.
+// Not the toolkit's pool: each of its threads has an event dispatcher, and the program ends if
+// there is no file descriptor left for one.
 #pragma once
 
 #include <condition_variable>
@@ -17,7 +17,7 @@ namespace gravlin {
 class HelperThreads {
  public:
   explicit HelperThreads(std::size_t most) : most_(most) {}
-  // Waits for what was started.
+  // Waits for all work that was started.
   ~HelperThreads() {
     {
       const std::lock_guard lock(mutex_);
@@ -29,7 +29,7 @@ class HelperThreads {
   HelperThreads(const HelperThreads&) = delete;
   HelperThreads& operator=(const HelperThreads&) = delete;
 
-  // Runs the work on a thread as soon as one is free; here, if the system gives none.
+  // Runs the work on a thread as soon as one is free; on the caller's, if the system gives none.
   void Start(std::function<void()> work) {
     {
       const std::lock_guard lock(mutex_);

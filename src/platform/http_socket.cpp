@@ -17,7 +17,7 @@ constexpr int kLimitMilliseconds = 30'000;
 constexpr qint64 kLimitBytes = 1 << 20;
 constexpr int kLimitRedirects = 10;
 
-// A page that came whole, whatever its status says of it.
+// True for a page that arrived completely, whatever its HTTP status.
 bool HasPage(const QNetworkReply& reply) {
   const int error = reply.error();
   return error == QNetworkReply::NoError ||

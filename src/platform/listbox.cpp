@@ -19,7 +19,7 @@ constexpr int kRowPadding = 4;
 
 }  // namespace
 
-// The table on the screen.  It is told of changes only while it can be seen.
+// The table on the screen.  It gets changes only while it is visible.
 struct Listbox::View : QTableView {
   View(QWidget* parent, Listbox& listbox, Model& rows)
       : QTableView(parent), listbox_(listbox), model_(rows) {
@@ -52,7 +52,7 @@ struct Listbox::View : QTableView {
 
   void SetFont() { verticalHeader()->setDefaultSectionSize(fontMetrics().height() + kRowPadding); }
 
-  // Columns without widths of their own share the table's.
+  // Columns without widths of their own share the table's width.
   void ShareColumns() {
     const int columns = model_.columnCount();
     const int share = std::max(viewport()->width() / columns, 1);
@@ -166,7 +166,7 @@ struct Listbox::TableNative : ControlNative {
     if (!held && widget->isVisible()) Table().Show();
   }
   void Refresh() override {}  // changed rows are marked already
-  // A list that cannot be seen costs nothing: its view looks at the rows when it appears.
+  // A hidden list costs nothing: its view reads the rows when it appears.
   void Changed() {
     if (widget->isVisible()) ShowSoon();
   }
@@ -240,7 +240,7 @@ void Listbox::SetDragReorder(bool reorder) {
   model_.drag_reorder = reorder;
   Table().Table().setDragDropMode(reorder ? QAbstractItemView::InternalMove
                                           : QAbstractItemView::NoDragDrop);
-  // The mark of the drop is a line between two rows.
+  // Marks the place of a drop as a line between two rows.
   Table().Table().setDragDropOverwriteMode(false);
 }
 

@@ -1,4 +1,4 @@
-// A table of text rows.  The cells are plain strings in one array; the toolkit only looks at those
+// A table of text rows.  The cells are plain strings in one array; the toolkit only reads those
 // that are on screen, so that thousands of rows can be rebuilt once a second.
 #pragma once
 
@@ -16,13 +16,13 @@ struct CellPaint {
   bool text_color_set = false;
 };
 
-// Reads pixels joined by "," into as many of `widths` as are given.  What is no number counts as 0,
-// and none is below 0 or above 10,000.
+// Reads pixels joined by "," into as many of `widths` as are given.  What is not a number counts as
+// 0; widths are clamped to 0 to 10,000.
 void ReadColumnWidths(std::string_view text, std::vector<int>& widths);
 
 class Listbox : public Control {
  public:
-  // The hidden tag column that every row has beside the visible ones.
+  // The hidden tag column that every row has after the visible ones.
   static constexpr int kTagColumn = 99;
 
   Listbox(Window& window, std::string_view name, const Rect& bounds, int columns);
@@ -38,9 +38,9 @@ class Listbox : public Control {
   // The user may sort by a heading, and drag rows to another place.
   void SetSortable(bool sortable);
   void SetDragReorder(bool reorder);
-  // Without it, what is wider than the list is reached by narrowing a column.  On at the start.
+  // Without it, the user narrows a column to see what is wider than the list.  On by default.
   void SetHorizontalScrollBar(bool wanted);
-  // The last column takes the room that is left beside the others.
+  // The last column takes the rest of the width.
   void SetStretchLastColumn(bool stretch);
 
   int ListCount() const;
@@ -53,12 +53,12 @@ class Listbox : public Control {
   // throws OutOfBoundsException.
   const std::string& Cell(int row, int column) const;
   void SetCell(int row, int column, std::string_view text);
-  // First row whose cell in column 0 equals the text, case ignored; -1 if none.  Costs one look-up,
+  // First row whose cell in column 0 equals the text, case ignored; -1 if none.  One look-up,
   // whatever the number of rows.
   int FindRow(std::string_view text) const;
 
-  // The selected row, -1 for none.  Setting it raises Change when it changes, and brings the row
-  // into view.
+  // The selected row, -1 for none.  Setting it raises Change when it changes, and scrolls to the
+  // row.
   int ListIndex() const;
   void SetListIndex(int row);
   // The row at the top of the view.
@@ -79,7 +79,7 @@ class Listbox : public Control {
   std::function<void()> Change;
   // The key's character as in TextField.  True keeps the key from the list.
   std::function<bool(int key)> KeyDown;
-  // Compares two rows for sorting by `column`: true if it set `result` (1 row1 behind row2, -1
+  // Compares two rows for sorting by `column`: true if it set `result` (1 row1 after row2, -1
   // before, 0 equal); false leaves the comparison to the texts.
   std::function<bool(int row1, int row2, int column, int& result)> CompareRows;
   std::function<void(int row, int column, CellPaint& paint)> CellTextPaint;

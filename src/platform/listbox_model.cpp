@@ -1,4 +1,4 @@
-// The cells of a table, kept so that a name is found without a walk over the rows.
+// The cells of a table, with an index by name.
 #include "platform/listbox_model.h"
 
 #include <QApplication>
@@ -100,7 +100,7 @@ bool Listbox::Model::RowBefore(int row1, int row2, int column) const {
     if (listbox_.CompareRows && listbox_.CompareRows(a, b, column, result)) return result;
     return CompareText(cells[Slot(a, column)], cells[Slot(b, column)]);
   };
-  // A handler may call equal rows different in both directions; no sort bears that.
+  // A handler may call equal rows different in both directions, which no sort tolerates.
   return compare(row1, row2) < 0 && compare(row2, row1) >= 0;
 }
 
@@ -135,7 +135,7 @@ void Listbox::Model::Reorder(const std::vector<int>& rows) {
 }
 
 void Listbox::Model::Announce() {
-  // The selection and the scroll bar live through this, as they would not through a reset.
+  // Unlike a reset, this keeps the selection and the scroll bar.
   if (row_count > announced_rows_) {
     beginInsertRows({}, announced_rows_, row_count - 1);
     announced_rows_ = row_count;

@@ -11,14 +11,14 @@
 
 namespace gravlin {
 
-// Rows are built, changed and dropped without a word to the view; Announce tells it, once the event
-// loop is free, how many rows there are now and that their texts may be others.  Until then the
-// view is told of the rows it knows.
+// Rows are added, changed and removed without a signal to the view.  Announce, once the event loop
+// is free, reports the number of rows and that their texts may have changed.  Until then the view
+// sees the rows that it knows.
 struct Listbox::Model : QAbstractTableModel {
   Model(const Listbox& owner, int columns);
 
-  // Strings of all rows, one behind the other: the visible columns and the tag.  Those behind
-  // row_count rows are kept for their memory, since a table is mostly rebuilt with what it held
+  // Strings of all rows, one row after the other: the visible columns and the tag.  Those after
+  // row_count rows are kept for their memory, because a table is mostly rebuilt with what it held
   // before.
   std::vector<std::string> cells;
   int row_count = 0;

@@ -9,18 +9,18 @@
 #include <algorithm>
 #include <cmath>
 
-// A library's resources do not come by themselves; the macro works outside of namespaces only.
+// A library's resources must be loaded explicitly; the macro works only outside of namespaces.
 static void BringInIcon() { Q_INIT_RESOURCE(gravlin); }
 
 namespace gravlin {
 namespace {
 
-// The design's own size, and what stands for it here: the font of this system runs wider than the
-// one that the windows were drawn with, so that it is set one pixel smaller and a little narrower.
+// The design's own size.  The font of this system is wider than the one that the windows were drawn
+// with, so it is set one pixel smaller and a little narrower.
 constexpr int kDesignSize = 13;
 constexpr int kStretch = 93;
 
-// Pixels of the largest font that a desktop has without its user's doing.
+// Pixels of the largest font that a desktop has by default.
 constexpr double kOrdinaryFont = 15;
 constexpr double kLargest = 2;
 
@@ -69,13 +69,13 @@ void SetUpLook() {
   QIcon icon;
   for (const int size : {16, 32, 48, 128}) icon.addFile(QString(":/gravlin/%1.png").arg(size));
   QApplication::setWindowIcon(QIcon::fromTheme("gravlin", icon));
-  // Sizes of the controls are the design's, so they are drawn by the one style that is the same
+  // Sizes of the controls are the design's, so they are drawn in the one style that is the same
   // everywhere.
   const QPalette palette = QApplication::palette();
   QApplication::setStyle(QStyleFactory::create("Fusion"));
   if (palette.color(QPalette::Window).lightness() < 128) QApplication::setPalette(palette);
   FollowDesktopFont(QApplication::font());
-  // Of boxes, menus and tool tips, which take the room they need.
+  // For boxes, menus and tool tips, which take the room they need.
   QFont font = InterfaceFont();
   font.setPixelSize(font.pixelSize() + LargerBy());
   QApplication::setFont(font);

@@ -1,4 +1,4 @@
-// The menu bar, brought up to date each time it opens.
+// The menu bar, updated each time it opens.
 #include "platform/menu.h"
 
 #include <QAction>
@@ -25,7 +25,7 @@ class Item : public MenuItem {
     checked_ = checked;
     ShowChecked();
   }
-  // The toolkit turns the mark over at each click; it shall show what the program says.
+  // The toolkit toggles the mark at each click; it must show what the program set.
   void ShowChecked() {
     action_.setCheckable(checked_ || action_.isCheckable());
     action_.setChecked(checked_);
@@ -115,7 +115,7 @@ void MenuBar::SetQuitItem(std::string_view name) {
   if (item == native_->items.end()) return;
   item->second->Action().setMenuRole(QAction::QuitRole);
   item->second->Action().setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
-  // The menu hangs in the main window, and any window may be in front.
+  // The menu is in the main window, but any window may be in front.
   item->second->Action().setShortcutContext(Qt::ApplicationShortcut);
 }
 

@@ -28,7 +28,7 @@ class MenuBar {
   MenuBar(const MenuBar&) = delete;
   MenuBar& operator=(const MenuBar&) = delete;
 
-  // Begins a menu; items added next belong to it.  "&" marks the letter of the keyboard.
+  // Begins a menu; items added next belong to it.  "&" marks the letter for the keyboard.
   void AddMenu(std::string_view name, std::string_view text);
   // "-" makes a separator.  A shortcut is written as "Cmd+Z"; Cmd is the Ctrl key here.
   void AddItem(std::string_view name, std::string_view text, std::string_view shortcut = {});
@@ -40,8 +40,8 @@ class MenuBar {
   void SetQuitItem(std::string_view name);
   // The item of that name; nullptr if there is none.
   MenuItem* Find(std::string_view name);
-  // Binds a handler: true from it says that the command was handled.  A name without an item is
-  // kept and unused.
+  // Binds a handler, which returns true if it handled the command.  A name without an item is kept
+  // and unused.
   void Bind(std::string_view name, std::function<bool()> handler);
   // Raised before a menu opens.
   std::function<void()> EnableMenuItems;

@@ -29,11 +29,11 @@ inline std::string FromQt(const QString& text) { return text.toStdString(); }
 // A caption in which "&" is an ordinary character, and back.
 QString ToCaption(std::string_view text);
 std::string FromCaption(const QString& caption);
-// A text from outside without what would turn the direction of the rest, or control the screen.
+// A text from outside without what would reverse the rest or control the screen.
 QString Shown(std::string_view text);
 // The same for several lines.  The program's line ends are CR, the toolkit's LF.
 QString ToLines(std::string_view text);
-// What stands in a tool tip as it is, though it may look like markup, cut to what can be read.
+// A text for a tool tip: shown as it is, even if it looks like markup, and cut to what can be read.
 QString AsToolTip(const QString& text);
 
 // Raises an event, if it has a handler.  The handler is copied: it may replace itself or close its
@@ -45,7 +45,7 @@ void Raise(const char* event, const std::function<void(Parameters...)>& handler,
   const std::function<void(Parameters...)> copy = handler;
   Dispatch(event, [&] { copy(std::forward<Arguments>(arguments)...); });
 }
-// The same for an event that answers; `otherwise` when there is no handler or it failed.
+// The same for an event with an answer; `otherwise` if there is no handler or it failed.
 template <class... Parameters, class... Arguments>
 bool Ask(const char* event, const std::function<bool(Parameters...)>& handler, bool otherwise,
          Arguments&&... arguments) {
@@ -67,8 +67,8 @@ struct ControlNative {
   ControlNative& operator=(const ControlNative&) = delete;
 
   QPointer<QWidget> widget;
-  // In the window's co-ordinates; the widget lies `page_left`, `page_top` less, in the page of its
-  // tab.
+  // In the window's co-ordinates; the widget's are smaller by `page_left` and `page_top`, those of
+  // the page of its tab.
   Rect bounds;
   int page_left = 0, page_top = 0;
   QWidget* page = nullptr;
@@ -79,15 +79,14 @@ struct ControlNative {
   std::function<bool(int key)> key_down;
 
   void Place();
-  // Sets the largest font, from the design's to the one that the user wants, in which the text has
-  // room: rectangles are the design's whatever the font.
+  // Sets the largest font, from the design's to the one that the user wants, in which the text
+  // fits: rectangles stay the design's whatever the font.
   void ChooseFont();
   virtual bool HasRoomFor(const QFont& font) const;
   int design_size = 0;  // of the font; 0 is the design's own
   bool bold = false;
-  // A change that is shown once the event loop is free, however often it was made until then, and
-  // at most once in a frame: articles may come faster than anyone reads, and drawing takes as long
-  // as receiving.
+  // Shows the current state once the event loop is free, and at most once in a frame: articles may
+  // come faster than anyone reads, and drawing takes as long as receiving.
   void ShowSoon();
   virtual void ShowNow() {}
   virtual void Refresh() { widget->update(); }
@@ -109,7 +108,7 @@ struct WindowNative {
   int width, height;  // of the content
   bool shown_before = false;
   bool closed = false;
-  // Where controls are made at the moment: a page of a tab panel, or nowhere.
+  // The page of a tab panel on which controls are made now; nullptr outside of pages.
   QWidget* page = nullptr;
   int page_left = 0, page_top = 0;
   QPointer<QPushButton> cancel_button;
@@ -125,7 +124,7 @@ struct WindowNative {
 
 // The widget in which the next control of the window is made.
 QWidget* ParentFor(Window& window);
-// Hangs the menus of `menu` into the bar of one window.
+// Adds the menus of `menu` to the bar of one window.
 void FillMenuBar(MenuBar& menu, QMenuBar& bar);
 // Ends every tool that the program has started.
 void EndShellChildren();

@@ -13,11 +13,11 @@
 namespace gravlin {
 namespace {
 
-// More than ever work at once: one offloaded call would wait for another.
+// More than ever run at once, because otherwise one offloaded call would wait for another.
 constexpr int kMostHelpers = 256;
 
 void OffloadFromThread(const std::function<void()>& work) {
-  // Hears of the end of the work on the main OS thread; outlives the helpers.
+  // Receives the end of the work on the main OS thread; outlives the helpers.
   static QObject receiver;
   static HelperThreads helpers(kMostHelpers);
   if (ThreadsAreEnding()) return;
@@ -34,7 +34,7 @@ void OffloadFromThread(const std::function<void()>& work) {
     over->release();
   });
   {
-    // Also when the waiting thread is unwound: the work may refer to what lies on its stack.
+    // In a destructor, because the waiting thread may be unwound while the work uses its stack.
     struct Wait {
       std::binary_semaphore& semaphore;
       ~Wait() { semaphore.acquire(); }

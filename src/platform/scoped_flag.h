@@ -3,7 +3,7 @@
 
 namespace gravlin {
 
-// Gives the flag a value until the end of the scope, however that is left, and then the one before.
+// Sets a flag until the end of the scope, then restores its value.
 class ScopedFlag {
  public:
   ScopedFlag(bool& flag, bool value) : flag_(flag), before_(flag) { flag_ = value; }

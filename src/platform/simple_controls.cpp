@@ -33,7 +33,7 @@ struct ProgressNative : ControlNative {
   int value = 0;
 };
 
-// The wheel over a menu that nobody has touched would change, and store, the choice.
+// Ignores the wheel without focus: it would change, and store, the choice by accident.
 struct ComboBox : QComboBox {
   explicit ComboBox(QWidget* parent) : QComboBox(parent) { setFocusPolicy(Qt::StrongFocus); }
 
@@ -50,7 +50,7 @@ int TextWidth(const QWidget& widget, std::string_view text) {
   return widget.fontMetrics().horizontalAdvance(ToQt(text));
 }
 
-// A button's caption is drawn in what its frame leaves.
+// Pixels that a button's frame takes from its caption.
 constexpr int kButtonFrame = 4;
 
 }  // namespace

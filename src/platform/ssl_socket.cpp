@@ -16,7 +16,7 @@
 namespace gravlin {
 namespace {
 
-// Bytes that a read has room for at least, so that a fast server's reply takes few of them.
+// Least room for a read, so that a fast server's reply takes few reads.
 constexpr std::size_t kRoom = 256 * 1024;
 // A buffer of up to this size is kept for the next reply.
 constexpr std::size_t kKept = 8 * 1024 * 1024;
@@ -46,7 +46,7 @@ struct SSLSocket::Native {
     QTcpSocket* made = socket.get();
     made->setProxy(QNetworkProxy::NoProxy);
     QObject::connect(made, &QTcpSocket::readyRead, made, [this] {
-      // Without the toolkit's buffer a read is what finds that the other side has gone.
+      // Without the toolkit's buffer only a read finds that the other side has closed.
       if (Receive() < 0 && !tls) Fail();
     });
     QObject::connect(made, &QTcpSocket::connected, made, [this] {
@@ -76,7 +76,7 @@ struct SSLSocket::Native {
            (!tls || tls->isEncrypted());
   }
 
-  // What the last read gave: negative when there is no connection any more.
+  // The result of the last read: negative when the connection is gone.
   qint64 Receive() {
     if (!socket->isReadable()) return -1;
     const std::size_t before = end;
@@ -96,7 +96,7 @@ struct SSLSocket::Native {
     return got;
   }
 
-  // The space of bytes that were dropped from the front is used again once it is the greater part.
+  // The space of bytes that were dropped from the front is reused once it is at least half.
   void MakeRoom() {
     if (start > 0 && start >= end / 2) {
       buffer.replace(0, end - start, buffer, start, end - start);
@@ -132,7 +132,7 @@ struct SSLSocket::Native {
     });
   }
 
-  // An endless reply must not take the memory of the machine.
+  // An endless reply must not fill the memory.
   void GiveUp() {
     Drop();
     buffer = std::string();
@@ -156,12 +156,12 @@ struct SSLSocket::Native {
   SSLSocket& owner;
   std::unique_ptr<QTcpSocket> socket;
   QSslSocket* tls = nullptr;  // the same socket, if it is a secure one
-  std::string buffer;         // as long as there is room
+  std::string buffer;         // its size includes the free room
   std::size_t start = 0;      // index of the first unread byte
-  std::size_t end = 0;        // and behind the last one
+  std::size_t end = 0;        // index after the last one
   std::string error;
-  bool reached = false;     // the peer took the connection
-  bool secured = false;     // and the handshake was done
+  bool reached = false;     // the peer accepted the connection
+  bool secured = false;     // the handshake is done
   bool overflowed = false;  // kReceiveLimit was passed
   bool raised = false;
   bool in_handler = false;

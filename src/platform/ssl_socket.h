@@ -18,13 +18,13 @@ class SSLSocket {
   SSLSocket(const SSLSocket&) = delete;
   SSLSocket& operator=(const SSLSocket&) = delete;
 
-  // Blanks around the host, as they come along with a text that was pasted, are dropped.
+  // Drops blanks around the host, which pasted text may have.
   void SetAddress(std::string_view host);
   void SetPort(int port) { port_ = port; }
   void SetSecure(bool secure) { secure_ = secure; }
-  // One of the codes 0 to 3 of the SSL menu.  The protocols they are named after are dead: each of
-  // them negotiates TLS 1.2 or newer, with the certificate checked against the system's store and
-  // the host name.
+  // One of the codes 0 to 3 of the SSL menu.  Their names are those of protocols that nobody uses
+  // any more: each code negotiates TLS 1.2 or newer, with the certificate checked against the
+  // system's store and the host name.
   void SetConnectionType(int) {}
 
   // Starts connecting and returns.  An earlier connection is dropped and its buffer emptied.
@@ -33,12 +33,11 @@ class SSLSocket {
   bool IsConnected() const;
   // False, and nothing sent, when not connected.
   bool Write(std::string_view bytes);
-  // The received and unread bytes; valid until the next call of any other operation or the next
-  // event.
+  // The received and unread bytes; valid until any other operation or the next event.
   std::string_view Lookahead() const;
   // The received and unread bytes, taken out.
   std::string ReadAll();
-  // The same without a copy: the memory of `to` serves the next reply.
+  // The same without a copy: the memory of `to` is reused for the next reply.
   void ReadAll(std::string& to);
   // Drops the first `count` unread bytes.
   void Discard(std::size_t count);
@@ -52,14 +51,14 @@ class SSLSocket {
   // What ended the connection or kept it from being made, in words; empty if nothing did.
   const std::string& ErrorText() const;
   // The connection was made, and TLS then refused it: a certificate that cannot be trusted, or a
-  // peer that speaks no TLS.  Nothing was sent on it.
+  // peer without TLS.  Nothing was sent on it.
   bool HandshakeFailed() const;
-  // The connection could not be made at all: no such host, nobody who listens, no such port.
+  // The connection could not be made at all: no such host, no listener, no such port.
   bool NotReached() const;
 
-  // The most unread bytes that are kept.  Beyond it they are thrown away with the connection.
+  // The most unread bytes that are kept.  Beyond it the bytes and the connection are dropped.
   static constexpr std::size_t kReceiveLimit = std::size_t{64} << 20;
-  // True once after that has happened since Connect.
+  // True once, if that has happened since Connect.
   bool TakeOverflow();
 
   // Raised from the event loop, at most one pending.  An event that comes while a handler lets

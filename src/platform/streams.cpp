@@ -18,8 +18,8 @@ namespace gravlin {
 namespace {
 
 constexpr std::size_t kTextBuffer = 256 * 1024;
-// A line end is sought in pieces of this size, so that a text without line feeds is not run through
-// to the end of the buffer for each of its carriage returns.
+// Line ends are searched for in pieces of this size, so that a text without line feeds is not read
+// to the end of the buffer at each of its carriage returns.
 constexpr std::size_t kLineWindow = 512;
 
 // Index of the first CR or LF, the view's size if there is none.
@@ -143,7 +143,7 @@ std::size_t LongBinaryStream::Read(void* to, std::size_t size) {
   std::size_t done = 0;
   while (done < size) {
     if (next_ == buffer_.size() && size - done >= work_block_ && !for_writing_ && file_) {
-      // More than the buffer holds need not pass through it.
+      // A read of a whole buffer or more bypasses the buffer.
       bool lost = false;
       done += files::ReadSome(file_.Get(), static_cast<char*>(to) + done, size - done, &lost);
       failed_ = failed_ || lost;
@@ -181,7 +181,7 @@ bool LongBinaryStream::EndOfFile() {
 }
 
 bool LongBinaryStream::WriteOut(const char* bytes, std::size_t size) {
-  // Bytes behind a gap would pass for the lost ones.
+  // After a failure nothing is written, because later bytes would take the place of the lost ones.
   if (!failed_ && !files::WriteAll(file_.Get(), bytes, size)) failed_ = true;
   return !failed_;
 }

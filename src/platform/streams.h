@@ -33,10 +33,10 @@ class FileHandle {
 class TextInputStream {
  public:
   explicit TextInputStream(FileHandle file);
-  // From now on a slow disk is waited for on a helper thread.  For streams that one cooperative
-  // thread reads; what runs on a helper itself must not ask for another.
+  // From now on a helper thread waits for a slow disk.  For streams that one cooperative thread
+  // reads; what runs on a helper itself must not ask for another.
   void ReadOnHelper() { on_helper_ = true; }
-  // The next line without its end.  At the end of the file, what is there; beyond it, empty text.
+  // The next line without its end.  A last line needs no end; after it comes empty text.
   std::string ReadLine();
   // As ReadLine, into a string that keeps its storage from line to line.  False, with the rest of
   // the line unread, once it has more bytes than `limit`.
@@ -79,7 +79,7 @@ class LongBinaryStream {
   LongBinaryStream(const LongBinaryStream&) = delete;
   LongBinaryStream& operator=(const LongBinaryStream&) = delete;
 
-  // Up to `size` bytes into `to`; the count read, 0 at the end of the file.
+  // Reads up to `size` bytes into `to` and returns their count, 0 at the end of the file.
   std::size_t Read(void* to, std::size_t size);
   // False once any byte since opening could not be written.
   bool Write(std::string_view bytes);
@@ -102,7 +102,7 @@ class LongBinaryStream {
 bool SameBytes(const FolderItem& a, const FolderItem& b);
 
 // Makes the file and locks it for this process until the handle is gone.  Nothing if another
-// process holds it; an empty handle where it cannot be locked at all.
+// process holds it; an empty handle if it cannot be locked at all.
 std::optional<FileHandle> LockFile(const FolderItem& file);
 
 }  // namespace gravlin

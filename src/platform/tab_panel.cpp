@@ -12,8 +12,8 @@
 namespace gravlin {
 namespace {
 
-// The tabs lie above the pages, and each page covers the whole panel, so that the place of a page
-// is known before anything is shown and does not hang on the height of a tab.
+// The tabs are above the pages, and each page covers the whole panel, so that the place of a page
+// is known before anything is shown and does not depend on the height of a tab.
 class Panel : public QWidget {
  public:
   Panel(QWidget* parent, const std::vector<std::string>& tabs) : QWidget(parent) {

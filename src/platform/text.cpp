@@ -1,4 +1,4 @@
-// Text as the program counts it: from 1, and with ASCII letters alike in both cases.
+// Text whose positions count from 1, and in which the case of ASCII letters is ignored.
 #include "platform/text.h"
 
 #include <algorithm>
@@ -24,10 +24,10 @@ bool SameBytes(const char* a, const char* b, std::size_t count) {
   return true;
 }
 
-// Positions are 32-bit; what lies behind them is not seen.
+// Positions are 32-bit; text beyond them is ignored.
 std::string_view Addressable(std::string_view text) { return text.substr(0, INT_MAX); }
 
-// Both cases of a letter are sought in pieces of this size: a text without one of them would
+// Both cases of a letter are searched for in pieces of this size: a text without one of them would
 // otherwise be read to its end for each occurrence of the other.
 constexpr std::ptrdiff_t kWindow = 256;
 
@@ -49,7 +49,7 @@ const char* FindFolded(const char* from, const char* end, char lower, char upper
   return end;
 }
 
-// Index of the first `find` at or behind `from`.
+// Index of the first `find` at or after `from`.
 std::size_t Find(std::string_view text, std::string_view find, std::size_t from) {
   if (find.empty()) return from <= text.size() ? from : kNone;
   if (text.size() < find.size() || from > text.size() - find.size()) return kNone;
@@ -110,7 +110,7 @@ int Len(std::string_view text) { return static_cast<int>(Addressable(text).size(
 double Val(std::string_view text) {
   const bool negative = text.starts_with('-');
   if (negative || text.starts_with('+')) text.remove_prefix(1);
-  // from_chars alone would take a second sign, "inf" and "nan".
+  // from_chars alone would accept a second sign, "inf" and "nan".
   const bool number = !text.empty() &&
                       (IsDigit(text[0]) || (text[0] == '.' && text.size() > 1 && IsDigit(text[1])));
   if (!number) return 0;
@@ -123,7 +123,7 @@ double Val(std::string_view text) {
 
 std::int32_t ToInt32(double value) {
   if (!std::isfinite(value)) return 0;
-  // Exact for every finite double, where a cast of what does not fit would be undefined.
+  // Exact for every finite double; a cast of a value that does not fit would be undefined.
   const double wrapped = std::fmod(std::trunc(value), 4294967296.0);
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(static_cast<std::int64_t>(wrapped)));
 }
@@ -132,8 +132,8 @@ namespace {
 
 struct Picture {
   std::size_t whole_zeros = 0;     // digits always shown before the point
-  std::size_t fraction_zeros = 0;  // digits always shown behind it
-  std::size_t fraction = 0;        // digits shown at most behind it
+  std::size_t fraction_zeros = 0;  // digits always shown after it
+  std::size_t fraction = 0;        // most digits shown after it
   bool groups = false;
   bool point = false;
 };

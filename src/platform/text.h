@@ -9,7 +9,7 @@
 
 namespace gravlin {
 
-// Position of the first `find` in `text` at or behind `start`, 0 if there is none.  Case of ASCII
+// Position of the first `find` in `text` at or after `start`, 0 if there is none.  Case of ASCII
 // letters is ignored.  A start below 1 means the beginning; an empty `find` is found at the start.
 int InStr(int start, std::string_view text, std::string_view find);
 int InStr(std::string_view text, std::string_view find);

@@ -23,8 +23,8 @@
 namespace gravlin {
 namespace {
 
-// A label that stays readable on whatever lies under it, and cuts a single line that is too long
-// with an ellipsis in its middle: the name in front and what became of it behind both tell.
+// A label that can be read on any ground.  A single line that is too long gets an ellipsis in its
+// middle, because both the name at its start and the result at its end matter.
 class Label : public QLabel {
  public:
   using QLabel::QLabel;
@@ -53,23 +53,23 @@ class Label : public QLabel {
     marked.setUnderline(hasFocus());  // a link that the keyboard has reached
     painter.setFont(marked);
     QString shown = text();
-    // A server's line comes with its end.
+    // A server's line includes its line end.
     if (!wordWrap()) shown = shown.trimmed().replace('\n', ' ');
     if (!wordWrap() && fontMetrics().horizontalAdvance(shown) > width()) {
       marked.setStretch(marked.stretch() * 85 / 100);
       painter.setFont(marked);
       shown = painter.fontMetrics().elidedText(shown, Qt::ElideMiddle, width());
     }
-    // The readouts hang a little high in their rectangles.
+    // The readouts would be a little too high in their rectangles.
     const int low = ground ? (Flags() & ~Qt::AlignVertical_Mask) | Qt::AlignBottom : Flags();
-    // A label may stand right behind a field.
+    // A label may directly follow a field.
     const bool inset = alignment() & Qt::AlignLeft && !wordWrap() &&
                        painter.fontMetrics().horizontalAdvance(shown) + kInset <= width();
     painter.drawText(rect().adjusted(inset ? kInset : 0, 0, 0, 0), low, shown);
   }
 
  private:
-  // The rectangle that the text stands on.
+  // The rectangle under the text.
   const RectangleWidget* Ground() const {
     const RectangleWidget* ground = nullptr;
     for (const QObject* sibling : parentWidget()->children()) {
@@ -90,7 +90,7 @@ struct LabelNative : ControlNative {
   void ShowNow() override { Widget().setText(ToLines(text)); }
   bool HasRoomFor(const QFont& font) const override {
     const Label& label = *static_cast<const Label*>(widget.data());
-    // The rectangles of headings reach a little into what follows.
+    // The rectangles of headings overlap a little with what follows.
     const bool larger = font.pixelSize() > InterfaceFont(design_size).pixelSize();
     const int spare = larger ? 5 : 0;
     const QRect room(0, 0, bounds.width, bounds.height - spare);
@@ -114,7 +114,7 @@ void ShowContextualMenu(Editor& editor, const QPoint& at) {
   menu->popup(at);
 }
 
-// Line ends come along with a text that was pasted; in a command or a password they would be sent.
+// Pasted text may contain line ends; in a command or a password they would be sent.
 class OneLine : public QValidator {
  public:
   using QValidator::QValidator;
@@ -175,7 +175,7 @@ void StaticText::SetText(std::string_view text) {
   LabelNative& label = LabelOf(*this);
   if (label.text == text) return;
   label.text = text;
-  // A line that once had to be smaller stays so: a status that changes its size would flicker.
+  // A line that once had to be smaller stays smaller: a status that changes its size would flicker.
   if (LargerBy() > 0 && !label.HasRoomFor(label.Widget().font())) label.ChooseFont();
   label.ShowSoon();
   Raise("TextChange", TextChange);

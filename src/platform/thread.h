@@ -19,14 +19,14 @@ class Thread {
   // is DoEvents under the same rule.
   static void Yield();
   // Always gives way, for at least that many milliseconds of the Clock.  On the main thread events
-  // go on meanwhile.
+  // continue meanwhile.
   static void Sleep(int milliseconds);
-  // Runs one blocking call on a helper OS thread while this thread waits and the event loop goes
-  // on.  The work may touch only what it was given.  What it throws is thrown here.  On the main
-  // thread the work runs in place.
+  // Runs one blocking call on a helper OS thread while this thread waits and the event loop
+  // continues.  The work may touch only what it was given.  What it throws is thrown here.  On the
+  // main thread the work runs in place.
   static void Offload(const std::function<void()>& work);
 
-  // True while all threads are being ended.  Long work on a helper thread looks at it between two
+  // True while all threads are being ended.  Long work on a helper thread checks it between two
   // blocks, and gives up.
   static bool Ending();
 

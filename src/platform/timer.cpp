@@ -1,4 +1,4 @@
-// A timer as one call after the other on the clock in force.
+// A timer, made of single calls on the clock in force.
 #include "platform/timer.h"
 
 #include <algorithm>
@@ -30,7 +30,7 @@ struct Timer::State {
   static void Fall(const std::shared_ptr<State>& state, std::int64_t due) {
     state->call = 0;
     if (state->mode == 2) {
-      // Ticks that were missed while the program was busy are not made up for.
+      // Ticks that were missed while the program was busy are skipped.
       const std::int64_t now = TheClock().Milliseconds();
       Schedule(state, std::max(due, now - state->period) + state->period);
     } else {

@@ -16,14 +16,13 @@ class Timer {
   // Never entered again while it runs.
   std::function<void()> Action;
 
-  // 0 off, 1 single shot, 2 repeating.  Setting it starts the period anew.
+  // 0 off, 1 single shot, 2 repeating.  Setting it restarts the period.
   int Mode() const;
   void SetMode(int mode);
   // Milliseconds.
   int Period() const;
   void SetPeriod(int milliseconds);
-  // Asks for one action as soon as the event loop is free, beside the ordinary ones.  Nothing when
-  // the timer is off.
+  // Asks for one more action as soon as the event loop is free.  Nothing when the timer is off.
   void FireSoon();
 
  private:

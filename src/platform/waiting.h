@@ -1,4 +1,4 @@
-// A cooperative thread that waits for a word of another one, without looking again and again.
+// How a cooperative thread waits for another one without polling.
 #pragma once
 
 #include <cstdint>
@@ -7,10 +7,10 @@ namespace gravlin {
 
 // The running cooperative thread; 0 on the main stack.
 std::uint64_t RunningThread();
-// Lets the running thread wait until it is woken.  It may be woken without a reason: the caller
-// looks at what it waits for.  The main stack does not wait.
+// Suspends the running thread until it is woken.  It may be woken without a reason: the caller
+// checks what it waits for.  The main stack does not wait.
 void WaitToBeWoken();
-// Of a thread that has ended, nothing happens.
+// No effect on a thread that has ended.
 void WakeThread(std::uint64_t id);
 
 }  // namespace gravlin

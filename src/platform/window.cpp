@@ -1,4 +1,4 @@
-// A window over the toolkit's frame; the list of open ones, and their end.
+// A window in the toolkit's frame; the list of open ones, and how they end.
 #include "platform/window.h"
 
 #include <QApplication>
@@ -21,8 +21,8 @@
 namespace gravlin {
 namespace {
 
-// Windows in the order in which they were made; those that were closed wait for their end.  Never
-// destroyed, because the toolkit is gone when the process's statics are.
+// Windows in the order in which they were made; closed ones stay until they are destroyed.  The
+// list itself never is, because the toolkit ends before the process's static objects.
 struct Registry {
   std::vector<std::unique_ptr<Window>> windows;
   bool sweep_pending = false;
@@ -35,8 +35,8 @@ Registry& Windows() {
 
 void Sweep() {
   Windows().sweep_pending = false;
-  // Threads that work for a window go on while a quit waits for background writes; the application
-  // destroys the windows when it has ended the threads.
+  // Threads that work for a window continue while a quit waits for background writes; the
+  // application destroys the windows after it has ended the threads.
   if (!Application::Quitting()) DestroyClosedWindows();
 }
 
@@ -110,7 +110,7 @@ int WindowNative::MenuHeight() const { return menu ? menu->sizeHint().height() :
 
 void WindowNative::ApplyLimits() {
   const int extra = MenuHeight();
-  // The size comes from outside these limits only by the program's own wish.
+  // The program itself may set a size outside these limits.
   frame->setMinimumSize(0, 0);
   frame->setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
   frame->resize(width, height + extra);
@@ -225,8 +225,8 @@ void Window::Close() {
   if (!std::exchange(Windows().sweep_pending, true)) CallWhenFree(Sweep);
 }
 
-// One handler from the question to the close, so that a window that is closed while a box is open
-// lives on until then.
+// Question and close are one handler, so that a window that is closed while a box is open lives
+// until then.
 void Window::AskToClose() {
   Dispatch("CancelClose", [this] {
     if (!Event_CancelClose()) Close();

@@ -63,7 +63,7 @@ class Window {
   // Closes every window, the newest first, as at the end of the program.
   static void CloseAll();
 
-  // Shows the window, or brings it up.
+  // Shows the window, or raises it.
   void Show();
   bool Visible() const;
   // Raises Event_Close and hides the window; the object is destroyed when the event loop is next
@@ -86,7 +86,7 @@ class Window {
   int MinWidth() const;
   int MinHeight() const;
   // Makes a window that is larger than the screen smaller, and moves it so that its title can be
-  // reached, if it lies outside all screens.
+  // reached, if it is outside all screens.
   void BringIntoView();
   void Refresh();
   void SetMenuBar(MenuBar& menu);

@@ -1,4 +1,4 @@
-// Writing on a thread of its own, so that the next block is made while the last one is written.
+// Writing on a thread of its own, so that the next block is filled while the last one is written.
 #pragma once
 
 #include <cstddef>
@@ -21,8 +21,8 @@ class WriteBehind {
 
   // Room for one block, until Put.
   std::uint8_t* Room() { return blocks_[filling_].get(); }
-  // Hands over the first `size` bytes of the room.  Waits until the block before is written; false
-  // once any could not be.
+  // Hands over the first `size` bytes of the room.  Waits until the previous block is written;
+  // false once any write has failed.
   bool Put(std::size_t size);
   // Waits until everything is written.  False if any byte could not be.
   bool Finish();

@@ -15,7 +15,7 @@
 namespace gravlin {
 namespace {
 
-// Of a new store.  A file's articles fill many pages, which are written and read one by one.
+// For a new store.  A file's articles fill many pages, which are written and read one by one.
 constexpr std::string_view kPageSize = "PRAGMA page_size=16384";
 constexpr int kBusyPause = 20;                         // milliseconds between two tries
 constexpr int kTriesOnMainThread = 5000 / kBusyPause;  // five seconds
@@ -95,7 +95,7 @@ bool Database::IsReadOnly() const {
 }
 
 bool Database::CreateDatabaseFile() {
-  // sqlite would make a file that others can read, and the journals take its mode.
+  // sqlite would make a file that others can read, and the journals get the same mode.
   if (!file_.CreatePrivateFile()) {
     const int error = errno;
     Fail("the file cannot be made");
@@ -117,9 +117,9 @@ bool Database::Open(int flags) {
     return false;
   }
   sqlite3_extended_result_codes(opened, 1);
-  Run(kPageSize);  // changes nothing in a file that has its pages already
-  // A store that lies on a file system without shared memory stays in its own mode.  That serves
-  // all but a long import, which needs a reader beside it.
+  Run(kPageSize);  // no effect on a file that has pages already
+  // On a file system without shared memory the store keeps its journal mode.  That is enough for
+  // all but a long import, which reads on a second connection during its transaction.
   Run("PRAGMA journal_mode=WAL");
   SetDurableCommits(durable_);
   error_.clear();
@@ -145,7 +145,7 @@ void Database::HoldCheckpoints() {
 
 void Database::Checkpoint() {
   sqlite3* const raw = connection_.get();
-  // Whatever keeps it from ending, the journal holds what was committed.
+  // If the checkpoint fails, the journal still holds what was committed.
   if (raw) Thread::Offload([raw] { sqlite3_wal_checkpoint(raw, nullptr); });
 }
 
@@ -167,11 +167,11 @@ bool Database::Check(int code) {
 }
 
 // Tries again while another connection writes.  sqlite's own busy handler is not used: it would
-// switch stacks, or let events run, in the middle of sqlite.
+// switch stacks, or let events run, inside a call of sqlite.
 int Database::WaitWhileBusy(const std::function<int()>& attempt) {
   for (int tries = 0;; ++tries) {
     const int code = attempt();
-    // With an older picture of the file than the last writer's, waiting helps nothing.
+    // A read that began before the last write stays old, so waiting does not help.
     if ((code & 0xff) != SQLITE_BUSY || code == SQLITE_BUSY_SNAPSHOT) return code;
     if (!Thread::Current() && tries >= kTriesOnMainThread) return code;
     Thread::Sleep(kBusyPause);
@@ -208,7 +208,7 @@ Database::Statement Database::Prepare(std::string_view sql) {
 int Database::Step(sqlite3_stmt* statement) {
   return WaitWhileBusy([statement] {
     const int code = sqlite3_step(statement);
-    // Behind a first row nothing is busy any more, so that no row is read twice.
+    // After its first row a statement is never busy, so that no row is read twice.
     if ((code & 0xff) == SQLITE_BUSY) sqlite3_reset(statement);
     return code;
   });
@@ -242,8 +242,7 @@ void Database::SQLExecute(std::string_view sql) {
   int code = Step(statement.get());
   while (code == SQLITE_ROW) code = Step(statement.get());
   if (!Check(code)) return;
-  // In WAL mode the compacted pages would lie in the journal, beside a file that is as long as
-  // before.
+  // In WAL mode the compacted pages are in the journal, and the file is still as long as before.
   if (SameText(FirstWord(sql), "VACUUM")) Run("PRAGMA wal_checkpoint(TRUNCATE)");
 }
 
@@ -369,7 +368,7 @@ void Database::Commit() {
   int code = SQLITE_OK;
   const auto step = [&code, raw = statement.get()] { code = sqlite3_step(raw); };
   WaitWhileBusy([&] {
-    // On a helper, so that a slow disk holds up no other thread and no event.
+    // On a helper thread, so that a slow disk blocks no other thread and no event.
     Thread::Offload(step);
     if ((code & 0xff) == SQLITE_BUSY) sqlite3_reset(statement.get());
     return code;

@@ -1,5 +1,5 @@
-// The store's classes over sqlite3: a connection, the result of a select, a set of values for an
-// insert.
+// The classes of the store over sqlite3: a connection, the result of a select, a set of values for
+// an insert.
 #pragma once
 
 #include <cstddef>
@@ -33,8 +33,8 @@ class DatabaseRecord {
   std::vector<std::pair<std::string, Value>> columns_;
 };
 
-// One cell, valid as long as its RecordSet.  Reading never fails: what is unset is empty text, 0 or
-// false, and text counts as the number that it begins with.
+// One cell, valid as long as its RecordSet.  Reading never fails: an unset cell is empty text, 0 or
+// false, and text gives the number that it begins with.
 class DatabaseField {
  public:
   explicit DatabaseField(std::string_view text) : text_(text) {}
@@ -54,11 +54,11 @@ class DatabaseField {
 
 class Database;
 
-// The rows of a select, all in memory.  The bytes of the cells lie in a few large blocks, so that
-// rows of long texts cost little more than their bytes.
+// The rows of a select, all in memory.  The bytes of the cells are in a few large blocks, so that
+// rows of long texts take little more than their bytes.
 class RecordSet {
  public:
-  bool EndOfFile() const;  // behind the last row
+  bool EndOfFile() const;  // after the last row
   void MoveNext();
   int RecordCount() const;
   // Value of the current row by column name, case ignored.  A column that the result does not have,
@@ -70,7 +70,7 @@ class RecordSet {
   void SetField(std::string_view name, std::string_view text);
   void SetField(std::string_view name, const char* text) { SetField(name, std::string_view(text)); }
   void SetField(std::string_view name, bool value);
-  // False if nothing was changed.  Inside no transaction it opens one, which Commit ends.
+  // False if nothing was changed.  Outside a transaction it opens one, which Commit ends.
   bool Update();
 
  private:
@@ -89,11 +89,11 @@ class RecordSet {
   std::vector<std::pair<std::string, std::string>> edits_;
 };
 
-// A connection of its own to one file.  Nobody shares one.
+// A connection to one file, never shared.
 //
-// The file is in WAL mode: a reader never waits for a writer.  A writer that finds another one
-// waits: inside a cooperative thread for as long as it takes, on the main thread for five seconds
-// while events go on.
+// The file is in WAL mode: a reader never waits for a writer.  A writer waits for another one:
+// inside a cooperative thread for as long as it takes, on the main thread for at most five seconds,
+// while events run.
 class Database {
  public:
   Database() = default;
@@ -103,37 +103,37 @@ class Database {
   Database& operator=(const Database&) = delete;
 
   void SetDatabaseFile(const FolderItem& file) { file_ = file; }
-  // Opens the existing file.  False if it is missing, damaged or no store.
+  // Opens the existing file.  False if it is missing, damaged or not a store.
   bool Connect();
-  // Makes the file, for the user only, and opens it.  False if it exists or cannot be made.
+  // Makes the file, which only the user can read, and opens it.  False if it exists or cannot be
+  // made.
   bool CreateDatabaseFile();
-  // How hard a commit presses bytes to the disk: true waits for the disk, false leaves it to the
-  // next checkpoint.
+  // true: a commit flushes to the disk.  false: it leaves that to the next checkpoint.
   void SetDurableCommits(bool durable);
 
-  // A long transaction's commit then only brings the journal to the disk; Checkpoint moves it into
-  // the file, in the background when it is called inside a cooperative thread.
+  // From now on a commit only flushes the journal; Checkpoint moves its pages into the file, on a
+  // helper thread if it is called inside a cooperative thread.
   void HoldCheckpoints();
   void Checkpoint();
 
-  // Runs one statement.  Text behind the first statement is refused, never run.  The first writing
+  // Runs one statement.  Text after the first statement is refused, never run.  The first writing
   // statement outside a BEGIN opens a transaction, which Commit ends.  Failures only set
   // ErrorMessage.
   //
-  // A full disk makes sqlite roll back the whole open transaction.  From then on every write fails
-  // with the reason, BEGIN too, until Commit, which fails as well, or Rollback: a new transaction
-  // would store the end of a change without its beginning.
+  // A full disk makes sqlite roll back the whole open transaction.  Then every write fails with the
+  // same reason, BEGIN too, until Rollback, or Commit, which fails as well: a new transaction would
+  // store the end of a change without its beginning.
   void SQLExecute(std::string_view sql);
-  // nullptr if the statement fails, or if it is none that only reads.
+  // nullptr if the statement fails, or if it could write.
   std::unique_ptr<RecordSet> SQLSelect(std::string_view sql);
   void InsertRecord(std::string_view table, const DatabaseRecord& record);
-  // The same for rows of equal columns, on a helper thread where the caller is a cooperative one,
-  // so that a slow disk holds up no event.
+  // The same for rows of equal columns; on a helper thread if the caller is a cooperative thread,
+  // so that a slow disk blocks no event.
   void InsertRecords(std::string_view table, const std::vector<DatabaseRecord>& records);
   // Runs one writing statement in the same way.
   void ExecuteOnHelper(std::string_view sql);
-  // Ends the open transaction, if there is one.  Inside a cooperative thread the disk is waited for
-  // elsewhere.
+  // Ends the open transaction, if there is one.  Inside a cooperative thread a helper thread waits
+  // for the disk.
   void Commit();
   void Rollback();
   std::int64_t LastRowID() const;
@@ -141,7 +141,7 @@ class Database {
   bool Error() const { return !error_.empty(); }
   // Of the last operation; empty if it went well.
   const std::string& ErrorMessage() const { return error_; }
-  // The same as the user understands it: "The disk is full.", "The file may not be written.", ...
+  // The same in plain words for the user: "The disk is full.", "The file may not be written.", ...
   const std::string& Reason() const { return reason_; }
   // The file is open, but writing to it is not allowed.
   bool IsReadOnly() const;
@@ -167,7 +167,8 @@ class Database {
   int Step(sqlite3_stmt* statement);
   bool InTransaction() const;
   bool BeginIfNeeded();
-  // Whether sqlite has ended the transaction by itself; the error is that one then.
+  // Whether sqlite has rolled the transaction back by itself; then the error is the reason for
+  // that.
   bool RolledBack();
   bool PrepareInsert(std::string_view table, const DatabaseRecord& record);
   void BindInsert(const DatabaseRecord& record);
@@ -180,7 +181,7 @@ class Database {
   bool in_transaction_ = false;  // after the last operation
   struct {
     std::string error, reason;
-  } rolled_back_;  // why sqlite ended the transaction by itself; empty if it did not
+  } rolled_back_;  // why sqlite rolled the transaction back by itself; empty if it did not
   // The statement of the last insert, kept for the next record of the same table and columns.
   Statement insert_;
   std::string insert_table_;

@@ -1,4 +1,4 @@
-// The cells of a select, kept in few blocks, and rows that are changed through it.
+// The cells of a select, kept in a few blocks, and rows that are changed through it.
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -11,7 +11,7 @@
 namespace gravlin {
 namespace {
 
-// Of the blocks that hold the cells; a longer cell gets a block of its own.
+// Size of the blocks that hold the cells; a longer cell gets a block of its own.
 constexpr std::size_t kBlockBytes = 64 * 1024;
 
 }  // namespace

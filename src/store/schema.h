@@ -5,7 +5,7 @@
 
 namespace gravlin {
 
-// Makes tables, indices and seed rows in a freshly made file.  False if the file holds less.
+// Makes tables, indices and seed rows in a new file.  False if any of them could not be made.
 bool MakeSchema(Database& db);
 
 }  // namespace gravlin

@@ -1,4 +1,4 @@
-// Reads and words a window's place.
+// Reads a window's place and writes the assignments that store it.
 #include "store/window_place.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// The place of a window in the store: four columns of a settings table that begin alike, "FilesTop"
-// to "FilesWidth".
+// The place of a window in the store: four columns of a settings table with a common prefix,
+// "FilesTop" to "FilesWidth".
 #pragma once
 
 #include <string>
@@ -10,8 +10,8 @@ namespace gravlin {
 class RecordSet;
 class Window;
 
-// Moves the window to the place in the current row; where nothing is stored, near the corner of the
-// screen and at its smallest, and never where its title is out of reach.
+// Moves the window to the place in the current row; if nothing is stored, near the corner of the
+// screen at its smallest size.  The title is always within reach.
 void RestorePlace(Window& window, const RecordSet& settings, std::string_view columns);
 // The assignments of an update that stores the window's place.
 std::string PlaceAssignments(const Window& window, std::string_view columns);

@@ -10,11 +10,11 @@
 namespace gravlin {
 namespace {
 
-constexpr int kPause = 100;  // milliseconds between two looks at what a writer waits for
+constexpr int kPause = 100;  // milliseconds between two checks of what a writer waits for
 
 // Returns with a connection and the right to write, however long that takes.
 std::unique_ptr<Database> WaitForStore(WriterTurn& turn) {
-  // No connection while it stands in line: articles may come faster than rows are written.
+  // No connection while it waits for its turn: articles may come faster than rows are written.
   turn.Await();
   auto db = std::make_unique<Database>(Code::fGlobalDB);
   while (!db->Connect()) Thread::Sleep(kPause);
@@ -22,7 +22,7 @@ std::unique_ptr<Database> WaitForStore(WriterTurn& turn) {
   return db;
 }
 
-// The right to write, from LockDB until it is given back or the scope is left by a failure.
+// The right to write, from LockDB until GiveBack or the end of the scope.
 class WriteRight {
  public:
   explicit WriteRight(WriterTurn& turn) : turn_(turn) {}
@@ -51,7 +51,7 @@ void WriterTurn::Leave() {
   if (!std::exchange(waits_, false)) return;
   const bool was_first = waiting_.front() == this;
   waiting_.erase(place_);
-  // Whoever is first already may be waiting for something else by now.
+  // A writer that was first before may be waiting for something else by now.
   if (was_first && !waiting_.empty()) WakeThread(waiting_.front()->thread_);
 }
 
@@ -68,7 +68,7 @@ void SaveData::Event_Run() {
     right.GiveBack();
     if (ReturnTo != "none") DoReturnCall();
   } catch (const std::exception&) {
-    // Nobody waits for a result.  What was not committed goes away with the connection.
+    // Nobody waits for a result.  The end of the connection rolls back what was not committed.
   }
 }
 

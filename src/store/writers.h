@@ -14,28 +14,28 @@
 
 namespace gravlin {
 
-// A writer's place among those that live, imports included.  The right to write goes to the oldest
-// that waits: the form saves itself at every keystroke, and a newer row must not be overtaken by an
-// older one that polls at a better moment.
+// A writer's place in the queue of all writers, imports included.  The oldest one gets the right to
+// write: the form saves itself at every keystroke, and an older row must never be written after a
+// newer one.
 class WriterTurn {
  public:
   WriterTurn() : place_(waiting_.insert(waiting_.end(), this)) {}
   ~WriterTurn() { Leave(); }
   WriterTurn(const WriterTurn&) = delete;
   WriterTurn& operator=(const WriterTurn&) = delete;
-  // Lets the running thread, the writer, wait until those before it have left.
+  // Suspends the running thread, the writer, until those before it have left.
   void Await();
-  // The right was given back, or is not wanted any more: the next one's turn comes.
+  // The writer has given the right back, or no longer wants it: the next one's turn.
   void Leave();
 
  private:
   static inline std::list<WriterTurn*> waiting_;
   const std::list<WriterTurn*>::iterator place_;
-  std::uint64_t thread_ = 0;  // that waits here
+  std::uint64_t thread_ = 0;  // waits here
   bool waits_ = true;
 };
 
-// A place of a write that others wait for: see PendingWrites.
+// The place of a write that PendingWrites counts.
 class PendingTurn : public WriterTurn {
  public:
   PendingTurn() { ++count_; }
@@ -46,7 +46,7 @@ class PendingTurn : public WriterTurn {
   static inline int count_ = 0;
 };
 
-// Runs a list of statements and commits once.  A statement that fails is passed over.
+// Runs a list of statements and commits once.  A statement that fails is skipped.
 class SaveData : public Thread {
  public:
   std::vector<std::string> sql;
@@ -56,7 +56,7 @@ class SaveData : public Thread {
 
  protected:
   void Event_Run() override;
-  // Runs when the right to write has been given back.  Knows no window of this program.
+  // Runs after the right to write was given back.  This class knows no window.
   virtual void DoReturnCall();
 
  private:
@@ -73,8 +73,7 @@ class InsertRecord : public Thread {
 
  protected:
   void Event_Run() override;
-  // Runs before the right to write is given back, so that the row's ID on this connection is still
-  // the new one.
+  // Runs before the right to write is given back, so that LastRowID is still the new row's.
   virtual void DoReturnCall();
 
  private:
@@ -85,8 +84,8 @@ namespace Code {
 
 // Takes the right to write if it is free.  Never waits.
 bool LockDB();
-// Start a background write and return at once.
-// `durable` writes are on the disk before the next write begins.
+// Start a background write and return at once.  `durable` writes are flushed before the next write
+// begins.
 void SaveToDB(std::vector<std::string> sql, std::string_view ReturnTo, bool durable = false);
 void AddRecToDB(std::string_view pTable, std::vector<DatabaseRecord> pRec,
                 std::string_view ReturnTo);

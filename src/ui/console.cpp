@@ -65,7 +65,7 @@ void TestServer::Event_Open() {
   tOpen_Action();
 }
 
-// Between two attempts the user can go on with all windows, and close this one.
+// Between two attempts the user can use all windows, and close this one.
 void TestServer::tOpen_Action() {
   if (!db->Connect()) return;
   tOpen.SetMode(0);
@@ -91,7 +91,7 @@ void TestServer::LoadTheServer() {
   TheServerUsername = server->Field("Username").StringValue();
   TheServerPassword = server->Field("Password").StringValue();
   TheServerPort = server->Field("Port").IntegerValue();
-  // During an import what was typed waits for the store, and the row is the old one.
+  // During an import the typed values wait for the store, and the row is the old one.
   const Gravlin* main_window = Window::IfOpen<Gravlin>();
   if (main_window && Code::PendingWrites() > 0) {
     const ServerSettings form = main_window->FormServer();
@@ -157,8 +157,8 @@ void TestServer::SendCommand() {
   NewsTest.Write(efCommand.Text() + Code::CRLF);
 }
 
-// The reply brings the buttons back; the connection is the server's to close.  Where it has done so
-// already no reply comes.
+// The reply resets the buttons; the server closes the connection.  If it has done so already, no
+// reply comes.
 void TestServer::pbDisconnect_Action() {
   WriteResponse("-->Signing off...");
   State = states::kSentQuit;
@@ -191,7 +191,7 @@ void TestServer::SelectAndFocusCommand() {
 
 void TestServer::WriteResponse(std::string_view text) {
   const std::string old_text = efResponse.Text();
-  // What is cut depends on the new text, not on the excess, so that the view stays near its limit.
+  // Cuts as much as the new text adds, not the excess, so that the view stays near its limit.
   if (Len(old_text) + Len(text) > kViewLimit) efResponse.SetText(Mid(old_text, Len(text) + 1));
   efResponse.AppendText(std::string(text) + Code::CR);
   efResponse.SetScrollPosition(efResponse.LineNumAtCharPos(Len(efResponse.Text())));

@@ -1,5 +1,5 @@
-// A console to the news server: logs on, then sends whatever is typed and shows whatever comes.  It
-// judges nothing.
+// A console to the news server: logs on, then sends whatever is typed and shows whatever comes,
+// without interpreting it.
 #pragma once
 
 #include <cstdint>
@@ -30,7 +30,7 @@ class TestServer : public Window {
   void Disconnected();
   void SelectAndFocusCommand();
   void SendCommand();
-  // Adds a line; the view is held to some ten thousand characters.
+  // Adds a line; the view is limited to about ten thousand characters.
   void WriteResponse(std::string_view text);
 
   StaticText stServer;

@@ -142,8 +142,8 @@ void FileTypesWin::pbSaveChanges_Action() {
   if (!bad.empty())
     return refuse(efName, "Sorry, the name can not contain a " + bad + ". Please remove it.");
   if (efExt.Text().empty()) return refuse(efExt, "Please enter an extension");
-  // Extension and note are not looked at: a quote in them spoils the statement, which is refused
-  // as a whole without a message.
+  // Extension and note are not checked: with a quote in them the statement is invalid and fails
+  // without a message.
   const int row = TypesList.ListIndex();
   Code::SaveToDB(
       {"Update FileTypes Set Name='" + name + "', " + "Ext='" + Lowercase(efExt.Text()) + "', " +

@@ -1,5 +1,5 @@
-// The editor of the table FileTypes: by these extensions the import finds file names in subject
-// lines.
+// The editor of the table FileTypes: the extensions by which the import finds file names in
+// subjects.
 #pragma once
 
 #include <cstdint>
@@ -35,7 +35,7 @@ class FileTypesWin : public Window {
   TextField efNote;
   PushButton pbDelete, pbMakeNewType, pbHelp, pbCancel, pbSaveChanges;
 
-  bool TextLoading = false;  // the program fills the fields, so their change is none of the user's
+  bool TextLoading = false;  // the program fills the fields; their changes are not the user's
   std::string TheExt;        // of the row on show
   std::unique_ptr<Database> db;
 

@@ -1,4 +1,4 @@
-// The copy of the main window's list, made anew each second.
+// The copy of the main window's list, rebuilt each second.
 #include "ui/files_window.h"
 
 #include "base/code.h"
@@ -61,11 +61,11 @@ void grvFiles::Event_Open() {
 void grvFiles::LoadList() {
   const Gravlin* main_window = Window::IfOpen<Gravlin>();
   if (!main_window) return;
-  // A tick may come in while the opening copies.
+  // A tick may come during the copying of the opening.
   if (copying_) return;
   const ScopedFlag copying(copying_, true);
   const FileTable& source = main_window->List;
-  // The rows appear together: events run while they are copied.
+  // Shows all rows at once, although events run while they are copied.
   const Listbox::Held held(List);
   List.DeleteAllRows();
   const int count = source.ListCount();

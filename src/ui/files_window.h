@@ -1,5 +1,5 @@
-// The table of the NZB's files, for looking at while a download runs: a copy of the main window's
-// hidden table, made anew once a second.  Nothing done here flows back.
+// The table of the NZB's files, for looking at during a download: a copy of the main window's
+// hidden table, rebuilt once a second.  Changes made here do not reach that table.
 #pragma once
 
 #include <memory>

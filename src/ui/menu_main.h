@@ -5,8 +5,7 @@ namespace gravlin {
 
 class MenuBar;
 
-// Makes the three menus with all their items.  Items are known by their names, by which handlers
-// are bound.
+// Makes the three menus with all their items.  Handlers are bound to items by name.
 void MakeMenuMain(MenuBar& menu);
 
 }  // namespace gravlin

@@ -57,7 +57,8 @@ VendorMessage ReadVendorMessage(std::string_view content) {
   VendorMessage message;
   if (!lines.empty()) message.id = ToInt32(Val(lines[0]));
   if (lines.size() > 1) message.url = lines[1];
-  // Behind the two lines, each with one character for its end, and the number as it reads.
+  // After the two lines, each with one character for its end; the number has the length of its
+  // text.
   message.text = Mid(page, Len(Str(message.id)) + Len(message.url) + 3);
   return message;
 }

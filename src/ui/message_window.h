@@ -12,8 +12,8 @@
 
 namespace gravlin {
 
-// The message file: a number, a web page, and behind their two lines the text, whose lines come out
-// ending in CR.  Each CR and each LF ends a line: a file with CR LF has an empty web page.
+// The message file: a line with a number, a line with a web page, then the text, whose line ends
+// become CR.  Each CR and each LF ends a line: a file with CR LF has an empty web page.
 struct VendorMessage {
   std::int32_t id = 0;
   std::string url, text;

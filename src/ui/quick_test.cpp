@@ -9,7 +9,7 @@
 namespace gravlin {
 
 void Gravlin::pbTest_Action() {
-  // The only way in which the connection of an earlier test is ended.
+  // Nothing else ends the connection of an earlier test.
   NewsTest.Close();
   TakeServer();
   if (Application::Quitting()) return;

@@ -93,7 +93,7 @@ void ServerConnectionError::StaticText2_MouseUp() { ShowURL(Code::ServerErrorPag
 void ShowServerConnectionError(std::string_view reason) {
   auto& window = Window::Shared<ServerConnectionError>();
   window.efErrorText.SetText(reason);
-  // Each try of the watchdog comes here: the user may be typing the right password.
+  // Each retry of the watchdog comes here, when the user may be typing the right password.
   if (!window.Visible()) window.Show();
 }
 

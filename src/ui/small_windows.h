@@ -17,7 +17,7 @@ class About : public Window {
   void Event_Open() override;
 };
 
-// The log-on was refused: the first thing that a user with a wrong password sees.
+// The log-on was refused: what a user with a wrong password sees first.
 class ServerConnectionError : public Window {
  public:
   ServerConnectionError();
@@ -35,7 +35,7 @@ class ServerConnectionError : public Window {
 // Shows the window ServerConnectionError with a reason.
 void ShowServerConnectionError(std::string_view reason);
 
-// On show while the store is being compacted.
+// Shown while the store is being compacted.
 class Compacting : public Window {
  public:
   Compacting();

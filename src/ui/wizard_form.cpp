@@ -52,7 +52,7 @@ void Gravlin::WireControls() {
   for (TextField* field : {&efURL, &efUserName, &efPassword, &efPort}) field->TextChange = changed;
   pmSSL.Change = changed;
   TabPanel1.Change = [this] {
-    // So that no server field is active by accident.
+    // No server field gets the focus by accident.
     if (TabPanel1.Value() == 1) pbHelp1.SetFocus();
   };
 }
@@ -78,7 +78,7 @@ ServerSettings Gravlin::FormServer() const {
           .SSL = Code::SSLStringToCode(SSLColumn(pmSSL.ListIndex()))};
 }
 
-// There is one server, hence no condition.
+// There is one server, so the statement has no condition.
 std::string Gravlin::ServerStatement() const {
   return "Update Servers Set URL='" + efURL.Text() + "', " + "Username='" + efUserName.Text() +
          "', " + "Password='" + efPassword.Text() + "', " + "Port='" + efPort.Text() + "', " +
@@ -106,7 +106,7 @@ void Gravlin::pbSelect_Action() {
   InitNZBFile();
 }
 
-// The file's type is not tested: the import tells what becomes of it.
+// The file's type is not checked: the import reports a file that is no NZB.
 void Gravlin::pbSelect_DropObject(const DragItem& dropped) {
   if (!dropped.FolderItemAvailable()) return;
   fNZB = dropped.item;

@@ -1,4 +1,4 @@
-// Where the wizard's controls stand, and what they say.
+// The places and texts of the wizard's controls.
 #include "engine/server_settings.h"
 #include "ui/wizard_controls.h"
 
@@ -66,7 +66,7 @@ constexpr Color kReadout{0xe0, 0xe0, 0xe0};
 constexpr int kHeadingSize = 18;
 constexpr int kReadoutSize = 11;
 
-// The window, in which the controls that follow are made on the given tab.
+// The window, after choosing the tab for the controls that are made next.
 Window& OnTab(TabPanel& panel, int tab, Window& window) {
   panel.BeginPage(tab);
   return window;
@@ -74,7 +74,7 @@ Window& OnTab(TabPanel& panel, int tab, Window& window) {
 
 }  // namespace
 
-// In one piece, since it is a table: what stands where, and with which text.
+// One long function, because it is a table: each control's place and text.
 WizardControls::WizardControls(Window& window)
     : TabPanel1(
           window, "TabPanel1", {20, 20, 600, 300},

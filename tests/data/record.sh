@@ -1,12 +1,12 @@
 #!/bin/bash
 # Records what the real par2 and unrar write, redirected into a file as the program does it, for the tests of their
-# parsers.  usage: record.sh PATH-OF-gravlin-make-rar
+# parsers.  Usage: record.sh PATH-OF-gravlin-make-rar
 # The recordings in this folder are of par2cmdline 0.8.1 and unrar 6.21.
 set -eu
 make_rar=$(realpath "$1")
 here=$(cd "$(dirname "$0")" && pwd)
-work=/tmp/gravlin-record # a fixed name, since unrar writes whole paths
-mkdir "$work"            # refuses to run twice at once
+work=/tmp/gravlin-record # a fixed name, because unrar writes whole paths
+mkdir "$work"            # fails if another run is active
 trap 'rm -rf "$work"' EXIT
 cd "$work"
 export LC_ALL=C.UTF-8
@@ -21,8 +21,8 @@ files() {
 }
 damage() { printf 'damaged' | dd of="$1" bs=1 seek="$2" conv=notrunc status=none; }
 
-# repair OUTPUT NAME...: in a new folder, a set of these files with 10 recovery blocks; then the function `harm`
-# spoils it, and par2 is run as the program runs it.
+# repair OUTPUT NAME...: makes a new folder with a set of these files and 10 recovery blocks, damages it by the function
+# `harm`, and runs par2 as the program does.
 repair() {
   local output=$here/par2-$1.txt; shift
   rm -rf set && mkdir set && cd set

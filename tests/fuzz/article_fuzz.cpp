@@ -1,5 +1,4 @@
-// Any text as an article: what is kept of it lies within it, and decoding gives no more than was
-// there.
+// Any text as an article: the kept part is inside it, and decoding gives no more than was there.
 #include <cstdlib>
 #include <string>
 #include <string_view>

@@ -1,4 +1,4 @@
-// The text helpers, against what they promise and against plain ways to find the same.
+// The text helpers, compared with their contracts and with simple ways to the same results.
 #include <cstdlib>
 #include <string_view>
 
@@ -11,7 +11,7 @@ void Require(bool condition) {
   if (!condition) std::abort();
 }
 
-// The slow search that the fast ones must agree with.
+// A slow search; the fast ones must give the same.
 int PlainInStr(std::size_t start, std::string_view text, std::string_view find) {
   for (std::size_t at = start - 1; at + find.size() <= text.size(); ++at) {
     if (gravlin::SameText(text.substr(at, find.size()), find)) return static_cast<int>(at) + 1;

@@ -1,4 +1,4 @@
-// Short texts from outside: column widths out of the store, names of part files, the vendor's
+// Short texts from outside: column widths from the store, names of part files, the vendor's
 // message.
 #include <cstdlib>
 #include <string>

@@ -1,4 +1,4 @@
-// What par2 and unrar write, read at any state of the parsers.  tests/data holds good beginnings.
+// The output of par2 and unrar, read in any state of the parsers.  tests/data has good seeds.
 #include <cstdlib>
 
 #include "nzb/names.h"

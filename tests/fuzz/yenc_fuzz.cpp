@@ -1,5 +1,5 @@
-// Any text in two pieces, the first byte telling where it is cut: every kernel gives the bytes of
-// the plain one.
+// Any text in two pieces, cut where the first byte says: every kernel gives the bytes of the plain
+// one.
 #include <cstdlib>
 #include <vector>
 

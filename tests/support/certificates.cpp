@@ -59,7 +59,7 @@ Certificate Issue(const std::string& name, const char* hosts, long until, EVP_PK
 }  // namespace
 
 Certificates::Certificates(Identity identity) {
-  // A name of its own for each, since a client may come to trust several.
+  // Each gets a name of its own, because a client may trust several.
   static int authorities = 0;
   const std::string name = "Gravlin test authority " + std::to_string(++authorities);
   Key authority_key(EVP_EC_gen("P-256")), key(EVP_EC_gen("P-256"));

@@ -1,4 +1,4 @@
-// A certificate authority and a server certificate for localhost, made anew for each run.
+// A certificate authority and a server certificate for localhost, new for each run.
 #pragma once
 
 #include <filesystem>
@@ -10,11 +10,11 @@ struct x509_st;
 namespace gravlin::testing {
 
 enum class Identity {
-  kGood,           // localhost and 127.0.0.1, issued by the authority that is handed out
-  kExpired,        // ran out yesterday
+  kGood,           // localhost and 127.0.0.1, issued by the given authority
+  kExpired,        // expired yesterday
   kWrongHost,      // issued for another host
   kSelfSigned,     // issued by itself
-  kUnknownIssuer,  // issued by an authority other than the one handed out
+  kUnknownIssuer,  // issued by another authority
 };
 
 class Certificates {

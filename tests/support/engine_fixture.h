@@ -105,7 +105,7 @@ class RunFixture : public ::testing::Test {
     ASSERT_TRUE(clock.RunUntil([&] { return LiveThreads() == 0; }));
     ASSERT_TRUE(Status().ends_with("begin downloading.")) << Status();
   }
-  // Posts files of so many parts of 2,000 bytes, serves and imports them.
+  // Posts files with that many parts of 2,000 bytes, serves and imports them.
   void Post(std::initializer_list<const char*> names, int parts = 3,
             const NewsServer::Options& options = {}) {
     for (const char* name : names) posted.Add(name, 2000 * parts, 2000);
@@ -152,7 +152,7 @@ class RunFixture : public ::testing::Test {
           << file.body_name;
     }
   }
-  // A run that brings what is missing.
+  // Runs until what is missing is there.
   void DownloadAll() {
     Start();
     ASSERT_TRUE(RunToEnd());
@@ -213,7 +213,7 @@ class EngineTest : public RunFixture {
   }
   std::string Status() override { return view.status; }
 
-  // Before the same files are fetched again.
+  // Lets the same files be fetched again.
   void EmptyDownloads() {
     std::filesystem::remove_all(Downloads());
     engine->CheckFolders();

@@ -1,4 +1,4 @@
-// Until the end of the scope this process gets no more of something than a limit.
+// Limits a resource of this process until the end of the scope.
 #pragma once
 
 #include <sys/resource.h>
@@ -28,7 +28,7 @@ class ResourceLimit {
   void (*handler_)(int);
 };
 
-// A disk that takes no more: no file grows beyond a size.
+// A full disk: no file grows beyond a size.
 struct FullDisk : ResourceLimit {
   explicit FullDisk(rlim_t bytes) : ResourceLimit(RLIMIT_FSIZE, bytes) {}
 };

@@ -7,7 +7,7 @@
 
 namespace gravlin::testing {
 
-// Lines end at CR, LF or CR LF; what follows the last end is a line if it is not empty.
+// Lines end at CR, LF or CR LF; text after the last end is a line if it is not empty.
 inline std::vector<std::string> LinesOf(std::string_view text) {
   std::vector<std::string> lines;
   while (!text.empty()) {

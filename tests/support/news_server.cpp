@@ -1,4 +1,4 @@
-// The server's side of the exchange, and the faults that it shows on demand.
+// The server's side of the exchange, and the faults that tests request.
 #include "support/news_server.h"
 
 #include <arpa/inet.h>
@@ -101,7 +101,7 @@ class NewsServer::Connection {
     return SSL_accept(tls_.get()) == 1;
   }
 
-  // The next line without its end; nothing when the client has gone.
+  // The next line without its end; nothing if the client has gone.
   std::optional<std::string> ReadLine() {
     for (;;) {
       if (const auto end = received_.find('\n'); end != std::string::npos) {
@@ -131,7 +131,7 @@ class NewsServer::Connection {
   // Callable from any thread: reads and writes fail from now on.
   void Shut() { shutdown(descriptor_, SHUT_RDWR); }
 
-  Time free_from;  // when the line has carried all that was sent, at the rate asked for
+  Time free_from;  // when all that was sent has left, at the requested rate
   std::string user;
   bool logged_on = false;
 
@@ -157,7 +157,7 @@ NewsServer::~NewsServer() {
     stopping_ = true;
   }
   shutdown(listener_, SHUT_RDWR);
-  accepting_.join();  // from here on no connection is added
+  accepting_.join();  // from now on no connection is added
   std::unique_lock lock(mutex_);
   for (Connection& connection : open_) connection.Shut();
   changed_.notify_all();
@@ -182,7 +182,7 @@ void NewsServer::Listen() {
 }
 
 void NewsServer::AcceptAll() {
-  sigset_t broken_pipe;  // a client that has gone shows as a failed write, on the next threads too
+  sigset_t broken_pipe;  // a lost client shows as a failed write, on later threads too
   sigemptyset(&broken_pipe);
   sigaddset(&broken_pipe, SIGPIPE);
   pthread_sigmask(SIG_BLOCK, &broken_pipe, nullptr);
@@ -227,7 +227,7 @@ bool NewsServer::Converse(Connection& connection) {
     const auto found = wires_.find(IdIn(*request));
     if (rules_.empty() && found != wires_.end()) ready = &found->second;
   }
-  if (ready) return SendPaced(connection, *ready);  // nothing is copied on the fast road
+  if (ready) return SendPaced(connection, *ready);  // sent without a copy
   return Send(connection, Changed(*request, Respond(connection, *request)));
 }
 

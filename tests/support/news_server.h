@@ -1,7 +1,7 @@
 // A news server on the loopback interface, over real TCP or TLS, that can also misbehave.
 //
-// It runs on threads of its own, so that the test's main thread stays with the event loop.  A fault
-// is a rule: a prefix of the request and a change to the server's own answer.  Answers that are cut
+// It runs on threads of its own, so that the test's main thread can run the event loop.  A fault is
+// a rule: a prefix of the request and a change to the server's own answer.  Answers that are cut
 // into pieces wait at each border until the test calls Release, so that no test depends on time.
 #pragma once
 
@@ -27,18 +27,18 @@ namespace gravlin::testing {
 struct Reply {
   enum class Then { kGoOn, kClose, kStall };
   std::string bytes;
-  std::vector<std::size_t> borders;  // rising positions in `bytes` where the sending pauses
-  bool held = false;        // a pause lasts until Release; otherwise each piece is sent by itself
-  Then then = Then::kGoOn;  // kStall: says nothing more on this connection, and keeps it open
+  std::vector<std::size_t> borders;  // rising positions in `bytes` where sending pauses
+  bool held = false;        // a pause lasts until Release; otherwise pieces are just separate
+  Then then = Then::kGoOn;  // kStall: sends nothing more on this connection, and keeps it open
 };
 using Change = std::function<Reply(Reply)>;
 
-// Changes for NewsServer::On.
-Change Answer(std::string line);          // another answer, CR LF added
+// Changes to an answer, for NewsServer::On.
+Change Answer(std::string line);          // another answer, CR LF is appended
 Change Silence();                         // no answer; later requests are answered again
-Change CutAfter(std::size_t count);       // closes the connection after so many bytes
-Change StallAfter(std::size_t count);     // nothing more after so many bytes
-Change SplitEvery(std::size_t count);     // small sendings, not held
+Change CutAfter(std::size_t count);       // closes the connection after that many bytes
+Change StallAfter(std::size_t count);     // nothing more after that many bytes
+Change SplitEvery(std::size_t count);     // small pieces, not held
 Change FlipByteAt(std::size_t position);  // damages one byte
 
 // An article's text (headers, blank line, body) as the reply to ARTICLE: status line, stuffed dots,
@@ -53,14 +53,14 @@ class NewsServer {
   struct Options {
     bool tls = false;
     Identity identity = Identity::kGood;
-    std::string user, password;         // without a user no log-on is asked
+    std::string user, password;         // without a user no log-on is required
     int delay_milliseconds = 0;         // before each answer
-    double bytes_per_second = 0;        // 0: as fast as it goes
+    double bytes_per_second = 0;        // 0: without limit
     std::filesystem::path request_log;  // one request a line
   };
   using Source = std::function<std::optional<std::string>(std::string_view id)>;
 
-  NewsServer() : NewsServer(Options()) {}  // plain, open to all
+  NewsServer() : NewsServer(Options()) {}  // no TLS, no log-on
   explicit NewsServer(Options options);
   ~NewsServer();
   NewsServer(const NewsServer&) = delete;
@@ -72,21 +72,21 @@ class NewsServer {
 
   // Keeps an article, ready to be sent as it is.
   void Add(std::string_view id, std::string_view text);
-  // Asked for the text of articles that were not added.  Called on the server's threads.
+  // Called for the text of articles that were not added, on the server's threads.
   void SetSource(Source source);
 
   // From now on the answer to requests that begin with `prefix` (case ignored) goes through
-  // `change`, on the server's threads; `times` limits how often.  Of several rules that fit, the
-  // one set last acts.
+  // `change`, on the server's threads; `times` limits how often.  Of several matching rules the
+  // newest applies.
   void On(std::string_view prefix, Change change, int times = -1);
   void ClearRules();
 
-  // Lets each piece that is held now go on.
+  // Lets each piece that is held now be sent.
   void Release();
   // Connections that wait at a border or are stalled.
   int Held() const { return Locked(held_); }
 
-  // What clients have sent so far, without line ends, and how often one article was asked for.
+  // What clients have sent so far, without line ends, and how often one article was requested.
   std::vector<std::string> Requests() const { return Locked(requests_); }
   int ArticleCount(const std::string& id) const;
   // Since the start: connections taken, and those of them that have ended.
@@ -115,10 +115,10 @@ class NewsServer {
   Reply Respond(Connection& connection, const std::string& request);
   Reply RespondToArticle(const std::string& id);
   Reply LogOn(Connection& connection, const std::string& request);
-  // The answer as the rules change it.
+  // The answer after the rules.
   Reply Changed(std::string_view request, Reply reply);
   void Note(const std::string& request);
-  // What is sent, or waited for, gives false when the connection is over.
+  // Send and wait; false if the connection is over.
   bool Send(Connection& connection, const Reply& reply);
   bool SendPaced(Connection& connection, std::string_view bytes);
   bool AwaitRelease();
@@ -129,10 +129,10 @@ class NewsServer {
   std::optional<Certificates> certificates_;
   int listener_ = -1, port_ = 0;
 
-  mutable std::mutex mutex_;  // of all that follows
+  mutable std::mutex mutex_;  // of all members below
   std::condition_variable changed_;
   bool stopping_ = false;
-  std::list<Connection> open_;  // each with a thread that is detached, so that none piles up
+  std::list<Connection> open_;  // each with a detached thread, so that none accumulates
   std::vector<Rule> rules_;
   std::unordered_map<std::string, std::string> wires_;  // ready replies by message id
   Source source_;

@@ -1,5 +1,5 @@
 // gravlin-newsd: the loopback news server with a posted set, for the demonstration, benchmarks and
-// work by hand.
+// manual work.
 #include <signal.h>
 
 #include <cstdio>
@@ -22,9 +22,9 @@ Posts a set of files on a news server on 127.0.0.1 until it is ended (SIGTERM, o
 The folder receives set.nzb, SHA256SUMS, parts.tsv (id, file, part, name in the body) and, with --tls, ca.pem.
   --files N --parts N --bytes N   N yEnc files of N parts of N bytes instead of the demonstration's set
   --post FOLDER                   the files of a folder instead, in parts of --bytes
-  --damage FILE:PART              that article arrives with a wrong byte (may be given again)
+  --damage FILE:PART              that article arrives with a wrong byte (may be repeated)
   --tls                           TLS, with a certificate made for this run
-  --user NAME --pass WORD         asks for a log-on
+  --user NAME --pass WORD         requires a log-on
   --port-file FILE                receives the port once the server listens
   --delay MS                      waits before each answer
   --rate BYTES                    sends that many bytes a second on each connection
@@ -66,8 +66,8 @@ Arguments Parse(int argc, char** argv) {
   return arguments;
 }
 
-// The set of the demonstration: large and small yEnc files, UU in parts, Base64, and a name that
-// only the body tells.
+// The set of the demonstration: large and small yEnc files, UU in parts, Base64, and a file whose
+// name is only in the body.
 PostedSet DemoSet() {
   PostedSet set(2024);
   set.Add("holiday.mkv", 40 * 700'000 - 12'345, 700'000);
@@ -110,7 +110,7 @@ std::string IdOf(const PostedSet& set, const std::string& file_and_part) {
   throw std::runtime_error("no such file and part: " + file_and_part);
 }
 
-// Until one of the signals comes.
+// Serves until one of the signals arrives.
 void Serve(const Arguments& arguments, const sigset_t& ends) {
   const std::filesystem::path folder = arguments.Text("set");
   std::filesystem::create_directories(folder);
@@ -147,7 +147,7 @@ void Serve(const Arguments& arguments, const sigset_t& ends) {
   std::printf("posted %zu files, %lld bytes; listening on 127.0.0.1:%d%s\n", set.Files().size(),
               static_cast<long long>(set.Bytes()), server.Port(), options.tls ? " (TLS)" : "");
   std::fflush(stdout);
-  if (arguments.Has("port-file")) {  // complete as soon as it is there
+  if (arguments.Has("port-file")) {  // complete as soon as it exists
     const std::filesystem::path file = arguments.Text("port-file");
     std::ofstream(file.string() + ".new") << server.Port() << "\n";
     std::filesystem::rename(file.string() + ".new", file);
@@ -160,7 +160,7 @@ void Serve(const Arguments& arguments, const sigset_t& ends) {
 }  // namespace gravlin::testing
 
 int main(int argc, char** argv) {
-  sigset_t ends;  // for the server's threads too, so that Serve can wait for them
+  sigset_t ends;  // also for the server's threads, so that Serve can wait for them
   sigemptyset(&ends);
   sigaddset(&ends, SIGTERM);
   sigaddset(&ends, SIGINT);

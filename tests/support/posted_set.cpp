@@ -1,4 +1,4 @@
-// Files as articles: yEnc, UU and Base64 encoders of the tests' own, and the NZB.
+// Files as articles: yEnc, UU and Base64 encoders for the tests only, and the NZB.
 #include "support/posted_set.h"
 
 #include <openssl/evp.h>
@@ -48,7 +48,7 @@ std::string Subject(const PostedFile& file, std::size_t part) {
          Number(file.ids.size()) + ")";
 }
 
-// The encoders, in lines with CR LF.
+// The encoders; lines end in CR LF.
 std::string YencLines(std::string_view bytes) {
   std::string out(bytes.size() * 2 + bytes.size() / 64 + 4, '\0');
   char* to = out.data();
@@ -244,7 +244,7 @@ void PostedSet::WriteNzb(const std::filesystem::path& file) const {
     for (std::size_t part = 0; part < posted.ids.size(); ++part) {
       const std::int64_t begin = static_cast<std::int64_t>(part) * posted.part_size;
       const std::int64_t bytes = std::min(posted.part_size, posted.size - begin);
-      // Posters count the encoded bytes; this is near enough, as it is in the wild.
+      // Posters count the encoded bytes; like theirs, this is an approximation.
       const std::int64_t encoded =
           posted.coding == Coding::kYenc ? bytes * 104 / 100 : bytes * 7 / 5;
       text += "   <segment bytes=\"" + Number(encoded + 600) + "\" number=\"" + Number(part + 1) +

@@ -1,8 +1,8 @@
 // Files of pseudo-random bytes as a poster would post them: articles, the NZB that lists them, and
 // their sums.
 //
-// Nothing is kept but seeds: the bytes of a part are made when its article is asked for, so that a
-// set may be larger than the memory.
+// Only seeds are kept: the bytes of a part are made when its article is requested, so that a set
+// may be larger than the memory.
 #pragma once
 
 #include <cstdint>
@@ -21,10 +21,10 @@ enum class Coding { kYenc, kUu, kBase64 };
 
 struct PostedFile {
   std::string name;       // in its subject
-  std::string body_name;  // in its articles; the name under which the file ends up
+  std::string body_name;  // in its articles; the final name of the file
   Coding coding = Coding::kYenc;
   std::int64_t size = 0;
-  std::int64_t part_size = 0;  // of the original, in one article
+  std::int64_t part_size = 0;  // bytes of the original in one article
   std::function<std::string(std::int64_t offset, std::int64_t count)> read;
   std::vector<std::string> ids;  // message id of each part
 
@@ -40,18 +40,17 @@ class PostedSet {
   // line begins with a dot, and dots that were doubled on the wire stay doubled in UU posts.
   void Add(std::string_view name, std::int64_t size, std::int64_t part_size,
            Coding coding = Coding::kYenc, std::string_view body_name = {});
-  // Adds a file of the disk as yEnc.
+  // Adds a file from the disk as yEnc.
   void AddFile(const std::filesystem::path& file, std::int64_t part_size);
 
   const std::deque<PostedFile>& Files() const { return files_; }
   std::int64_t Bytes() const;
 
   // An article as it was posted: headers, blank line, body, without stuffed dots.  Callable from
-  // any thread as long as nothing is added.
+  // any thread while nothing is added.
   std::optional<std::string> Article(std::string_view id) const;
   void WriteNzb(const std::filesystem::path& file) const;
-  // One line for each file, as sha256sum writes and checks them, with the names that the files end
-  // up under.
+  // One line for each file, as sha256sum writes and checks them, with the final names of the files.
   std::string Sums() const;
 
  private:

@@ -1,9 +1,9 @@
-// gravlin-power-cut: does to a folder what a power cut would have done at the end of a process.
+// gravlin-power-cut: changes a folder as a power cut at the end of a process would have done.
 //
-// It takes back, by the journal of a process that is no more (power_cut_preload.cpp writes it),
-// what no flush had reached.  Names come back in reverse order up to some moment behind the last
-// flush of a folder; a file that was not flushed is cut off, ends in zero bytes, has a hole, or is
-// whole. The seed chooses.  It prints the number of names and files that suffered.
+// It undoes what no flush had reached, by the journal of a process that has ended
+// (power_cut_preload.cpp writes it).  Names are undone in reverse order back to some moment after
+// the last flush of a folder; a file that was not flushed is cut off, ends in zero bytes, has a
+// hole, or is whole.  The seed chooses.  It prints the number of names and files that it damaged.
 #include <sys/stat.h>
 
 #include <cstdint>
@@ -39,8 +39,8 @@ std::vector<Noted> ReadJournal(const fs::path& file) {
   return all;
 }
 
-// Names of changes that are not flushed; those in front of a flushed one are, since a file system
-// that keeps a journal keeps the order.
+// Names of changes that are not flushed.  Changes before a flushed one are flushed too, because a
+// file system with a journal keeps the order.
 int TakeBackNames(const std::vector<Noted>& journal, std::mt19937_64& random) {
   std::vector<Noted> names;
   std::size_t safe = 0;

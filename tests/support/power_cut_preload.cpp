@@ -1,9 +1,9 @@
 // A disk that can lose its power, preloaded into gravlin-drive.
 //
-// Each change to a file or a name below GRAVLIN_POWER_CUT_ROOT goes through to the real file system
-// and is noted in a journal in GRAVLIN_POWER_CUT_JOURNAL, as is each flush.  What is deleted is
-// kept there under another name.  When the process has been killed, gravlin-power-cut takes back
-// what no flush had reached.
+// Each change to a file or a name below GRAVLIN_POWER_CUT_ROOT reaches the real file system and is
+// noted in a journal in GRAVLIN_POWER_CUT_JOURNAL, as is each flush.  Deleted files are kept there
+// under another name.  After the process was killed, gravlin-power-cut undoes what no flush had
+// reached.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <stdarg.h>
@@ -39,7 +39,7 @@ class Journal {
     const std::string text = line + "\n";
     syscall(SYS_write, descriptor_, text.data(), text.size());
   }
-  // Before bytes of the file change.
+  // Called before bytes of the file change.
   void Changes(int file) {
     struct stat about {};
     std::string path;
@@ -48,7 +48,7 @@ class Journal {
     dirty_[about.st_ino] = true;
     Note("changed\t" + std::to_string(about.st_ino) + "\t" + std::to_string(about.st_size));
   }
-  // After the file or the folder was flushed.
+  // Called after the file or the folder was flushed.
   void Flushed(int file) {
     struct stat about {};
     std::string path;
@@ -60,12 +60,12 @@ class Journal {
     }
     if (!Regular(file, about, path)) return;
     dirty_[about.st_ino] = false;
-    // A store is written in place, so its flushed state must be kept; other files only grow.
+    // A store is written in place, so its flushed state is kept; other files only grow.
     const bool store = path.find(".rsd") != std::string::npos;
     if (store) Keep(path, std::to_string(about.st_ino));
     Note("flushed\t" + std::to_string(about.st_ino));
   }
-  // Keeps a second name of what is about to be deleted; "" if there is nothing.
+  // Links what is about to be deleted to a second name; "" if there is nothing.
   std::string Rescue(const char* path) {
     const std::string kept =
         folder_ + "/deleted-" + std::to_string(getpid()) + "-" + std::to_string(++rescued_);
@@ -150,7 +150,7 @@ int open(const char* path, int flags, ...) {
   if (file >= 0 && watched) journal.Changes(file);
   return file;
 }
-// Where file offsets always have 64 bits, both names mean the same.
+// If file offsets always have 64 bits, both names mean the same.
 int open64(const char* path, int flags, ...) __attribute__((alias("open")));
 ssize_t write(int file, const void* bytes, size_t size) {
   Journal::Get().Changes(file);

@@ -48,7 +48,7 @@ std::string FileFields(std::string_view name, std::uint64_t unpacked_size, std::
          Fixed32(crc) + Vint(kStored) + Vint(kUnix) + Vint(name.size()) + std::string(name);
 }
 
-// The set under way: fills a volume, ends it, begins the next.
+// The set being written: fills a volume, ends it, begins the next.
 class Writer {
  public:
   Writer(std::filesystem::path folder, std::string base, const RarOptions& options)
@@ -69,8 +69,8 @@ class Writer {
       rest.remove_prefix(piece.size());
       if (piece.empty() && !rest.empty()) throw std::runtime_error("volume size too small");
       flags = rest.empty() ? flags & ~kIntoNext : flags | kIntoNext;
-      // A piece that goes on in the next volume has the CRC of the piece, the last one that of the
-      // whole file.
+      // A piece that continues in the next volume has the CRC of the piece, the last one that of
+      // the whole file.
       const std::uint32_t crc = Crc32(rest.empty() ? member.bytes : piece);
       volume_ += Header(kFile, flags, piece.size(),
                         FileFields(member.name, member.bytes.size(), member.modified, crc));
@@ -122,7 +122,7 @@ class Writer {
   std::string base_;
   const RarOptions& options_;
   std::vector<std::string> names_;
-  std::string volume_;  // bytes of the volume under way
+  std::string volume_;  // bytes of the volume being written
 };
 
 }  // namespace

@@ -14,7 +14,7 @@ namespace gravlin {
 struct RarMember {
   std::string name;  // path inside the archive, "/" between folders, UTF-8
   std::string bytes;
-  // Stored as its modification time, in seconds since 1970.  Of the past, as that of a posted file.
+  // Its modification time in the archive, in seconds since 1970.  Old, as that of a posted file.
   std::uint32_t modified = 1'600'000'000;
 };
 
@@ -23,9 +23,9 @@ struct RarOptions {
   std::string comment;          // UTF-8
 };
 
-// Writes `base`.rar, or `base`.part1.rar, `base`.part2.rar and so on, into `folder`, over what is
-// there.  The names of the files, in order.  Throws std::runtime_error if one cannot be written or
-// a volume would hold no byte.
+// Writes `base`.rar, or `base`.part1.rar, `base`.part2.rar and so on, into `folder`, over existing
+// files.  Returns the names of the files, in order.  Throws std::runtime_error if one cannot be
+// written or a volume would hold no byte.
 std::vector<std::string> WriteRar(const std::filesystem::path& folder, const std::string& base,
                                   const std::vector<RarMember>& members,
                                   const RarOptions& options = {});

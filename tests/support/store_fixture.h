@@ -1,5 +1,5 @@
-// What most tests stand on: a fresh store in a folder of its own, and a set clock.  Windows that a
-// test leaves open are closed.
+// The base of most tests: a new store in a folder of its own, and a set clock.  Windows that a test
+// leaves open are closed.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -48,7 +48,7 @@ class StoreTest : public ::testing::Test {
     const auto rows = store.SQLSelect("Select " + column + " as v from " + table);
     return rows ? rows->Field("v").StringValue() : store.ErrorMessage();
   }
-  // Writes to the store itself, once the program's own writes have ended.
+  // Writes to the store directly, after the program's own writes have ended.
   void Store(const std::string& sql) {
     Save();
     store.SQLExecute(sql);

@@ -1,4 +1,4 @@
-// A folder that is gone, with all that lies in it, when the test ends.
+// A folder that is deleted, with everything in it, when the test ends.
 #pragma once
 
 #include <cstdlib>
@@ -32,7 +32,7 @@ class TempFolder {
   FolderItem Item(const std::string& name) const {
     return FolderItem::FromPath((path_ / name).string());
   }
-  // Writes a file of these bytes and hands it back.
+  // Writes a file of these bytes and returns it.
   FolderItem Write(const std::string& name, const std::string& bytes) const {
     std::ofstream(path_ / name, std::ios::binary) << bytes;
     return Item(name);

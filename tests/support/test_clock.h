@@ -11,7 +11,7 @@
 
 namespace gravlin::testing {
 
-// In force from its making to its end.
+// In force until it is destroyed.
 class TestClock : public Clock {
  public:
   TestClock() { SetClock(this); }
@@ -23,7 +23,7 @@ class TestClock : public Clock {
   std::int64_t Milliseconds() override { return now_; }
   bool RunsByItself() const override { return false; }
 
-  // Moves on, stopping at every call that comes due on the way, and lets events happen after each.
+  // Advances, with a stop at every call that is due on the way, and runs events after each.
   void Advance(std::int64_t milliseconds) {
     const std::int64_t target = now_ + milliseconds;
     Settle();
@@ -35,16 +35,16 @@ class TestClock : public Clock {
     now_ = target;
     Settle();
   }
-  // Moves on in small steps until `done`, at most `limit` milliseconds.  False if it never was.
+  // Advances in small steps until `done`, at most `limit` milliseconds.  False if it never was.
   bool RunUntil(const std::function<bool()>& done, std::int64_t limit = 600'000) {
     for (const std::int64_t end = now_ + limit; !done(); Advance(kStep)) {
       if (now_ >= end) return false;
-      // What happens on a helper thread or a socket takes real time, if only a little.
+      // Work of a helper thread or a socket takes a little real time.
       PumpEvents(1);
     }
     return true;
   }
-  // Lets real events happen, without moving time, until `done`.
+  // Runs real events, without moving time, until `done`.
   static bool PumpUntil(const std::function<bool()>& done) {
     for (int turns = 0; turns < 10'000 && !done(); ++turns) PumpEvents(2);
     return done();
@@ -54,7 +54,7 @@ class TestClock : public Clock {
 
  private:
   static constexpr std::int64_t kStep = 10;
-  // Lets what is ready go on.  Each pass resumes at most one cooperative thread.
+  // Runs what is ready.  Each pass resumes at most one cooperative thread.
   static void Settle() {
     for (int passes = 2 * LiveThreads() + 4; passes > 0; --passes) PumpEvents(0);
   }

@@ -21,10 +21,9 @@ class TestDesktop : public Desktop {
   std::vector<std::string> urls;
   std::vector<FolderItem> launched;
   int beeps = 0;
-  std::deque<int> answers;          // to the next boxes; OK when there are no more
-  std::function<void()> meanwhile;  // what happens while the next box is open
-  std::deque<FolderItem>
-      chosen;  // in the next open dialogs; nil (cancelled) when there are no more
+  std::deque<int> answers;          // to the next boxes; OK after them
+  std::function<void()> meanwhile;  // runs while the next box is open
+  std::deque<FolderItem> chosen;    // in the next open dialogs; nil (cancelled) after them
 
   void Clear() { *this = TestDesktop(); }
 
@@ -50,7 +49,7 @@ class TestDesktop : public Desktop {
   }
 };
 
-// The one that is in force in the whole test program; empty at the start of each test.
+// The one in force in the whole test program; empty at the start of each test.
 inline TestDesktop& Asked() {
   static TestDesktop desktop;
   return desktop;

@@ -1,5 +1,5 @@
-// What the tests of the repair and the extraction window stand on, beside what every window does:
-// tools that are the real ones or a fake that does what its input file says.
+// The base of the tests of the repair and the extraction window, in addition to that of every
+// window: tools that are real, or a fake that does what its input file says.
 #pragma once
 
 #include <signal.h>
@@ -37,7 +37,7 @@ class ToolTest : public StoreTest {
     ASSERT_EQ(std::system(("cd '" + folder.Path().string() + "' && " + command).c_str()), 0)
         << command;
   }
-  // A run that a user starts by dropping the file.
+  // A run that begins as a user's drop of the file.
   template <class Tool>
   static Tool& Drop(const FolderItem& file) {
     Tool& tool = Window::New<Tool>();
@@ -50,8 +50,8 @@ class ToolTest : public StoreTest {
     siginfo_t child{};
     return waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == 0 && child.si_pid == 0;
   }
-  // Moves the clock until `done`.  While a tool runs, no faster than some times real time, so that
-  // a busy machine does not make it look silent.
+  // Advances the clock until `done`.  While a tool runs, only some times faster than real time, so
+  // that a busy machine does not make the tool look silent.
   bool RunTool(const std::function<bool()>& done, std::int64_t limit = 100'000) {
     for (std::int64_t spent = 0, step = 0; !done(); spent += step) {
       if (spent > limit) return false;
@@ -61,19 +61,19 @@ class ToolTest : public StoreTest {
     }
     return true;
   }
-  // Waits in real time, the clock standing still, for what another process is about to do.
+  // Waits in real time, with the clock stopped, for what another process is about to do.
   static bool WaitFor(const std::function<bool()>& done, int most_turns = 10'000) {
     for (int turns = 0; turns < most_turns && !done(); ++turns) PumpEvents(1);
     return done();
   }
-  // The process number that a fake tool has noted, once it is there.
+  // The process id that a fake tool has written, once it is there.
   pid_t Noted(const std::string& name) {
     WaitFor([&] { return !ReadFile(folder / name).empty(); });
     return std::atoi(ReadFile(folder / name).c_str());
   }
-  // A process that has ended and only waits to be reaped is gone, too.
+  // A process that has ended and only has to be reaped counts as gone.
   static bool Gone(pid_t pid) {
-    // A process that ends between opening and reading breaks the read off.
+    // If a process ends between opening and reading, the read fails.
     try {
       const std::string about = ReadFile("/proc/" + std::to_string(pid) + "/stat");
       return about.empty() || about.find(") Z ") != std::string::npos;

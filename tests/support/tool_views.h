@@ -1,4 +1,4 @@
-// The windows of both tools without a window: what they would show of a tool's output.
+// The windows of both tools as plain texts: what they would show of a tool's output.
 #pragma once
 
 #include <algorithm>
@@ -13,11 +13,11 @@
 
 namespace gravlin::testing {
 
-// A row that is not there throws std::out_of_range, which ends a test and a fuzzer.
+// A row that does not exist throws std::out_of_range, which ends a test and a fuzzer.
 struct ToolViews : ParView, RarView {
   using Texts = std::vector<std::string>;
 
-  std::string status, notes;  // a note for each change but those of the bar and the rows
+  std::string status, notes;  // a note for each change except those of the bar and the rows
   int percent = 0, selected = -1;
   double time_left = -1;
   std::vector<std::pair<std::string, std::string>> rows;
