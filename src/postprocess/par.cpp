@@ -3,9 +3,9 @@
 
 #include <cmath>
 
+#include "base/code.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
-#include "platform/thread.h"
 #include "postprocess/outcome_windows.h"
 #include "postprocess/rar.h"
 #include "postprocess/tool_commands.h"
@@ -14,13 +14,10 @@ namespace gravlin {
 namespace {
 
 ToolJob ParJob() {
-  return {.running = Code::ParJobRunning,
-          .lock = Code::csPar,
+  return {.right = {Code::ParJobRunning, Code::csPar},
           .app = Code::fParApp,
           .tool = "par2",
           .output = "unPar.txt",
-          .columns = "Par",
-          .help_page = "/usenet/nzb/gravlin/par-window?source=Gravlin",
           .waiting = "Waiting for previous Par window to finish...",
           .processing = ". PAR processing in progress...",
           .stalled = "Process incomplete.",
@@ -41,7 +38,9 @@ ToolLayout ParLayout() {
           .bar = {5, 196, 627, 12},
           .status = {6, 213, 549, 18},
           .select_caption = "Select PAR File",
-          .select_help_tag = "You can also drop a PAR file here."};
+          .select_help_tag = "You can also drop a PAR file here.",
+          .help_page = "/usenet/nzb/gravlin/par-window?source=Gravlin",
+          .name = "Par"};
 }
 
 }  // namespace
@@ -59,9 +58,6 @@ Par::Par()
   };
   stTime.SetAnchors({.left = false, .top = false, .right = true, .bottom = true});
   stTime.SetAlign(Align::kRight);
-  tPar.SetPeriod(1000);
-  tPar.Action = [this] { tPar_Action(); };
-  tPar.SetMode(2);
 }
 
 void Par::Event_Open() {
@@ -99,24 +95,19 @@ void Par::CallPar2Exe() {
 
 void Par::ShowFailed() { Window::Shared<ParFailed>().Show(); }
 
-void Par::tPar_Action() { Follow(); }
-
 void Par::ParsePar2() {
   LoadLines();  // may stop the run; the rest of this pass does no harm then
   if (Lines.empty()) {
     if (FileGrew) Crawl();
     return;
   }
-  while (LinesIndex + 1 < static_cast<std::int32_t>(Lines.size())) {
-    ++LinesIndex;
-    ReadPar2Line(Lines[static_cast<std::size_t>(LinesIndex)], ParseMode, *this);
-    Thread::Yield();
-  }
+  ParseNewLines([this](const std::string& line, bool) { ReadPar2Line(line, ParseMode, *this); });
   if (const auto ending = FindPar2Ending(Lines)) Finish(*ending);
 }
 
 void Par::Finish(const Par2Ending& ending) {
-  ToolWindow::ShowStatus(ending.text);
+  ShowStatus(ending.text);
+  Bar.SetValue(100);
   EndFollowing();
   if (ending.repaired) FlushFiles(fInput.Parent());
   // A set without an archive comes here with the folder of the downloads in fRAR, which exists: the
@@ -130,7 +121,7 @@ void Par::Finish(const Par2Ending& ending) {
   } else {
     Beep();
   }
-  Code::ParJobRunning = false;
+  GiveBackRight();
 }
 
 void Par::UpdateTime(double percent) {
@@ -148,11 +139,6 @@ void Par::List_CellTextPaint(int row, int, CellPaint& paint) const {
   const bool bad = InStr(status, "missing") > 0 || InStr(status, "damaged") > 0;
   paint.text_color = bad ? Color{255, 0, 0} : Color{0, 0, 0};
   paint.text_color_set = true;
-}
-
-void Par::ShowStatus(std::string_view text) {
-  ToolWindow::ShowStatus(text);
-  stStatus.Refresh();
 }
 
 void Par::AddRow(std::string_view name) {

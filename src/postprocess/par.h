@@ -13,7 +13,7 @@ class Par : public ToolWindow, private ParView {
   // A document that was opened on the program.
   void OpenDocumentEvent(const FolderItem& f);
 
-  void tPar_Action();
+  void tPar_Action() { Follow(); }
   void List_CellTextPaint(int row, int column, CellPaint& paint) const;
   // Reads what the tool has written since the last tick.
   void ParsePar2();
@@ -28,24 +28,23 @@ class Par : public ToolWindow, private ParView {
 
   Listbox List;
   StaticText stTime;
-  Timer tPar;
+  Timer& tPar = Follower();
 
  protected:
   void Event_Open() override;
-
-  Timer& Follower() override { return tPar; }
-  void SelectionChanged() override { fRAR = FolderItem(); }
-  void ClearLists() override;
   void ReadPlace(const RecordSet& settings) override;
   std::string MorePlace() const override;
+
+ private:
+  void SelectionChanged() override { fRAR = FolderItem(); }
+  void ClearLists() override;
   void PrepareParser() override;
   void CallTool() override { CallPar2Exe(); }
   void Parse() override { ParsePar2(); }
   void ShowFailed() override;
 
- private:
-  std::string Status() const override { return ToolWindow::Status(); }
-  void ShowStatus(std::string_view text) override;
+  std::string Status() const override { return ToolRun::Status(); }
+  void ShowStatus(std::string_view text) override { ToolRun::ShowStatus(text); }
   void ShowPercent(std::int32_t percent) override { Bar.SetValue(percent); }
   void AddRow(std::string_view name) override;
   int FindRow(std::string_view name) const override { return List.FindRow(name); }

@@ -3,9 +3,9 @@
 
 #include <algorithm>
 
+#include "base/code.h"
 #include "platform/desktop.h"
 #include "platform/text.h"
-#include "platform/thread.h"
 #include "postprocess/outcome_windows.h"
 #include "postprocess/tool_commands.h"
 
@@ -13,13 +13,10 @@ namespace gravlin {
 namespace {
 
 ToolJob RarJob() {
-  return {.running = Code::RarJobRunning,
-          .lock = Code::csRar,
+  return {.right = {Code::RarJobRunning, Code::csRar},
           .app = Code::fRarApp,
           .tool = "unrar",
           .output = "unRar.txt",
-          .columns = "Rar",
-          .help_page = "/usenet/nzb/gravlin/rar-window?source=Gravlin",
           .waiting = "Waiting for previous Rar window to finish...",
           .processing = ". RAR extraction in progress...",
           .stalled = "Archive damaged or incomplete.",
@@ -40,7 +37,9 @@ ToolLayout RarLayout() {
           .bar = {5, 196, 627, 12},
           .status = {5, 212, 628, 18},
           .select_caption = "Select RAR File",
-          .select_help_tag = "You can also drop a RAR file here."};
+          .select_help_tag = "You can also drop a RAR file here.",
+          .help_page = "/usenet/nzb/gravlin/rar-window?source=Gravlin",
+          .name = "Rar"};
 }
 
 // Gives a link another name, so that nothing is written through it.
@@ -72,9 +71,6 @@ Rar::Rar()
     list->SetHorizontalScrollBar(false);
     list->SetStretchLastColumn(true);
   }
-  tRar.SetPeriod(1000);
-  tRar.Action = [this] { tRar_Action(); };
-  tRar.SetMode(2);
 }
 
 void Rar::Event_Open() {
@@ -123,7 +119,7 @@ std::string Rar::MakeTarget(FolderItem target) const {
 void Rar::CallUnRarMac() {
   const FolderItem target = ExtractedFiles();
   if (const std::string reason = MakeTarget(target); !reason.empty()) {
-    NotStarted(reason, "Rar.CallUnRarMac");
+    NotStarted(reason, "CallUnRarMac");
     return;
   }
   Execute(UnrarCommand(Code::fRarApp, fInput, FixPath, target, fOutput));
@@ -131,19 +127,12 @@ void Rar::CallUnRarMac() {
 
 void Rar::ShowFailed() { Window::Shared<RarFailed>().Show(); }
 
-void Rar::tRar_Action() { Follow(); }
-
 void Rar::ParseRar() {
   LoadLines();  // may stop the run; the rest of this pass does no harm then
   if (FileGrew) Crawl();
   if (Lines.empty()) return;
-  while (LinesIndex + 1 < static_cast<std::int32_t>(Lines.size())) {
-    ++LinesIndex;
-    const bool last = LinesIndex + 1 == static_cast<std::int32_t>(Lines.size());
-    ReadUnrarLine(Lines[static_cast<std::size_t>(LinesIndex)], LastLineWhole || !last, *this,
-                  *this);
-    Thread::Yield();
-  }
+  ParseNewLines(
+      [this](const std::string& line, bool whole) { ReadUnrarLine(line, whole, *this, *this); });
   if (const auto ending = FindUnrarEnding(Lines)) Finish(*ending);
 }
 
@@ -163,7 +152,8 @@ void Rar::Finish(UnrarEnding ending) {
       ShowStatus("Something went wrong.");
       break;
   }
-  Code::RarJobRunning = false;
+  GiveBackRight();
+  Bar.SetValue(100);
   EndFollowing();
   // After a failure, too: the page explains what an archive may be.
   const auto settings = db->SQLSelect("Select Future2 From Settings");

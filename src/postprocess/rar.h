@@ -14,28 +14,27 @@ class Rar : public ToolWindow, public RarReading, private RarView {
   // A document that was opened on the program.
   void OpenDocumentEvent(const FolderItem& f);
 
-  void tRar_Action();
+  void tRar_Action() { Follow(); }
   // Reads what the tool has written since the last tick.
   void ParseRar();
   void CallUnRarMac();
 
   Listbox List;   // the volumes read
   Listbox List2;  // the files written
-  Timer tRar;
+  Timer& tRar = Follower();
 
  protected:
   void Event_Open() override;
 
-  Timer& Follower() override { return tRar; }
+ private:
   void ClearLists() override;
   void PrepareParser() override;
   void CallTool() override { CallUnRarMac(); }
   void Parse() override { ParseRar(); }
   void ShowFailed() override;
-  void Stalled() override { Bar.SetValue(100); }
+  void ShowStalled() override { Bar.SetValue(100); }
 
- private:
-  void ShowStatus(std::string_view text) override { ToolWindow::ShowStatus(text); }
+  void ShowStatus(std::string_view text) override { ToolRun::ShowStatus(text); }
   void AddVolume(std::string_view name) override;
   bool HasFile(std::string_view name) const override { return List2.FindRow(name) >= 0; }
   void AddFile(std::string_view name) override;
