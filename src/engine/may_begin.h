@@ -1,18 +1,23 @@
 // What may begin now.  Pure: no window, no clock, no store.  Most serious faults of this program
-// were two activities that met, so whoever begins something, or lets events run and goes on, asks
-// here.
+// were two activities that met, so whoever begins something, or continues after events have run,
+// asks here.
 //
-// Who writes what a Situation is made of:
+// Who writes what a Situation is made of; each flag is written in one file:
 //   step          EngineStep, for its scope
-//   running       LogOn sets it; Stop, Finish and the closing of the window clear it
-//   logged_on     LoggedOn sets it; LogOn, Reconnect, StopScanning and Stop clear it
-//   signing_off   StopScanning sets it; Stop clears it
-//   thread_flag   the last assembly sets it at its end; StartConcat, and the tick that takes it,
-//   clear it assembling,   the assembly, for these two steps; the tick that takes thread_flag
-//   clears what a decoding        failure has left standing joining       grvConcat, while it works
-//   assemblies    grvConcat, from its making to its end
-//   loading_list  LoadListAnew, for its scope
+//   running       SetRunning (session.cpp): on at LogOn; off at Stop, Finish and the program's end
+//   logged_on     session.cpp: on at LoggedOn; off when a connection or a sign-off begins
+//   signing_off   session.cpp: on at StopScanning; off at Stop
+//   thread_flag   decode/assembly.cpp: on when the last assembly ends; off when the tick takes it
+//                 or another assembly starts
+//   assembling, decoding
+//                 decode/assembly.cpp: on during these two steps; a failure leaves one of them on
+//                 until the tick takes thread_flag
+//   joining       decode/assembly.cpp: on while a grvConcat works
+//   assemblies    decode/assembly.cpp: the grvConcats that exist
+//   loading_list  import_side.cpp: on while LoadListAnew runs
 //   quitting      Application::Quit
+// Engine::State is written by EnterState (session.cpp).  The flag of a tool's job is written by
+// ToolRight (postprocess/tool_run.cpp), and a tool's phase by ToolRun.
 #pragma once
 
 namespace gravlin {
