@@ -1,7 +1,7 @@
 // The quick test of the wizard and the console, against a real news server.
 #include <gtest/gtest.h>
 
-#include "support/news_server.h"
+#include "loopback/news_server.h"
 #include "support/store_fixture.h"
 #include "ui/console.h"
 #include "ui/gravlin.h"
@@ -9,6 +9,7 @@
 namespace gravlin::testing {
 namespace {
 
+using loopback::Answer, loopback::NewsServer;
 constexpr int kReturn = 13;
 
 class ServerTest : public StoreTest {

@@ -6,10 +6,10 @@
 #include <map>
 #include <string>
 
+#include "loopback/news_server.h"
+#include "loopback/posted_set.h"
+#include "loopback/rar_writer.h"
 #include "paths.h"
-#include "support/news_server.h"
-#include "support/posted_set.h"
-#include "support/rar_writer.h"
 #include "support/temp_folder.h"
 #include "support/test_clock.h"
 
@@ -17,6 +17,9 @@ namespace gravlin::testing {
 namespace {
 
 namespace fs = std::filesystem;
+using loopback::Coding, loopback::FlipByteAt, loopback::NewsServer, loopback::PostedFile,
+    loopback::PostedSet, loopback::RandomBytes, loopback::Reply, loopback::StallAfter,
+    loopback::WriteRar;
 
 PostedSet SmallSet() {
   PostedSet set(7);

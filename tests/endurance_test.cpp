@@ -63,28 +63,25 @@ class NothingPilesUp {
   const double bytes_ = static_cast<double>(mallinfo2().uordblks);
 };
 
-class WindowRounds : public StoreTest {
- protected:
-  template <class... Windows>
-  void OpenAndClose(int rounds) {
-    for (int round = 0; round < rounds; ++round) {
-      (Open<Windows>(), ...);
-      Save();
-      clock.Advance(1);
-    }
-  }
-  template <class Kind>
-  void Open() {
-    Kind& window = Window::New<Kind>();
+template <class... Windows>
+void OpenAndClose() {
+  const auto one = [](auto& window) {
     window.Show();
     window.Close();
-  }
-};
+  };
+  (one(Window::New<Windows>()), ...);
+}
+
+using WindowRounds = StoreTest;
 
 TEST_F(WindowRounds, EachWindowOpensAndCloses) {
   const auto open = [this](int rounds) {
-    OpenAndClose<Par, Rar, ParFailed, RarFailed, RarNotes, AfterRAR, About, ServerConnectionError,
-                 Compacting, FileTypesWin, grvFiles, TestServer, GetMessage>(rounds);
+    for (int round = 0; round < rounds; ++round) {
+      OpenAndClose<Par, Rar, ParFailed, RarFailed, RarNotes, AfterRAR, About, ServerConnectionError,
+                   Compacting, FileTypesWin, grvFiles, TestServer, GetMessage>();
+      Save();
+      clock.Advance(1);
+    }
   };
   open(20);
   const int rounds = Rounds(20);
@@ -99,20 +96,16 @@ TEST_F(RunRounds, ConnectionsComeAndGoAndFilesAreImportedAgain) {
   const int rounds = Rounds(20);
   server->On(NewsServer::kGreeting, CutAfter(0));
   int connected = 0;
-  const auto reconnect = [&](int times) {
+  const auto connect = [&](int times) {
     for (int i = 0; i < times; ++i) {
-      engine->Reconnect();
-      ++connected;
+      connected++ ? engine->Reconnect() : Start();
       ASSERT_TRUE(TestClock::PumpUntil([&] { return server->Ended() >= connected; }));
     }
   };
-  Start();
-  ++connected;
-  ASSERT_TRUE(TestClock::PumpUntil([&] { return server->Ended() >= connected; }));
-  reconnect(50);
+  connect(50);
   {
     const NothingPilesUp nothing("connections", rounds);
-    reconnect(rounds);
+    connect(rounds);
   }
   engine->Stop();
   for (int i = 0; i < 5; ++i) Import();

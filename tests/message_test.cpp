@@ -2,8 +2,8 @@
 // connection error.
 #include <QTest>
 
+#include "loopback/news_server.h"
 #include "platform/native.h"
-#include "support/news_server.h"
 #include "support/store_fixture.h"
 #include "ui/gravlin.h"
 #include "ui/message_window.h"
@@ -11,6 +11,8 @@
 
 namespace gravlin::testing {
 namespace {
+
+using loopback::NewsServer, loopback::Reply, loopback::Silence;
 
 // A page as a web server sends it.
 std::string Page(const std::string& body, const std::string& status = "200 OK") {

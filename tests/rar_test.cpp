@@ -3,13 +3,15 @@
 
 #include <gtest/gtest.h>
 
+#include "loopback/posted_set.h"
+#include "loopback/rar_writer.h"
 #include "postprocess/outcome_windows.h"
-#include "support/posted_set.h"
-#include "support/rar_writer.h"
 #include "support/tool_fixture.h"
 
 namespace gravlin::testing {
 namespace {
+
+using loopback::RandomBytes, loopback::WriteRar;
 
 // One line of the list for each row, without the blank that ends a file's name.
 std::string Rows(const Listbox& list) {

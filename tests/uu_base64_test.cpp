@@ -7,8 +7,8 @@
 
 #include "decode/base64_stream.h"
 #include "decode/uu_coder_stream.h"
+#include "loopback/posted_set.h"
 #include "support/lines.h"
-#include "support/posted_set.h"
 #include "support/temp_folder.h"
 
 namespace gravlin {
@@ -56,7 +56,7 @@ TEST(UUCoderStreamTest, AnyBytesComeBack) {
     for (std::size_t i = 0; i < bytes.size(); ++i) {
       if (i / 500 % 7) bytes[i] = static_cast<char>(random());
     }
-    for (std::string line : testing::LinesOf(testing::UuLines(bytes))) {
+    for (std::string line : testing::LinesOf(loopback::UuLines(bytes))) {
       std::replace(line.begin(), line.end(), '`', zero);
       while (line.ends_with(' ')) line.pop_back();
       text += line + "\r\n";

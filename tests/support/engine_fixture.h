@@ -13,18 +13,23 @@
 #include "base/code.h"
 #include "engine/engine.h"
 #include "engine/run_view.h"
+#include "loopback/news_server.h"
+#include "loopback/posted_set.h"
 #include "nzb/catalogue.h"
 #include "platform/text.h"
 #include "store/database.h"
 #include "store/writers.h"
-#include "support/news_server.h"
-#include "support/posted_set.h"
 #include "support/temp_folder.h"
 #include "support/test_clock.h"
 #include "support/test_desktop.h"
 #include "ui/gravlin.h"
 
 namespace gravlin::testing {
+
+using loopback::Answer, loopback::ArticleReply, loopback::Change, loopback::Coding,
+    loopback::CutAfter, loopback::Identity, loopback::NewsServer, loopback::PostedFile,
+    loopback::PostedSet, loopback::Reply, loopback::Silence, loopback::SplitEvery,
+    loopback::StallAfter;
 
 // What a run shows, kept for a test to look at.
 struct ShownRun : RunView {

@@ -1,6 +1,6 @@
-// Writes RAR 5 archives for the tests and the demo: stored files, one volume or several, an archive
-// comment.  The layout is that of the published description of the format (RAR 5.0 archive format):
-// a signature, then blocks, each a CRC32, a size and fields of variable-length integers.
+// Writes RAR 5 archives: stored files, one volume or several, an archive comment.  The layout is
+// that of the published description of the format (RAR 5.0 archive format): a signature, then
+// blocks, each a CRC32, a size and fields of variable-length integers.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace gravlin {
+namespace gravlin::loopback {
 
 struct RarMember {
   std::string name;  // path inside the archive, "/" between folders, UTF-8
@@ -30,4 +30,4 @@ std::vector<std::string> WriteRar(const std::filesystem::path& folder, const std
                                   const std::vector<RarMember>& members,
                                   const RarOptions& options = {});
 
-}  // namespace gravlin
+}  // namespace gravlin::loopback

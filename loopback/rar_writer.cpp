@@ -1,17 +1,15 @@
 // RAR archives without compression, whole or in volumes.
-#include "support/rar_writer.h"
+#include "loopback/rar_writer.h"
 
 #include <cstdint>
 #include <fstream>
 #include <stdexcept>
 #include <string_view>
 
-#include "support/posted_set.h"
+#include "loopback/posted_set.h"
 
-namespace gravlin {
+namespace gravlin::loopback {
 namespace {
-
-using testing::Crc32;
 
 enum Block : std::uint64_t { kMain = 1, kFile = 2, kService = 3, kEnd = 5 };
 enum BlockFlag : std::uint64_t { kData = 2, kFromLast = 8, kIntoNext = 16 };
@@ -135,4 +133,4 @@ std::vector<std::string> WriteRar(const std::filesystem::path& folder, const std
   return writer.Finish();
 }
 
-}  // namespace gravlin
+}  // namespace gravlin::loopback

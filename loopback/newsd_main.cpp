@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "support/news_server.h"
-#include "support/posted_set.h"
+#include "loopback/news_server.h"
+#include "loopback/posted_set.h"
 
-namespace gravlin::testing {
+namespace gravlin::loopback {
 namespace {
 
 constexpr const char* kUsage =
@@ -131,8 +131,10 @@ void Serve(const Arguments& arguments, const sigset_t& ends) {
     }
   }
   for (const auto& item : arguments.damaged) {
-    server.On("ARTICLE <" + IdOf(set, item) + ">",
-              [](Reply reply) { return FlipByteAt(reply.bytes.size() / 2)(std::move(reply)); });
+    server.On("ARTICLE <" + IdOf(set, item) + ">", [](Reply reply) {
+      const Change damage = FlipByteAt(reply.bytes.size() / 2);
+      return damage(std::move(reply));
+    });
   }
 
   set.WriteNzb(folder / "set.nzb");
@@ -157,7 +159,7 @@ void Serve(const Arguments& arguments, const sigset_t& ends) {
 }
 
 }  // namespace
-}  // namespace gravlin::testing
+}  // namespace gravlin::loopback
 
 int main(int argc, char** argv) {
   sigset_t ends;  // also for the server's threads, so that Serve can wait for them
@@ -166,10 +168,10 @@ int main(int argc, char** argv) {
   sigaddset(&ends, SIGINT);
   pthread_sigmask(SIG_BLOCK, &ends, nullptr);
   try {
-    gravlin::testing::Serve(gravlin::testing::Parse(argc, argv), ends);
+    gravlin::loopback::Serve(gravlin::loopback::Parse(argc, argv), ends);
     return 0;
   } catch (const std::exception& failure) {
-    std::fprintf(stderr, "gravlin-newsd: %s\n%s", failure.what(), gravlin::testing::kUsage);
+    std::fprintf(stderr, "gravlin-newsd: %s\n%s", failure.what(), gravlin::loopback::kUsage);
     return 2;
   }
 }

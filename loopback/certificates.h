@@ -7,7 +7,7 @@
 struct ssl_ctx_st;
 struct x509_st;
 
-namespace gravlin::testing {
+namespace gravlin::loopback {
 
 enum class Identity {
   kGood,           // localhost and 127.0.0.1, issued by the given authority
@@ -31,4 +31,4 @@ class Certificates {
   std::shared_ptr<ssl_ctx_st> context_;
 };
 
-}  // namespace gravlin::testing
+}  // namespace gravlin::loopback

@@ -1,5 +1,5 @@
-// The server's side of the exchange, and the faults that tests request.
-#include "support/news_server.h"
+// The server's side of the exchange, and the faults that are asked of it.
+#include "loopback/news_server.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -14,7 +14,7 @@
 #include <memory>
 #include <stdexcept>
 
-namespace gravlin::testing {
+namespace gravlin::loopback {
 namespace {
 
 bool BeginsWith(std::string_view text, std::string_view prefix) {
@@ -379,4 +379,4 @@ int NewsServer::ArticleCount(const std::string& id) const {
   return static_cast<int>(std::ranges::count(requests_, "ARTICLE <" + id + ">"));
 }
 
-}  // namespace gravlin::testing
+}  // namespace gravlin::loopback

@@ -1,5 +1,5 @@
-// Files as articles: yEnc, UU and Base64 encoders for the tests only, and the NZB.
-#include "support/posted_set.h"
+// Files as articles: yEnc, UU and Base64 encoders of its own, and the NZB.
+#include "loopback/posted_set.h"
 
 #include <openssl/evp.h>
 
@@ -10,7 +10,7 @@
 #include <fstream>
 #include <memory>
 
-namespace gravlin::testing {
+namespace gravlin::loopback {
 namespace {
 
 constexpr std::string_view kGroup = "alt.binaries.test";
@@ -261,4 +261,4 @@ std::string PostedSet::Sums() const {
   return text;
 }
 
-}  // namespace gravlin::testing
+}  // namespace gravlin::loopback

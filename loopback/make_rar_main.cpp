@@ -5,11 +5,11 @@
 #include <fstream>
 #include <iterator>
 
-#include "support/rar_writer.h"
+#include "loopback/rar_writer.h"
 
 int main(int argc, char** argv) try {
-  gravlin::RarOptions options;
-  std::vector<gravlin::RarMember> members;
+  gravlin::loopback::RarOptions options;
+  std::vector<gravlin::loopback::RarMember> members;
   for (int i = 3; i < argc; ++i) {
     const std::string argument = argv[i];
     if ((argument == "-v" || argument == "-c") && i + 1 < argc) {
@@ -24,7 +24,7 @@ int main(int argc, char** argv) try {
                        std::string(std::istreambuf_iterator<char>(file), {})});
   }
   if (members.empty()) throw std::runtime_error("no files given");
-  for (const std::string& name : gravlin::WriteRar(argv[1], argv[2], members, options))
+  for (const std::string& name : gravlin::loopback::WriteRar(argv[1], argv[2], members, options))
     std::puts(name.c_str());
 } catch (const std::exception& failure) {
   std::fprintf(stderr, "gravlin-make-rar: %s\n", failure.what());

@@ -1,5 +1,5 @@
 // Certificates made for one run.
-#include "support/certificates.h"
+#include "loopback/certificates.h"
 
 #include <openssl/evp.h>
 #include <openssl/pem.h>
@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <stdexcept>
 
-namespace gravlin::testing {
+namespace gravlin::loopback {
 namespace {
 
 template <auto Free>
@@ -91,4 +91,4 @@ void Certificates::WriteAuthority(const std::filesystem::path& file) const {
   Must(out && PEM_write_X509(out.get(), authority_.get()) == 1, "PEM");
 }
 
-}  // namespace gravlin::testing
+}  // namespace gravlin::loopback

@@ -19,9 +19,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "support/certificates.h"
+#include "loopback/certificates.h"
 
-namespace gravlin::testing {
+namespace gravlin::loopback {
 
 // What the server sends for one request, as bytes on the wire.
 struct Reply {
@@ -142,4 +142,4 @@ class NewsServer {
   std::thread accepting_;
 };
 
-}  // namespace gravlin::testing
+}  // namespace gravlin::loopback

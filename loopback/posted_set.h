@@ -15,7 +15,7 @@
 #include <unordered_map>
 #include <vector>
 
-namespace gravlin::testing {
+namespace gravlin::loopback {
 
 enum class Coding { kYenc, kUu, kBase64 };
 
@@ -70,4 +70,4 @@ std::uint32_t Crc32(std::string_view bytes);
 // Lines of 45 bytes, a back-quote for zero.
 std::string UuLines(std::string_view bytes);
 
-}  // namespace gravlin::testing
+}  // namespace gravlin::loopback
