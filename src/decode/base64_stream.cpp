@@ -1,11 +1,13 @@
-// Decodes Base64 text, whatever is between its letters.
+// Decodes Base64 lines, whatever is between them.
 #include "decode/base64_stream.h"
 
+#include <algorithm>
 #include <array>
 
 namespace gravlin {
 namespace {
 
+constexpr std::size_t kLongestUnknown = 64 * 1024;
 constexpr signed char kNone = -1;
 constexpr signed char kPadding = -2;
 
@@ -23,18 +25,22 @@ constexpr std::array<signed char, 256> MakeValues() {
 
 constexpr std::array<signed char, 256> kValues = MakeValues();
 
+signed char ValueOf(char c) { return kValues[static_cast<unsigned char>(c)]; }
+bool IsData(char c) { return ValueOf(c) != kNone; }
+
 }  // namespace
 
 std::string Base64Stream::Decode(std::string_view text) {
   std::string decoded;
-  decoded.reserve(text.size() / 4 * 3 + 3);
+  decoded.reserve((line_.size() + text.size()) / 4 * 3 + 3);
   for (const char c : text) {
-    const signed char value = kValues[static_cast<unsigned char>(c)];
-    if (value >= 0) {
-      bits_ = bits_ << 6 | static_cast<unsigned>(value);
-      if (++characters_ == 4) EndGroup(decoded);
-    } else if (value == kPadding) {
-      EndGroup(decoded);
+    if (c == '\n' || c == '\r') {
+      EndLine(decoded);
+    } else if (kind_ == Line::kData) {
+      Take(c, decoded);
+    } else if (kind_ == Line::kUnknown) {
+      line_ += c;
+      if (line_.size() == kLongestUnknown) Judge(decoded);
     }
   }
   return decoded;
@@ -42,8 +48,33 @@ std::string Base64Stream::Decode(std::string_view text) {
 
 std::string Base64Stream::FinishDecoding() {
   std::string decoded;
+  EndLine(decoded);
   EndGroup(decoded);
   return decoded;
+}
+
+void Base64Stream::Judge(std::string& to) {
+  line_.resize(line_.find_last_not_of(" \t") + 1);
+  kind_ = std::all_of(line_.begin(), line_.end(), IsData) ? Line::kData : Line::kOther;
+  if (kind_ == Line::kData) {
+    for (const char c : line_) Take(c, to);
+  }
+  line_.clear();
+}
+
+void Base64Stream::EndLine(std::string& to) {
+  if (kind_ == Line::kUnknown) Judge(to);
+  kind_ = Line::kUnknown;
+}
+
+void Base64Stream::Take(char c, std::string& to) {
+  const signed char value = ValueOf(c);
+  if (value >= 0) {
+    bits_ = bits_ << 6 | static_cast<unsigned>(value);
+    if (++characters_ == 4) EndGroup(to);
+  } else if (value == kPadding) {
+    EndGroup(to);
+  }
 }
 
 // Two characters give one byte, three give two, four give three; one alone gives none.

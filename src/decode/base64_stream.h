@@ -6,18 +6,35 @@
 
 namespace gravlin {
 
-// Skips what is not a Base64 character, above all line ends.  Padding ends a group, and another
+// Decodes each line that holds the alphabet and padding alone, and skips every other line, since
+// the text may hold whole articles.  Header lines have a colon, folded ones begin with a blank or a
+// tab, and boundaries have hyphens.  Blanks at the end of a line, which gateways add, do not count.
+// A line that is one word without other characters cannot be told from data and is decoded.
+//
+// Groups may go on in a later line, whatever is skipped between.  Padding ends a group, and another
 // text may follow it.
+//
+// A line is judged at its end, or at 64 KiB, so that a file without line ends takes no more memory
+// than that.  What follows in a longer line that was data so far is data, less the characters that
+// are not of the alphabet.
 class Base64Stream {
  public:
-  // The bytes of all groups that are complete with this piece.
+  // The bytes of all groups that are complete with the lines judged so far.
   std::string Decode(std::string_view text);
-  // The bytes of the group that lacks its padding, if there is one.
+  // The bytes of the last line, if it has no end, and of the group that lacks its padding.
   std::string FinishDecoding();
 
  private:
+  enum class Line { kUnknown, kData, kOther };
+
+  void Judge(std::string& to);
+  void EndLine(std::string& to);
+  void Take(char c, std::string& to);
   void EndGroup(std::string& to);
-  unsigned bits_ = 0;  // of the characters of the open group
+
+  Line kind_ = Line::kUnknown;  // of the open line
+  std::string line_;            // as far as it has come, until it is judged
+  unsigned bits_ = 0;           // of the characters of the open group
   int characters_ = 0;
 };
 

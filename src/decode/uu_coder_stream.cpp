@@ -21,6 +21,14 @@ bool IsBegin(std::string_view line) {
   return SameText(line.substr(0, 6), "begin ") && Val(line.substr(6, 3)) > 0;
 }
 
+// The line as it was posted.  The wire doubles every leading dot, so that two dots stand for one;
+// only a line that is whole as it is (its count, 20 characters, a zero to fill the last group) came
+// without that.
+std::string_view WithoutWireDot(std::string_view line) {
+  const bool whole = line.size() == 1 + Demanded(Value('.')) && Value(line.back()) == 0;
+  return line.starts_with("..") && !whole ? line.substr(1) : line;
+}
+
 // Decodes `count` bytes; what the line lacks is blank.
 void AppendBytes(std::string_view codes, std::size_t count, std::string& to) {
   const auto value = [codes](std::size_t i) { return i < codes.size() ? Value(codes[i]) : 0u; };
@@ -62,7 +70,7 @@ void UUDecoder::ReadLine(std::string_view line, std::string& to) {
     full_count_ = 0;
     doubtful_.clear();
   } else if (in_block_) {
-    ReadData(line, to);
+    ReadData(WithoutWireDot(line), to);
   }
 }
 

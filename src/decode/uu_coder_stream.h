@@ -18,9 +18,10 @@ namespace gravlin {
 //
 // A data line is its count of bytes, as a character from blank (0) to `_`, back-quote being another
 // 0, and four characters for each three bytes.  Lines may lack blanks at their end, which mail
-// programs cut, or have a check character more.  The dot that an article has before a leading dot
-// (RFC 3977, section 3.1.1) is kept, so that a last line of fourteen bytes, the only one that can
-// begin with a dot, is decoded one character late.
+// programs cut, or have a check character more.
+//
+// A line of fourteen bytes begins with a dot, before which the wire puts another one (RFC 3977,
+// section 3.1.1) that the text still has.  The decoder skips it.
 class UUDecoder {
  public:
   // Adds what the line decodes to.
