@@ -77,21 +77,18 @@ int WithProgram(int argc, char** argv, const char* data, std::function<void(Grav
 }
 
 void TellScan(Gravlin& window) {
-  const double taken = Seconds([&] {
-    window.List.DeleteAllRows();
-    window.LoadFiles();
-  });
+  ImportOwner& owner = window;  // of an import that failed: the list is loaded again
+  const double taken = Seconds([&] { owner.ListKept(); });
   std::printf("%.6f\n", taken);
 }
 
 void TellRefresh(Gravlin& window, int rows) {
   constexpr int kColumns = 7;
-  const char* const texts[] = {"No", "500", "250", "0", "", "alt.binaries.test"};
-  for (int row = 0; row < rows; ++row) {
-    window.List.AddRow("a.posted.set.of.files.part" + Str(row) + ".rar");
-    for (int column = 1; column < kColumns; ++column)
-      window.List.SetCell(row, column, texts[column - 1]);
-  }
+  for (int row = 0; row < rows; ++row)
+    window.List.Add({.filename = "a.posted.set.of.files.part" + Str(row) + ".rar",
+                     .total_parts = 500,
+                     .parts_present = 250,
+                     .groups = "alt.binaries.test"});
   grvFiles& files = Window::Shared<grvFiles>();
   files.Show();
   PumpEvents(0);

@@ -35,8 +35,8 @@ std::string EncodedData(std::size_t bytes) {
 constexpr std::size_t kBytes = 256 * 1024;  // one block of a file
 
 void DecodeYenc(benchmark::State& state, YencDecoder::Kernel kernel) {
-  if (!YencDecoder::Available(kernel)) {
-    state.SkipWithError("this processor does not have it");
+  if (kernel == YencDecoder::Kernel::kVector && !YencDecoder::HasVectors()) {
+    state.SkipWithError("this processor has no vectors");
     return;
   }
   const std::string text = EncodedData(kBytes);
@@ -50,10 +50,7 @@ void DecodeYenc(benchmark::State& state, YencDecoder::Kernel kernel) {
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(kBytes));
 }
 BENCHMARK_CAPTURE(DecodeYenc, plain, YencDecoder::Kernel::kPlain);
-BENCHMARK_CAPTURE(DecodeYenc, ssse3, YencDecoder::Kernel::kSsse3);
-BENCHMARK_CAPTURE(DecodeYenc, avx2, YencDecoder::Kernel::kAvx2);
-BENCHMARK_CAPTURE(DecodeYenc, avx512, YencDecoder::Kernel::kAvx512);
-BENCHMARK_CAPTURE(DecodeYenc, neon, YencDecoder::Kernel::kNeon);
+BENCHMARK_CAPTURE(DecodeYenc, vector, YencDecoder::Kernel::kVector);
 
 void CopyTheSameBytes(benchmark::State& state) {
   const std::string text = EncodedData(kBytes);

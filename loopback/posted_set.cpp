@@ -2,6 +2,7 @@
 #include "loopback/posted_set.h"
 
 #include <openssl/evp.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <array>
@@ -148,18 +149,8 @@ std::string RandomBytes(std::uint64_t seed, std::int64_t offset, std::int64_t co
 }
 
 std::uint32_t Crc32(std::string_view bytes) {
-  static const auto table = [] {
-    std::array<std::uint32_t, 256> made{};
-    for (std::uint32_t i = 0; i < 256; ++i) {
-      std::uint32_t value = i;
-      for (int bit = 0; bit < 8; ++bit) value = (value >> 1) ^ (value & 1 ? 0xedb88320u : 0);
-      made[i] = value;
-    }
-    return made;
-  }();
-  std::uint32_t crc = 0xffffffff;
-  for (const char c : bytes) crc = (crc >> 8) ^ table[(crc ^ static_cast<unsigned char>(c)) & 0xff];
-  return ~crc;
+  return static_cast<std::uint32_t>(
+      crc32_z(0, reinterpret_cast<const Bytef*>(bytes.data()), bytes.size()));
 }
 
 std::string PostedFile::Sha256() const {

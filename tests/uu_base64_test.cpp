@@ -113,7 +113,7 @@ TEST(Base64StreamTest, ArticlesBecomeTheirFile) {
     const std::size_t length = width == 77 ? 1'000 : width == 78 ? 200'000 : width;
     std::string text = frame, bytes;
     for (const std::size_t size : {length * 2 + 1, length * 2 + 2, length * 3}) {
-      const std::string part = testing::RandomBytes(size, 0, static_cast<std::int64_t>(size));
+      const std::string part = loopback::RandomBytes(size, 0, static_cast<std::int64_t>(size));
       bytes += part;
       std::string code(size / 3 * 4 + 5, '\0');
       code.resize(static_cast<std::size_t>(EVP_EncodeBlock(

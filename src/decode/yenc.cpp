@@ -31,8 +31,6 @@ constexpr std::uint8_t Lower(std::uint8_t c) {
 
 }  // namespace
 
-YencDecoder::YencDecoder(Kernel kernel) : run_(RunOf(kernel)) {}
-
 bool YencDecoder::LineIsBegin() const {
   return line_length_ == kMarkLength &&
          std::equal(kBegin.begin(), kBegin.end(), line_.begin(),

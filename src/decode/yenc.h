@@ -21,16 +21,18 @@ class YencDecoder {
     kEscape = 1,       // behind a `=` in the data
     kControlLine = 2,  // in a line that begins with `=y`
   };
-  // How runs of data are decoded.  All give the same bytes.
-  enum class Kernel { kPlain, kSsse3, kAvx2, kAvx512, kNeon };
-  static bool Available(Kernel kernel);
-  // The fastest that this processor has.
-  static Kernel BestKernel();
+  // How runs of data are decoded: byte by byte, or a vector at a time with AVX2 or NEON.  Both give
+  // the same bytes.
+  enum class Kernel { kPlain, kVector };
+  // Whether this processor has the vectors.
+  static bool HasVectors() { return VectorRun() != nullptr; }
 
   // Bytes behind the decoded ones that Decode may overwrite.
   static constexpr std::size_t kSlack = 64;
 
-  explicit YencDecoder(Kernel kernel = BestKernel());
+  // kVector is kPlain on a processor without the vectors.
+  explicit YencDecoder(Kernel kernel = Kernel::kVector)
+      : run_(kernel == Kernel::kVector ? VectorRun() : nullptr) {}
 
   // Decodes the next piece into `out`, which takes piece.size() + kSlack bytes and does not overlap
   // the piece. Returns the number of decoded bytes.
@@ -53,7 +55,8 @@ class YencDecoder {
   // last byte that it took is a `=`.
   using Run = const std::uint8_t* (*)(const std::uint8_t* at, const std::uint8_t* end,
                                       std::uint8_t*& out, bool& escape);
-  static Run RunOf(Kernel kernel);
+  // nullptr if this processor has no vectors.
+  static Run VectorRun();
 
   Run run_;  // nullptr for the plain kernel
   State state_ = State::kOutside;

@@ -44,9 +44,9 @@ constexpr ShuffleTable kShuffles = MakeShuffles();
 #if defined(__x86_64__)
 
 // Writes the kept bytes of sixteen.
-__attribute__((target("ssse3,popcnt"))) inline std::uint8_t* StoreKept(__m128i bytes,
-                                                                       unsigned dropped,
-                                                                       std::uint8_t* out) {
+__attribute__((target("avx2,popcnt"))) inline std::uint8_t* StoreKept(__m128i bytes,
+                                                                      unsigned dropped,
+                                                                      std::uint8_t* out) {
   const unsigned low = dropped & 0xff;
   const unsigned high = dropped >> 8 & 0xff;
   __m128 shuffle =
@@ -57,32 +57,6 @@ __attribute__((target("ssse3,popcnt"))) inline std::uint8_t* StoreKept(__m128i b
   out += 8 - __builtin_popcount(low);
   _mm_storeh_pi(reinterpret_cast<__m64*>(out), _mm_castsi128_ps(kept));
   return out + 8 - __builtin_popcount(high);
-}
-
-__attribute__((target("ssse3,popcnt"))) const std::uint8_t* RunSsse3(const std::uint8_t* at,
-                                                                     const std::uint8_t* end,
-                                                                     std::uint8_t*& out,
-                                                                     bool& escape) {
-  const __m128i equals = _mm_set1_epi8('=');
-  std::uint8_t* to = out;
-  for (; end - at >= 16; at += 16) {
-    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
-    const __m128i before = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at - 1));
-    const __m128i mark = _mm_cmpeq_epi8(bytes, equals);
-    const __m128i escaped = _mm_cmpeq_epi8(before, equals);
-    const __m128i line_end = _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8(13)),
-                                          _mm_cmpeq_epi8(bytes, _mm_set1_epi8(10)));
-    const __m128i rare =
-        _mm_and_si128(escaped, _mm_or_si128(mark, _mm_cmpeq_epi8(bytes, _mm_set1_epi8('y'))));
-    if (_mm_movemask_epi8(rare)) break;
-    const __m128i decoded = _mm_sub_epi8(_mm_sub_epi8(bytes, _mm_set1_epi8(42)),
-                                         _mm_and_si128(escaped, _mm_set1_epi8(64)));
-    const __m128i drop = _mm_or_si128(mark, _mm_andnot_si128(escaped, line_end));
-    to = StoreKept(decoded, static_cast<unsigned>(_mm_movemask_epi8(drop)), to);
-  }
-  escape = at[-1] == '=';
-  out = to;
-  return at;
 }
 
 __attribute__((target("avx2,popcnt"))) const std::uint8_t* RunAvx2(const std::uint8_t* at,
@@ -107,30 +81,6 @@ __attribute__((target("avx2,popcnt"))) const std::uint8_t* RunAvx2(const std::ui
     const unsigned dropped = static_cast<unsigned>(_mm256_movemask_epi8(drop));
     to = StoreKept(_mm256_castsi256_si128(decoded), dropped & 0xffff, to);
     to = StoreKept(_mm256_extracti128_si256(decoded, 1), dropped >> 16, to);
-  }
-  escape = at[-1] == '=';
-  out = to;
-  return at;
-}
-
-// The processor closes the gaps by itself.
-__attribute__((target("avx512bw,avx512vbmi2,popcnt"))) const std::uint8_t* RunAvx512(
-    const std::uint8_t* at, const std::uint8_t* end, std::uint8_t*& out, bool& escape) {
-  const __m512i equals = _mm512_set1_epi8('=');
-  std::uint8_t* to = out;
-  for (; end - at >= 64; at += 64) {
-    const __m512i bytes = _mm512_loadu_si512(at);
-    const __mmask64 mark = _mm512_cmpeq_epi8_mask(bytes, equals);
-    const __mmask64 escaped = _mm512_cmpeq_epi8_mask(_mm512_loadu_si512(at - 1), equals);
-    const __mmask64 line_end = _mm512_cmpeq_epi8_mask(bytes, _mm512_set1_epi8(13)) |
-                               _mm512_cmpeq_epi8_mask(bytes, _mm512_set1_epi8(10));
-    const __mmask64 small_y = _mm512_cmpeq_epi8_mask(bytes, _mm512_set1_epi8('y'));
-    if (escaped & (mark | small_y)) break;
-    __m512i decoded = _mm512_sub_epi8(bytes, _mm512_set1_epi8(42));
-    decoded = _mm512_mask_sub_epi8(decoded, escaped, decoded, _mm512_set1_epi8(64));
-    const __mmask64 kept = ~(mark | (line_end & ~escaped));
-    _mm512_storeu_si512(to, _mm512_maskz_compress_epi8(kept, decoded));
-    to += std::popcount(kept);
   }
   escape = at[-1] == '=';
   out = to;
@@ -172,50 +122,14 @@ const std::uint8_t* RunNeon(const std::uint8_t* at, const std::uint8_t* end, std
 
 }  // namespace
 
-bool YencDecoder::Available(Kernel kernel) {
-  switch (kernel) {
-    case Kernel::kPlain:
-      return true;
+YencDecoder::Run YencDecoder::VectorRun() {
 #if defined(__x86_64__)
-    case Kernel::kSsse3:
-      return __builtin_cpu_supports("ssse3") && __builtin_cpu_supports("popcnt");
-    case Kernel::kAvx2:
-      return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("popcnt");
-    case Kernel::kAvx512:
-      return __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi2");
+  return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("popcnt") ? RunAvx2 : nullptr;
 #elif defined(__aarch64__)
-    case Kernel::kNeon:
-      return true;
+  return RunNeon;
+#else
+  return nullptr;
 #endif
-    default:
-      return false;
-  }
-}
-
-YencDecoder::Kernel YencDecoder::BestKernel() {
-  for (const Kernel kernel : {Kernel::kAvx512, Kernel::kAvx2, Kernel::kNeon, Kernel::kSsse3}) {
-    if (Available(kernel)) return kernel;
-  }
-  return Kernel::kPlain;
-}
-
-YencDecoder::Run YencDecoder::RunOf(Kernel kernel) {
-  if (!Available(kernel)) return nullptr;
-  switch (kernel) {
-#if defined(__x86_64__)
-    case Kernel::kSsse3:
-      return RunSsse3;
-    case Kernel::kAvx2:
-      return RunAvx2;
-    case Kernel::kAvx512:
-      return RunAvx512;
-#elif defined(__aarch64__)
-    case Kernel::kNeon:
-      return RunNeon;
-#endif
-    default:
-      return nullptr;
-  }
 }
 
 }  // namespace gravlin
