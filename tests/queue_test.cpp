@@ -27,7 +27,7 @@ TEST_F(QueueTest, ALaunchCountsWhatLiesOnDisk) {
   // What a kill leaves: temporary files, and what belongs to a file that is finished.
   for (const char* left : {"nzb_temp.txt", "nzb_temp.rar", "c.rar.txt", "c.rar-p00003.txt"})
     std::ofstream(Parts() / left) << "half";
-  std::ofstream(Parts() / "nzb_temp.rar-p00001.txt") << "of a file with an odd name";
+  std::ofstream(Parts() / "nzb_temp.rar-p00001.txt") << "of a file with an odd name\r\n.\r\n";
   std::ofstream(Downloads() / "c.rar") << "there";
   std::ofstream(Downloads() / ".gravlin-move-a1B2c3") << "half";
   Launch();

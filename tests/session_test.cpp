@@ -147,6 +147,9 @@ TEST_F(SessionTest, StartWithoutAnNZBKeepsItsOddEnd) {
   EXPECT_TRUE(view.stops);
   Start();
   EXPECT_FALSE(view.enabled);
+  posted.Add("a.rar", 2000, 2000);
+  Import();
+  DownloadAll();
 }
 
 TEST_F(SessionTest, AConnectionThatTheServerEndsIsToldOnce) {

@@ -5,8 +5,9 @@
 // Who writes what a Situation is made of; each flag is written in one file:
 //   step          EngineStep, for its scope
 //   running       SetRunning (session.cpp): on at LogOn; off at Stop, Finish and the program's end
-//   logged_on     session.cpp: on at LoggedOn; off when a connection or a sign-off begins
-//   signing_off   session.cpp: on at StopScanning; off at Stop
+//   logged_on     session.cpp: on at LoggedOn; off when a connection or a sign-off begins, and
+//                 outside a run
+//   signing_off   session.cpp: on at StopScanning; off at Stop, and when a run begins
 //   thread_flag   decode/assembly.cpp: on when the last assembly ends; off when the tick takes it
 //                 or another assembly starts
 //   assembling, decoding

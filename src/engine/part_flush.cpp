@@ -71,8 +71,8 @@ void PartFlush::Use(const FolderItem& parts) {
   parts_ = parts;
   mark_ = parts.Parent().Child("Parts.flushed");
   marked_ = mark_.Exists();
-  if (!marked_) return;
-  const std::int64_t safe = mark_.Modified() - kRounding;
+  // Without a mark nothing is known of any part: the disk may have refused the mark, or lost it.
+  const std::int64_t safe = marked_ ? mark_.Modified() - kRounding : 0;
   for (const FolderItem::Entry& entry : parts_.Entries()) {
     if (entry.modified < safe || entry.length == 0 || FilenameOfPart(entry.name).empty()) continue;
     const FolderItem part = parts_.Child(entry.name);

@@ -49,6 +49,7 @@ void Engine::LogOn() {
     return;
   }
   SetDeadline();
+  signing_off_ = false;  // a sign-off without a run has no end
   SetRunning(true);
   mb = 0;
   view_.ShowMegabytes(mb);
@@ -105,6 +106,7 @@ void Engine::EnterState(std::string_view state) { state_ = state; }
 
 void Engine::SetRunning(bool running) {
   running_ = running;
+  if (!running) logged_on_ = false;
   TheTimer.SetMode(running ? 2 : 0);
 }
 
