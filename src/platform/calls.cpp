@@ -95,6 +95,8 @@ class Calls : public QObject {
 
   std::int64_t NextCallDue() const { return calls_.empty() ? -1 : calls_.begin()->first.first; }
 
+  int Waiting() const { return static_cast<int>(soon_.size()); }
+
   void CallSoon(std::function<void()> action) {
     soon_.push_back(std::move(action));
     WakeForSoon();
@@ -152,6 +154,7 @@ std::uint64_t CallAt(std::int64_t due, std::function<void()> action) {
 void CancelCall(std::uint64_t id) { Calls::Get().CancelCall(id); }
 void CallSoon(std::function<void()> action) { Calls::Get().CallSoon(std::move(action)); }
 void RunDueCalls() { Calls::Get().RunDueCalls(); }
+int CallsWaiting() { return Calls::Get().Waiting(); }
 std::int64_t NextCallDue() { return Calls::Get().NextCallDue(); }
 
 void CallWhenFree(std::function<void()> action) {

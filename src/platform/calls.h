@@ -27,6 +27,8 @@ void SetFailureReport(std::function<void(const char* event, const char* what)> r
 void RunDueCalls();
 // Milliseconds at which the next call is due; -1 if none is.
 std::int64_t NextCallDue();
+// Calls of CallSoon that have not been made.
+int CallsWaiting();
 // Runs pending events; waits at most that long, in real time, for the first of them.
 void PumpEvents(int wait_milliseconds);
 

@@ -105,6 +105,7 @@ class Fibers : public QObject {
     MakeReady(coroutine.id);
   }
 
+  int Ready() const { return static_cast<int>(ready_.size()); }
   int Live() const { return static_cast<int>(coroutines_.size()); }
   Thread* CurrentThread() const { return current_ ? current_->body.get() : nullptr; }
   bool InThread() const { return current_ != nullptr; }
@@ -126,7 +127,12 @@ class Fibers : public QObject {
 
   void SleepThread(int milliseconds) {
     if (ending_) return;
-    CallAt(TheClock().Milliseconds() + milliseconds, [this, id = current_->id] { MakeReady(id); });
+    // In a destructor, because the sleeping thread may be unwound.
+    const struct Alarm {
+      std::uint64_t call;
+      ~Alarm() { CancelCall(call); }
+    } alarm{CallAt(TheClock().Milliseconds() + milliseconds,
+                   [this, id = current_->id] { MakeReady(id); })};
     Suspend();
   }
 
@@ -274,6 +280,7 @@ std::uint64_t RunningThread() { return Fibers::Get().CurrentId(); }
 void WaitToBeWoken() { Fibers::Get().AwaitWaking(); }
 void WakeThread(std::uint64_t id) { Fibers::Get().Wake(id); }
 void SuspendThread() { Fibers::Get().Suspend(); }
+int ReadyThreads() { return Fibers::Get().Ready(); }
 int LiveThreads() { return Fibers::Get().Live(); }
 void SetSlice(int milliseconds) { Fibers::Get().SetSlice(milliseconds); }
 void EndAllThreads() { Fibers::Get().EndAll(); }

@@ -12,6 +12,8 @@ namespace gravlin {
 void OnMainStack(const std::function<void()>& action);
 // Cooperative threads that have not ended.
 int LiveThreads();
+// Those of them that can go on now.
+int ReadyThreads();
 // Length of a slice in milliseconds; with 0 every Yield gives way.
 void SetSlice(int milliseconds);
 // Ends every cooperative thread, as at the end of the process: its stack is unwound, its work is
@@ -21,6 +23,10 @@ bool ThreadsAreEnding();
 // Suspends the running thread until it is woken.  If all threads are being ended, it is unwound at
 // once.
 void SuspendThread();
+
+// Runs the work of Thread::Offload inside the thread that waits for it, for runs that are to be the
+// same each time; nullptr gives it back to the helpers.
+void SetOffload(std::function<void(const std::function<void()>& work)> instead);
 
 // Like Dispatch of calls.h, for the bodies of threads.  Catches and reports what the handler
 // throws.

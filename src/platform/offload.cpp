@@ -2,8 +2,10 @@
 #include <QCoreApplication>
 #include <QMetaObject>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <semaphore>
+#include <utility>
 
 #include "platform/fibers.h"
 #include "platform/helper_threads.h"
@@ -15,6 +17,11 @@ namespace {
 
 // More than ever run at once, because otherwise one offloaded call would wait for another.
 constexpr int kMostHelpers = 256;
+
+std::function<void(const std::function<void()>&)>& Instead() {
+  static std::function<void(const std::function<void()>&)> instead;
+  return instead;
+}
 
 void OffloadFromThread(const std::function<void()>& work) {
   // Receives the end of the work on the main OS thread; outlives the helpers.
@@ -47,10 +54,16 @@ void OffloadFromThread(const std::function<void()>& work) {
 }  // namespace
 
 void Thread::Offload(const std::function<void()>& work) {
-  if (RunningThread() != 0)
-    OffloadFromThread(work);
-  else
+  if (RunningThread() == 0)
     work();
+  else if (Instead())
+    Instead()(work);
+  else
+    OffloadFromThread(work);
+}
+
+void SetOffload(std::function<void(const std::function<void()>&)> instead) {
+  Instead() = std::move(instead);
 }
 
 }  // namespace gravlin
