@@ -159,7 +159,7 @@ int GoKnown(const Options& options) {
   }
   std::printf("%d known walks\n", count);
   std::fflush(stdout);
-  return count > 0 ? status : 1;
+  return status;
 }
 
 // Walk after walk.  The seed of the one under way goes to `at`; 1 if it fails, which is said.

@@ -64,6 +64,11 @@ void Server::CutAll() {
   connections_.clear();
 }
 
+void Server::FloodAll() {
+  for (Connection& connection : connections_)
+    if (!connection.stalled) Send(connection, {}, Misdeed::kFlood);
+}
+
 void Server::Behave(int latency, int piece, const Random& random) {
   latency_ = latency;
   piece_ = piece;
@@ -187,7 +192,7 @@ void Server::Send(Connection& connection, std::string reply, Misdeed misdeed) {
   if (misdeed == Misdeed::kFlood)
     reply = "220 0\r\n" + std::string(SSLSocket::kReceiveLimit + 1000, 'x');
   if (misdeed == Misdeed::kSilence) reply.clear();
-  if (misdeed == Misdeed::kCut || misdeed == Misdeed::kStall)
+  if ((misdeed == Misdeed::kCut || misdeed == Misdeed::kStall) && !reply.empty())
     reply.resize(static_cast<std::size_t>(random_.Below(static_cast<int>(reply.size()))));
   connection.stalled = misdeed == Misdeed::kStall || misdeed == Misdeed::kFlood;
   if (misdeed == Misdeed::kCut) connection.ends = true;

@@ -42,6 +42,8 @@ class Server {
   // Milliseconds of the clock at which the next bytes are due; -1 if none are.
   std::int64_t NextDue() const;
   void CutAll();
+  // Sends more than a client keeps, unasked.
+  void FloodAll();
 
   // From now on replies take up to `latency` milliseconds, come in pieces of up to `piece` bytes
   // (0: whole), and numbers are drawn from `random`.

@@ -204,6 +204,7 @@ void ServerMisbehaves(World& world, Random& random) {
   world.server->Misbehave(kRequests[random.Below(6)], misdeed);
 }
 void ServerCuts(World& world, Random&) { world.server->CutAll(); }
+void ServerFloods(World& world, Random&) { world.server->FloodAll(); }
 void ServerGreets(World& world, Random& random) {
   world.server->greeting = random.OneIn(2)   ? "200 ready"
                            : random.OneIn(2) ? "201 no posting"
@@ -254,6 +255,7 @@ const std::vector<StepKind>& AllSteps() {
       {"the server slows down", 6, ServerSlows},
       {"the server misbehaves", 8, ServerMisbehaves},
       {"the server cuts", 3, ServerCuts},
+      {"the server floods unasked", 1, ServerFloods},
       {"the server greets", 1, ServerGreets},
       {"the server drops log-ons", 1, ServerDropsLogOns},
       {"the server recovers", 4, ServerRecovers},

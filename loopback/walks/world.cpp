@@ -276,7 +276,7 @@ void World::Import(int set) {
   if (!Window()) return;
   Window()->fNZB = FolderItem::FromPath(folder_ + "/set" + std::to_string(set) + ".nzb");
   Window()->InitNZBFile();
-  imported_ = LiveThreads() > 1 ? -1 : set;
+  imported_ = set;
   Settle();
 }
 

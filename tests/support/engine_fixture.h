@@ -58,8 +58,12 @@ struct ShownRun : RunView {
   void ShowImportBar(int) override {}
   void ShowDownloadTab() override { download_tab = true; }
   ServerSettings FormServer() const override { return form; }
-  void FillServerForm(const RecordSet& server, int) override {
-    form.URL = server.Field("URL").StringValue();
+  void FillServerForm(const RecordSet& server, int ssl_index) override {
+    form = {.URL = server.Field("URL").StringValue(),
+            .Username = server.Field("Username").StringValue(),
+            .Password = server.Field("Password").StringValue(),
+            .Port = server.Field("Port").IntegerValue(),
+            .SSL = Code::SSLStringToCode(SSLColumn(ssl_index))};
   }
   void ShowConnectionError(std::string_view reason) override { error = reason; }
   void BeginRepair(const FolderItem& par, const FolderItem&) override {
