@@ -30,6 +30,9 @@ always hold.  A walk that fails is made shorter, and its steps are printed; the 
 walks of a file, one in each line as a failure prints them.
 )";
 
+// A walk takes some 30 ms, and one with a flood a second.  One that takes longer never ends.
+constexpr unsigned kMostSeconds = 30;
+
 struct Options {
   long walks = 0, seconds = 0;
   unsigned long long first = 1, replay = 0;
@@ -61,7 +64,7 @@ bool FailsWith(const char* program, unsigned long long seed, const std::vector<i
   }
   int status = 0;
   for (int waits = 0; waitpid(child, &status, WNOHANG) == 0; ++waits) {
-    if (waits > 6000) kill(child, SIGKILL);  // a minute
+    if (waits > static_cast<int>(kMostSeconds) * 100) kill(child, SIGKILL);
     usleep(10'000);
   }
   return status != 0;
@@ -172,6 +175,7 @@ int GoWalks(const Options& options, unsigned long long& at) {
          (options.seconds > 0 && seconds() < static_cast<double>(options.seconds))) {
     at = options.first + static_cast<unsigned long long>(done);
     const std::vector<Step> plan = PlanWalk(at);
+    alarm(kMostSeconds);
     const std::string why = Walk(at, plan, options.folder, false);
     if (!why.empty()) {
       std::printf("walk %llu fails: %s\n", at, why.c_str());
