@@ -24,7 +24,7 @@ using gravlin::walks::Step;
 using gravlin::walks::Walk;
 
 constexpr const char* kUsage =
-    R"(gravlin-walks [--walks N | --seconds N] [--first SEED] [--folder FOLDER]
+    R"(gravlin-walks [--walks N | --seconds N] [--first SEED] [--folder FOLDER] [--quiet]
 gravlin-walks --replay SEED [--keep N,N,...] [--quiet]
 gravlin-walks --known FILE
 Goes walks of random steps, each in a fresh program beside a server of its own, and looks after each step at what must
@@ -222,7 +222,7 @@ int main(int argc, char** argv) {
       waitpid(child, &status, 0);
       if (status == 0) return 0;
       if (WIFSIGNALED(status)) std::printf("walk %llu ends by signal %d\n", *at, WTERMSIG(status));
-      return Report(self, *at);
+      return options.quiet ? 1 : Report(self, *at);
     }
   }
   const auto toolkit = gravlin::StartToolkit(argc, argv);

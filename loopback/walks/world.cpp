@@ -16,9 +16,12 @@
 #include "engine/states.h"
 #include "platform/calls.h"
 #include "platform/fibers.h"
+#include "platform/streams.h"
 #include "platform/text.h"
 #include "platform/thread.h"
 #include "platform/window.h"
+#include "postprocess/par.h"
+#include "postprocess/tool_window.h"
 #include "store/writers.h"
 
 namespace gravlin::walks {
@@ -287,6 +290,14 @@ void World::OpenDocument() {
   Settle();
 }
 
+void World::StartTwice() {
+  if (!app || !Window()) return;
+  if (LockFile(Code::AppDataFolder.Child("Gravlin.lock")))
+    Fail("a second program could work in the folder");
+  gravlin::Window::All().front()->Show();
+  OpenDocument();
+}
+
 void World::ImportText(const std::string& text) {
   if (!Window()) return;
   imported_ = -1;
@@ -427,6 +438,7 @@ void World::Check() {
     CheckRest();
     CheckImport();
     CheckDocuments();
+    CheckTools();
   }
 }
 
@@ -541,6 +553,20 @@ void World::CheckDocuments() {
       Fail("document " + std::to_string(number) + " runs after " + std::to_string(last));
     last = number;
   }
+}
+
+// One run of a tool in the whole program.
+void World::CheckTools() {
+  int repairs = 0, extractions = 0;
+  for (gravlin::Window* const window : gravlin::Window::All()) {
+    const auto* const tool = dynamic_cast<const ToolWindow*>(window);
+    if (!tool || tool->Phase() == ToolPhase::kReady || tool->Phase() == ToolPhase::kWaiting)
+      continue;
+    ++(dynamic_cast<const Par*>(tool) ? repairs : extractions);
+  }
+  if (repairs > 1 || extractions > 1) Fail("two runs of one tool");
+  if ((repairs > 0 && !Code::ParJobRunning) || (extractions > 0 && !Code::RarJobRunning))
+    Fail("a tool runs without the right");
 }
 
 // --- The end ---
