@@ -39,12 +39,15 @@ std::string ReadFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(in), {}};
 }
 
-int Descriptors() {
-  DIR* const entries = opendir("/proc/self/fd");
-  int count = 0;
-  while (readdir(entries)) ++count;
-  closedir(entries);
-  return count;
+// How many there are of each kind: files by their path, "socket:" and the like.
+std::map<std::string, int> Descriptors() {
+  std::map<std::string, int> kinds;
+  for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+    std::error_code gone;
+    const std::string target = fs::read_symlink(entry.path(), gone).string();
+    ++kinds[target.substr(0, target.find('['))];
+  }
+  return kinds;
 }
 
 // A child of this process that has not ended.
@@ -233,10 +236,11 @@ void World::Kill() {
   // Those of the server's connections come and go.
   server->CutAll();
   for (int passes = 0; passes < 4; ++passes) Pump();
-  const int descriptors = Descriptors();
-  if (descriptors_ > 0 && descriptors > descriptors_ + 2)
-    Fail(std::to_string(descriptors - descriptors_) + " descriptors stay open");
-  if (descriptors_ == 0) descriptors_ = descriptors;
+  const std::map<std::string, int> descriptors = Descriptors();
+  if (descriptors_.empty()) descriptors_ = descriptors;
+  for (const auto& [kind, count] : descriptors)
+    if (count > descriptors_[kind] + 2)
+      Fail(std::to_string(count - descriptors_[kind]) + " descriptors stay open: " + kind);
   stopped_ = false;
   imported_ = -1;
   LoseDocuments();

@@ -131,7 +131,7 @@ class World : public Clock, public Desktop {
   std::shared_ptr<bool> armed_;
   std::unique_ptr<Database> locker_;
   std::int64_t locked_until_ = 0;
-  int descriptors_ = 0;
+  std::map<std::string, int> descriptors_;  // open ones after a kill, by kind
 };
 
 }  // namespace gravlin::walks
