@@ -462,7 +462,8 @@ void World::CheckParts() {
     const std::size_t begin = text.find("220 0 <");
     const std::size_t end = text.find('>', begin);
     if (begin == text.npos || end == text.npos) {
-      Fail(path + " is no article");
+      Fail(path + " is no article, it begins with \"" +
+           ReplaceAll(text.substr(0, 60), "\r\n", "|") + "\"");
       continue;
     }
     const std::string id = text.substr(begin + 7, end - begin - 7);
