@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "base/may_begin.h"
 #include "engine/file_table.h"
-#include "engine/may_begin.h"
 #include "engine/part_flush.h"
 #include "engine/parts_on_disk.h"
 #include "engine/server_settings.h"

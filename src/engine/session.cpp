@@ -115,7 +115,10 @@ void Engine::SetStartButton(bool stops) {
   view_.ShowStartButton(stops);
 }
 
-void Engine::AllowStart() { view_.EnableStartButton(may::Start(CurrentSituation())); }
+void Engine::AllowStart() {
+  const Situation now = CurrentSituation();
+  if (may::ChangeStart(now)) view_.EnableStartButton(may::Start(now));
+}
 
 void Engine::InitGroup() {
   ClearNewsBuffer();
