@@ -25,7 +25,6 @@ extern "C" {
 
 #include "platform/calls.h"
 #include "platform/clock.h"
-#include "platform/native.h"
 #include "platform/text.h"
 
 extern char** environ;
