@@ -52,7 +52,7 @@ class Gravlin : public Window, public WizardControls, private RunView, public En
   void ShowTotalTime(std::int64_t seconds) override;
   void ShowImportBar(int percent) override;
   void ShowDownloadTab() override;
-  void FillServerForm(const RecordSet& server, int ssl_index) override;
+  void FillServerForm(const RecordSet& server) override;
   void ShowConnectionError(std::string_view reason) override;
   void BeginRepair(const FolderItem& par, const FolderItem& rar) override;
 
