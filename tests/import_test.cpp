@@ -176,7 +176,7 @@ TEST_F(ImportTest, WaitsForTheStoreAndForOtherWriters) {
 
 // A disk that fills leaves the whole old list, the whole new one or, with a message, none; and an
 // intact store.
-TEST_F(ImportTest, AListThatCannotBeStoredWholeIsToldAndLeftOut) {
+TEST_F(ImportTest, AListThatCannotBeStoredWholeIsReportedAndLeftOut) {
   std::string old_list, text;
   for (int i = 0; i < 60; ++i) {
     const std::string name = std::to_string(i) + ".rar";

@@ -19,8 +19,8 @@
 //   quitting      Application::Quit
 // Engine::State is written by EnterState (session.cpp).  The flag of a tool's job is written by
 // ToolRight (postprocess/tool_run.h), and a tool's phase by ToolRun.  The right to write to the
-// store is taken and given back in store/writers.cpp; the imports that live are counted in
-// nzb/grv_parse.h.
+// store is taken and given back in store/writers.cpp, and kept by nzb/grv_parse.cpp, which also
+// counts the imports that live.
 #pragma once
 
 namespace gravlin {
