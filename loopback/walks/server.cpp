@@ -2,6 +2,7 @@
 #include "server.h"
 
 #include <arpa/inet.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -10,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <stdexcept>
 #include <utility>
 
@@ -151,6 +153,7 @@ bool Server::Read(Connection& connection) {
 void Server::Answer(Connection& connection, const std::string& request) {
   if (BeginsWith(request, "ARTICLE <") && requested)
     requested(request.substr(9, request.size() - 10));
+  connection.request = request;
   std::string reply = Reply(connection, request);
   if (BeginsWith(request, "quit")) connection.ends = true;
   Send(connection, std::move(reply), MisdeedFor(request));
@@ -208,6 +211,11 @@ void Server::Send(Connection& connection, std::string reply, Misdeed misdeed) {
   connection.ends = connection.ends || cut;
   // A client may act on three bytes of a line, and on an article whose last LF is on its way.
   connection.must_come = IsArticle(reply) ? reply.size() - 1 : 3;
+  if (aloud) {
+    std::printf("    %s > %.*s%s\n", connection.request.c_str(),
+                static_cast<int>(std::min<std::size_t>(reply.find('\r'), 60)), reply.c_str(),
+                misdeed == Misdeed::kNone ? "" : ", misbehaving");
+  }
   std::int64_t due = clock_() + (latency_ > 0 ? random_.Below(latency_) : 0);
   while (!reply.empty() || connection.ends) {
     const std::size_t size =
@@ -246,3 +254,8 @@ bool Server::Write(Connection& connection) {
 }
 
 }  // namespace gravlin::walks
+
+// Of the names of hosts nobody is asked: the sample server of a new store is one.
+extern "C" int getaddrinfo(const char*, const char*, const addrinfo*, addrinfo**) {
+  return EAI_NONAME;
+}
