@@ -105,6 +105,11 @@ void Engine::GotArticle() {
 }
 
 void Engine::SaveAndDecodePart() {
+  if (file_replaced_) {
+    ArticleBody.clear();
+    GetNextFile();
+    return;
+  }
   WriteDebug("SaveAndDecodePart", "Saving: " + PartFileName);
   SetStatus("Saving " + PartFileName + "...");
   if (!fParts.Exists()) fParts.CreateAsFolder();

@@ -25,6 +25,7 @@
 namespace gravlin {
 
 class Database;
+class Leftovers;
 class RecordSet;
 class RunView;
 
@@ -165,6 +166,8 @@ class Engine : public ImportOwner {
   void BeginImport() override;
   void ListCleared() override;
   void ListKept() override;
+  void FilesRead(std::vector<DatabaseRecord> rows) override;
+  void ListRead(Database& rows) override;
   void ShowImportProgress(int percent) override;
   void ImportDone(std::string_view nzb_name, double total_bytes) override;
 
@@ -238,6 +241,7 @@ class Engine : public ImportOwner {
   void AddFileRow(const RecordSet& row);
   std::string ScanPartsFolder();
   void LoadListAnew();
+  bool IsReplaced(Database& rows) const;
 
   // The tick.
   void Tick();
@@ -260,6 +264,8 @@ class Engine : public ImportOwner {
   bool advising_ = false;          // a box with advice about the port is open
   int next_file_requests_ = 0;
   bool walking_queue_ = false;
+  std::unique_ptr<Leftovers> leftovers_;  // of the import under way
+  bool file_replaced_ = false;  // an import has given the current file's name to other articles
   bool status_of_assembly_ = false;  // what the status says comes from an assembly under way
 
   // What a Situation is made of; may_begin.h says who writes each.

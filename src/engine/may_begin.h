@@ -76,6 +76,10 @@ constexpr bool WatchSilence(const Situation& now) { return !now.assembling && !n
 // Start would take the rows that are there already for all.
 constexpr bool Start(const Situation& now) { return !now.loading_list; }
 
+// Parts of another list, before an import's commit.  A step that counts the parts of a file, and an
+// assembly, would go on with a part less.
+constexpr bool DropParts(const Situation& now) { return !now.step && now.assemblies == 0; }
+
 // After LogOn has waited for the store: a Stop or a quit may have come.
 constexpr bool Connect(const Situation& now) { return !now.quitting && !now.signing_off; }
 

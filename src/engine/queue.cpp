@@ -105,6 +105,9 @@ bool Engine::LoadNextFile() {
     WriteDebug("LoadNextFile", "File present in Downloads folder: " + filename);
     return false;
   }
+  // Together and before events run: an import compares them with its list.
+  TheFilename = filename;
+  file_replaced_ = false;
   DownloaderFilesID = file->Field("ID").IntegerValue();
   ArticleIndex = -1;
   Article = Split(file->Field("Parts").StringValue(), ",");
@@ -115,7 +118,6 @@ bool Engine::LoadNextFile() {
   WriteDebug("LoadNextFile",
              Str(static_cast<std::int64_t>(Article.size())) + " article numbers in Article array.");
   TotalParts = file->Field("TotalParts").IntegerValue();
-  TheFilename = filename;
   TheExt = file->Field("Ext").StringValue();
   const auto [present, missing] = FindParts();
   if (present == TotalParts) {
