@@ -81,7 +81,7 @@ TEST(MayBegin, InEachSituationThatOccurs) {
        "data tick watch start drop assemble finish"},
       {"a quit in a run",
        {.running = true, .logged_on = true, .quitting = true},
-       "data tick next watch start again drop assemble"},
+       "data tick next watch again drop assemble"},
   };
   for (const auto& [what, now, allowed] : rows) EXPECT_EQ(Allowed(now), allowed) << what;
 }

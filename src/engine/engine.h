@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -235,6 +236,9 @@ class Engine : public ImportOwner {
   bool DiskTakes(const FolderItem& part);
   void GiveUpFile(const std::string& why, std::int32_t present);
   bool IsInDownloads(std::string_view filename) const;
+  // Before a run (room.cpp): what is left may be more than the disk takes.
+  bool RoomForTheRest();
+  std::unordered_map<std::int32_t, double> BytesOfFiles();
   // Clears the folders of what a killed run has left: temporary files, and what belongs to files
   // that lie finished in Downloads.  Only for the launch, when nothing is being assembled.
   void RemoveLeftovers();

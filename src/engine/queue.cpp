@@ -17,6 +17,7 @@
 namespace gravlin {
 
 void Engine::pbStart_Action() {
+  if (!button_stops_ && !RoomForTheRest()) return;
   const EngineStep step(*this);
   if (button_stops_) {
     SetStartButton(false);
