@@ -24,6 +24,8 @@ class FakeWindow : public ImportOwner {
   void BeginImport() override { percents.clear(); }
   void ListCleared() override { EXPECT_FALSE(shows_list); }
   void ListKept() override { done += "kept;"; }
+  void FilesRead(std::vector<DatabaseRecord>) override {}
+  void ListRead(Database&) override {}
   void ShowImportProgress(int percent) override { percents.push_back(percent); }
   void ImportDone(std::string_view nzb_name, double total_bytes) override {
     done += std::string(nzb_name) + "=" + Format(total_bytes, "0") + ";";

@@ -142,8 +142,10 @@ bool Server::Read(Connection& connection) {
     std::string line = connection.received.substr(0, end);
     connection.received.erase(0, end + 1);
     if (line.ends_with('\r')) line.pop_back();
-    // A sign-off may come at any time, and the quick test takes the first bytes for the answer.
-    if (connection.must_come > 0 && (BeginsWith(line, "GROUP") || BeginsWith(line, "ARTICLE")))
+    // A sign-off may come at any time, the quick test takes the first bytes for the answer, and
+    // who gets a reply twice can only take the second for the next one.
+    if (connection.must_come > 0 && !connection.confused &&
+        (BeginsWith(line, "GROUP") || BeginsWith(line, "ARTICLE")))
       complaint_ = "\"" + line + "\" came before the answer to the command before it";
     if (!connection.stalled) Answer(connection, line);
   }
@@ -196,7 +198,10 @@ void Server::Send(Connection& connection, std::string reply, Misdeed misdeed) {
                                               "999 none\r\n"};
   const bool article = IsArticle(reply);
   if (misdeed == Misdeed::kRefuse) reply = kRefusals[random_.Below(4)];
-  if (misdeed == Misdeed::kRepeat && !article) reply += reply;
+  if (misdeed == Misdeed::kRepeat && !article) {
+    reply += reply;
+    connection.confused = true;
+  }
   // The download throws a flood away; the console and the quick test show it.
   if (misdeed == Misdeed::kFlood)
     reply = "220 0\r\n" +
