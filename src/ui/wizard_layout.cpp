@@ -188,7 +188,7 @@ WizardControls::WizardControls(Window& window)
   efUserName.SetAccessibleName("Username");
   efPassword.SetAccessibleName("Password");
   efPort.SetAccessibleName("Port");
-  pmSSL.SetAccessibleName("SSL");
+  stSSL.SetLabels(pmSSL);
   barParse.SetAccessibleName("Import progress");
   barProgress.SetAccessibleName("Download progress");
   for (const std::string_view entry : SSLMenu()) pmSSL.AddRow(entry);
