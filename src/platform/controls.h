@@ -66,6 +66,9 @@ class Control {
   bool Enabled() const;
   void SetEnabled(bool enabled);
   void SetHelpTag(std::string_view text);
+  // Shows the tag without the mouse, for as long as it takes to read, if the control can be seen in
+  // the window that is in use.
+  void ShowHelpTag();
   // Read out for a field whose label is a separate text; for menus see StaticText::SetLabels.
   void SetAccessibleName(std::string_view text);
   // Points of the design; 0 is the interface font's own size.
