@@ -4,8 +4,8 @@ end of a download.
 
 ears.py PORT NZB      the port of a news server on this machine, and the file to import
 
-Acts by what a screen reader gets: names, roles, values, actions and announced changes.  Looks in each window whether
-all that one can hear or use has them.
+Start it first, as screen readers are.  Acts by what a screen reader gets: names, roles, values, actions and announced
+changes.  Looks in each window whether all that one can hear or use has them.
 """
 import sys
 import time
@@ -159,6 +159,9 @@ def main(port, nzb):
     Atspi.init()
     listener = Atspi.EventListener.new(hear)
     listener.register("object:property-change:accessible-name")
+    if program():
+        sys.exit("the program announces nothing to who comes after it")
+    print("listening", flush=True)
     listen(program, "the program")
     download(port, nzb)
     press("Step 5", Role.PAGE_TAB)
