@@ -103,7 +103,8 @@ def cut_base64(data, name, width=76):
 
 BASE64 = [20_000, 20_001, 20_002]
 BORDERS = [3 * 6_667, 3 * 6_668, 3 * 6_669]
-UU = [45 * 300 + rest for rest in (0, 1, 13, 14, 15, 44)]
+DOTS = 45 * 301 + 14  # its last line's bytes begin with the code of a dot too
+UU = [*(45 * 300 + rest for rest in (0, 1, 13, 14, 15, 44)), DOTS]
 SAMPLES = [
     # encoder, form, sizes, what makes the articles
     ("email", "one article, text and attachment", BASE64, lambda d, n: [by_email(d, n)]),
@@ -161,6 +162,8 @@ def make(folder):
     nzb = ['<?xml version="1.0" encoding="UTF-8"?>', '<nzb>']
     for _, name, size, articles_of in sample_files():
         data = os.urandom(size)
+        if size == DOTS:
+            data = data[:-14] + b"9" + data[-13:]
         (folder / "files" / name).write_bytes(data)
         articles = articles_of(data, name.encode())
         subject = quoteattr(f'"{name}" (1/{len(articles)})')
