@@ -149,6 +149,7 @@ void Document(World& world, Random& random) {
   else
     world.OpenDocument();
 }
+void SecondStart(World& world, Random&) { world.StartTwice(); }
 // The tool of a repair or an extraction that is under way says something.
 void ToolSays(World& world, Random& random) {
   static constexpr const char* kWords[] = {"All files are correct, repair is not required.\n",
@@ -182,6 +183,15 @@ void KillAndStart(World& world, Random&) {
 }
 void LosePowerAndStart(World& world, Random&) {
   world.LosePower();
+  world.Launch();
+}
+// In the middle of whatever the program does to the disk next.
+void KillAtAChange(World& world, Random& random) {
+  Disk::Get().DieAfter(random.Below(40));
+  world.Advance(random.Below(2000));
+  world.Kill();
+  Disk::Get().Revive();
+  if (random.OneIn(2)) world.LosePower();
   world.Launch();
 }
 void StartWithParts(World& world, Random&) {
@@ -248,9 +258,11 @@ const std::vector<StepKind>& AllSteps() {
       {"document", 5, Document},
       {"the tool says something", 6, ToolSays},
       {"close a tool's window", 1, CloseATool},
+      {"a second start", 1, SecondStart},
       {"quit and start", 2, QuitAndStart},
       {"kill and start", 2, KillAndStart},
       {"power cut and start", 2, LosePowerAndStart},
+      {"kill at a change of the disk", 4, KillAtAChange},
       {"start with parts of an earlier run", 3, StartWithParts},
       {"the server slows down", 6, ServerSlows},
       {"the server misbehaves", 8, ServerMisbehaves},
