@@ -1,4 +1,5 @@
-// The real desktop: message boxes, file dialogs, the browser and the file manager.
+// The real desktop: message boxes, file dialogs, the browser, the file manager and the services of
+// the session's bus.
 #include "platform/desktop.h"
 
 #include <QApplication>
@@ -7,10 +8,13 @@
 #include <QFileDialog>
 #include <QMessageBox>
 #include <QUrl>
+#include <algorithm>
+#include <utility>
 
 #include "platform/fibers.h"
 #include "platform/file_types.h"
 #include "platform/native.h"
+#include "platform/session_bus.h"
 
 namespace gravlin {
 namespace {
@@ -72,8 +76,31 @@ class RealDesktop : public Desktop {
 
   void Beep() override { QApplication::beep(); }
 
+  void KeepAwake(bool wanted) override { sleep_.Hold(wanted); }
+
+  void Notify(std::string_view text, std::function<void()> clicked) override {
+    notification_.Show(ToLines(text), std::move(clicked));
+  }
+
+  // The signal that docks and task bars have taken over from one of them.
+  void ShowProgress(int percent) override {
+    bus_.Ask([percent](QDBusConnection* bus) {
+      if (!bus) return;
+      QDBusMessage update =
+          QDBusMessage::createSignal("/com/canonical/unity/launcherentry/gravlin",
+                                     "com.canonical.Unity.LauncherEntry", "Update");
+      update << "application://gravlin.desktop"
+             << QVariantMap{{"progress", std::max(percent, 0) / 100.0},
+                            {"progress-visible", percent >= 0}};
+      bus->send(update);
+    });
+  }
+
  private:
   QString folder_;  // of the last file chosen
+  SessionBus bus_;
+  SleepBlock sleep_{bus_};
+  Notification notification_{bus_};
 };
 
 Desktop*& InForce() {
@@ -84,9 +111,12 @@ Desktop*& InForce() {
 }  // namespace
 
 Desktop& TheDesktop() {
-  static RealDesktop real;
-  return InForce() ? *InForce() : real;
+  // Never destroyed, because the toolkit ends before the process's static objects.
+  static Desktop* const real = MakeRealDesktop().release();
+  return InForce() ? *InForce() : *real;
 }
+
+std::unique_ptr<Desktop> MakeRealDesktop() { return std::make_unique<RealDesktop>(); }
 
 void SetDesktop(Desktop* desktop) { InForce() = desktop; }
 

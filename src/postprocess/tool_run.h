@@ -73,6 +73,9 @@ class ToolRunView {
 
 class ToolRun {
  public:
+  ToolPhase Phase() const { return phase_; }
+  // The status without the note about the files that wait.
+  const std::string& Status() const { return status_; }
   // Starts a run on fInput, or waits until no other window's run is under way.  A path of which no
   // command can be made is refused, and takes the job from no other.
   void StartProcess();
@@ -106,15 +109,12 @@ class ToolRun {
   Timer& Follower() { return follower_; }
   // A tick of the follower.
   void Follow();
-  ToolPhase Phase() const { return phase_; }
 
   // A file that was chosen, dropped or opened on the program, and its FixPath.  It waits for its
   // turn while a run is under way.
   void Take(const FolderItem& file, std::int32_t fix_path);
   // Names of the files that wait.
   std::vector<std::string> WaitingFiles() const;
-  // The status without the note about the files that wait, and the way to change it.
-  const std::string& Status() const { return status_; }
   void ShowStatus(std::string_view text);
   // In place of "Starting...": the tool writes.
   void ShowProcessing();
