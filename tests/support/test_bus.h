@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QDBusServiceWatcher>
@@ -79,6 +80,7 @@ class TestBus : public QDBusVirtualObject {
       EXPECT_TRUE(!portal || call.arguments().at(1).toUInt() == 4);
       const QString key = portal ? "/request/1" : "42";
       watcher_.addWatchedService(call.service());
+      if (!bus.interface()->isServiceRegistered(call.service())) return true;  // it has ended
       held.push_back({call.service(), key});
       locked.push_back(call.interface().toStdString());
       const QDBusMessage reply = portal
