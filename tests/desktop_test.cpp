@@ -69,7 +69,9 @@ TEST(DesktopTest, ABusThatDoesNotAnswerIsNotWaitedFor) {
   {
     const auto desktop = MakeRealDesktop();
     desktop->KeepAwake(true);
-    EXPECT_TRUE(TestClock::PumpUntil([&] { return bus.held.size() == 2; }));
+    desktop->Notify("<i> & b.par2", nullptr);
+    EXPECT_TRUE(TestClock::PumpUntil([&] { return bus.held.size() + bus.notified.size() == 3; }));
+    EXPECT_EQ(bus.notified.at(0).at(4), "&lt;i&gt; &amp; b.par2");
     kill(static_cast<pid_t>(bus.daemon.processId()), SIGSTOP);
     desktop->KeepAwake(false);
     desktop->KeepAwake(true);
@@ -169,6 +171,8 @@ TEST_F(NightTest, EightHoursTakeOneLockAndGiveItBackAndEndInOneNotification) {
 
   window->Native().frame->hide();
   bus.Click(8);  // another program's
+  EXPECT_TRUE(AllQuiet());
+  EXPECT_FALSE(window->Visible());
   bus.Click(7);
   EXPECT_TRUE(TestClock::PumpUntil([&] { return Window::AnyActive(); }));
   EXPECT_TRUE(window->Visible());
@@ -195,7 +199,7 @@ TEST_F(NightTest, ANotificationNamesWhatHappenedAndNoneComesOfWhatTheUserDid) {
   EXPECT_EQ(bus.notified.size(), 1u) << "Stop";
 
   Code::fParApp = FolderItem::FromPath(kFakeTool);
-  for (const char* set : {"<i>.par2", "hangs.par2", "seen.par2"}) {
+  for (const char* set : {"a.par2", "hangs.par2", "seen.par2"}) {
     const std::string script =
         std::string(set) == "hangs.par2" ? "hang" : "write Repair complete.\\n\n";
     OpenParDocument(data.Write(set, script));
