@@ -2,9 +2,11 @@
 // nameless.
 #include <QAbstractScrollArea>
 #include <QComboBox>
+#include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
 #include <QProgressBar>
+#include <QTableView>
 
 #include "platform/look.h"
 #include "platform/native.h"
@@ -64,6 +66,13 @@ void CheckWindow(const Window& window) {
     const bool input = Is<QLineEdit>(*control) || Is<QComboBox>(*control) ||
                        Is<QProgressBar>(*control) || Is<QAbstractScrollArea>(*control);
     EXPECT_FALSE(input && control->Native().widget->accessibleName().isEmpty());
+    if (const auto* table = qobject_cast<QTableView*>(control->Native().widget.data())) {
+      const QHeaderView& headings = *table->horizontalHeader();
+      for (int column = 0; headings.count() > 1 && column < headings.count(); ++column)
+        EXPECT_LE(headings.fontMetrics().horizontalAdvance(
+                      table->model()->headerData(column, Qt::Horizontal).toString()),
+                  headings.sectionSize(column));
+    }
     if (IsGround(*control)) continue;
     for (const Control* below : seen)
       EXPECT_FALSE(below->Native().page == control->Native().page &&
