@@ -11,6 +11,7 @@
 #include "loopback/rar_writer.h"
 #include "paths.h"
 #include "platform/native.h"
+#include "platform/session_bus.h"
 #include "postprocess/hand_off.h"
 #include "postprocess/par.h"
 #include "support/engine_fixture.h"
@@ -50,9 +51,11 @@ TEST(DesktopTest, ABusThatDoesNotAnswerIsNotWaitedFor) {
   const int mute = socket(AF_UNIX, SOCK_STREAM, 0);
   ASSERT_EQ(bind(mute, reinterpret_cast<sockaddr*>(&place), sizeof place), 0);
   ASSERT_EQ(listen(mute, 5), 0);
+  const QByteArray mute_address =
+      "unix:path=" + QByteArray::fromStdString((folder / "bus").string());
   QElapsedTimer time;
   time.start();
-  const auto use = [&](const char* address) {
+  const auto use = [&](const QByteArray& address) {
     qputenv("DBUS_SESSION_BUS_ADDRESS", address);
     const auto desktop = MakeRealDesktop();
     desktop->KeepAwake(true);
@@ -60,12 +63,18 @@ TEST(DesktopTest, ABusThatDoesNotAnswerIsNotWaitedFor) {
     PumpEvents(20);
     desktop->KeepAwake(false);
   };
-  use(("unix:path=" + (folder / "bus").string()).c_str());
+  use(mute_address);
   use("unix:path=/nowhere");
   use("autolaunch:");
+  qputenv("DBUS_SESSION_BUS_ADDRESS", mute_address);
+  LeaveMuteBus(20);
+  EXPECT_EQ(qgetenv("DBUS_SESSION_BUS_ADDRESS"), "disabled:");
   close(mute);
 
   TestBus bus;
+  const QByteArray address = qgetenv("DBUS_SESSION_BUS_ADDRESS");
+  LeaveMuteBus();
+  EXPECT_EQ(qgetenv("DBUS_SESSION_BUS_ADDRESS"), address);
   {
     const auto desktop = MakeRealDesktop();
     desktop->KeepAwake(true);

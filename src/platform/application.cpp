@@ -26,6 +26,7 @@
 #include "platform/desktop.h"
 #include "platform/fibers.h"
 #include "platform/native.h"
+#include "platform/session_bus.h"
 #include "platform/streams.h"
 #include "platform/window.h"
 
@@ -76,6 +77,7 @@ struct Application::Native {
   Native(int& argc, char** argv) {
     if (!QCoreApplication::instance()) {
       QCoreApplication::setApplicationName("gravlin");
+      LeaveMuteBus();
       toolkit = std::make_unique<QApplication>(argc, argv);
       QApplication::setQuitOnLastWindowClosed(false);
     }

@@ -1,6 +1,7 @@
 // The bus is tried without waiting, then used through the toolkit.
 #include "platform/session_bus.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -10,6 +11,7 @@
 #include <QDBusPendingCallWatcher>
 #include <algorithm>
 #include <cstddef>
+#include <string_view>
 #include <utility>
 
 #include "platform/calls.h"
@@ -62,7 +64,22 @@ int ConnectTo(const QString& address) {
   return made;
 }
 
+bool SaysOk(int socket) {
+  char answer[3];
+  return ::recv(socket, answer, sizeof answer, 0) == sizeof answer &&
+         std::string_view(answer, sizeof answer) == "OK ";
+}
+
 }  // namespace
+
+void LeaveMuteBus(int milliseconds) {
+  const int tried = ConnectTo(BusAddress());
+  if (tried < 0) return;
+  pollfd answer{.fd = tried, .events = POLLIN, .revents = 0};
+  if (::poll(&answer, 1, milliseconds) <= 0 || !SaysOk(tried))
+    qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
+  ::close(tried);
+}
 
 SessionBus::~SessionBus() {
   if (socket_ >= 0) ::close(socket_);
@@ -91,9 +108,7 @@ void SessionBus::Try() {
 }
 
 void SessionBus::Answered(QSocketNotifier& notifier) {
-  char answer[3];
-  const bool taken = ::recv(socket_, answer, sizeof answer, 0) == sizeof answer &&
-                     std::string_view(answer, sizeof answer) == "OK ";
+  const bool taken = SaysOk(socket_);
   notifier.setEnabled(false);
   notifier.deleteLater();
   ::close(std::exchange(socket_, -1));

@@ -13,8 +13,12 @@
 
 namespace gravlin {
 
-// The toolkit's own way to the bus waits until the bus has answered, up to 25 seconds.  So the bus
-// is tried first, with a socket that does not wait.
+// For the start, before the toolkit, which would wait without end in its first window: a bus that
+// does not answer within that time is taken out of the environment.
+void LeaveMuteBus(int milliseconds = 2000);
+
+// The toolkit's own way to the bus waits until the bus has answered, however long that takes.
+// So the bus is tried first, with a socket that does not wait.
 class SessionBus {
  public:
   SessionBus() = default;
