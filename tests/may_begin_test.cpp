@@ -23,6 +23,7 @@ std::string Allowed(const Situation& now) {
   add("assemble", may::Assemble(now));
   add("outside", may::AssembleOutsideRun(now));
   add("finish", may::Finish(now));
+  add("sleep", may::Sleep(now));
   return all;
 }
 
@@ -32,10 +33,10 @@ TEST(MayBegin, InEachSituationThatOccurs) {
     Situation now;
     const char* allowed;
   } rows[] = {
-      {"nothing is under way", {}, "data tick watch start connect assemble outside finish"},
+      {"nothing is under way", {}, "data tick watch start connect assemble outside finish sleep"},
       {"a list is loaded",
        {.loading_list = true},
-       "data tick watch connect assemble outside finish"},
+       "data tick watch connect assemble outside finish sleep"},
       {"a file complete at launch is joined",
        {.assembling = true, .joining = true, .assemblies = 1},
        "data tick start connect outside finish"},
@@ -44,7 +45,7 @@ TEST(MayBegin, InEachSituationThatOccurs) {
        "data tick start connect outside finish"},
       {"it has ended before Start",
        {.thread_flag = true},
-       "data tick watch start connect assemble outside finish"},
+       "data tick watch start connect assemble outside finish sleep"},
       {"the log-on is under way",
        {.running = true},
        "data tick watch start connect assemble finish"},
@@ -84,6 +85,8 @@ TEST(MayBegin, InEachSituationThatOccurs) {
 }
 
 TEST(MayBegin, AToolOnlyWhereNoneRuns) {
+  EXPECT_TRUE(may::Sleep(ToolPhase::kReady) && may::Sleep(ToolPhase::kWaiting));
+  EXPECT_FALSE(may::Sleep(ToolPhase::kClearing) || may::Sleep(ToolPhase::kFollowing));
   for (const bool job : {false, true}) {
     EXPECT_EQ(may::BeginTool({ToolPhase::kReady, job}), !job);
     EXPECT_EQ(may::BeginTool({ToolPhase::kWaiting, job}), !job);
