@@ -97,8 +97,8 @@ struct BusDesktop : TestDesktop {
   std::unique_ptr<Desktop> real = MakeRealDesktop();
   std::vector<int> progress;
   void KeepAwake(bool wanted) override { real->KeepAwake(wanted); }
-  void Notify(std::string_view text, std::function<void()> clicked) override {
-    real->Notify(text, std::move(clicked));
+  void Notify(std::string_view text, const std::function<void()>& clicked) override {
+    real->Notify(text, clicked);
   }
   void ShowProgress(int percent) override {
     progress.push_back(percent);

@@ -78,8 +78,8 @@ class RealDesktop : public Desktop {
 
   void KeepAwake(bool wanted) override { sleep_.Hold(wanted); }
 
-  void Notify(std::string_view text, std::function<void()> clicked) override {
-    notification_.Show(ToLines(text), std::move(clicked));
+  void Notify(std::string_view text, const std::function<void()>& clicked) override {
+    notification_.Show(ToLines(text), clicked);
   }
 
   // The signal that docks and task bars have taken over from one of them.

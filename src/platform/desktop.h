@@ -32,9 +32,7 @@ class Desktop {
   virtual void KeepAwake(bool) {}
   // A notification, which takes the place of the last one; `clicked` is called if the user clicks
   // it.
-  virtual void Notify(std::string_view text, std::function<void()> clicked) {
-    (void)text, (void)clicked;
-  }
+  virtual void Notify(std::string_view, const std::function<void()>& clicked) { (void)clicked; }
   // In the task bar, 0 to 100; below 0 takes it away.
   virtual void ShowProgress(int) {}
 };

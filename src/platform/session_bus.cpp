@@ -213,7 +213,7 @@ void Notification::Show(const QString& text, std::function<void()> clicked) {
 
 void Notification::Invoked(uint id, const QString& action) {
   if (id != id_ || action != "default" || !clicked_) return;
-  Dispatch("notification", clicked_);
+  Dispatch("notification", std::function(clicked_));
   qunsetenv("XDG_ACTIVATION_TOKEN");
 }
 
