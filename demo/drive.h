@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -45,6 +46,10 @@ class DriveDesktop : public Desktop {
   void ShowURL(std::string_view url) override;
   void Launch(const FolderItem& item) override;
   void Beep() override {}
+  void KeepAwake(bool wanted) override { real_->KeepAwake(wanted); }
+
+ private:
+  std::unique_ptr<Desktop> real_ = MakeRealDesktop();
 };
 
 class Driver {

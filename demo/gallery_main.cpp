@@ -1,6 +1,7 @@
-// gravlin-gallery DATA NZB PICTURES: opens every window of the program and saves a picture of each,
-// and of each tab of the wizard with an imported NZB.  DATA and PICTURES are existing folders.
-// Exits with 1 if a picture was not taken.
+// gravlin-gallery DATA NZB PICTURES [OPTION]...: opens every window of the program and saves a
+// picture of each, and of each tab of the wizard with an imported NZB.  DATA and PICTURES are
+// existing folders; an OPTION is one of the toolkit's, such as -reverse. Exits with 1 if a picture
+// was not taken.
 #include <cstdio>
 #include <filesystem>
 #include <functional>
@@ -122,12 +123,15 @@ class Gallery {
 }  // namespace gravlin
 
 int main(int argc, char** argv) {
-  if (argc != 4) {
-    std::fputs("usage: gravlin-gallery DATA NZB PICTURES\n", stderr);
+  if (argc < 4) {
+    std::fputs("usage: gravlin-gallery DATA NZB PICTURES [OPTION]...\n", stderr);
     return 2;
   }
-  int count = 1;
-  gravlin::App app(count, argv);
+  std::vector<char*> words(argv + 3, argv + argc);
+  words.front() = argv[0];
+  int count = static_cast<int>(words.size());
+  words.push_back(nullptr);
+  gravlin::App app(count, words.data());
   const gravlin::Gallery gallery(gravlin::Absolute(argv[1]), gravlin::Absolute(argv[2]),
                                  gravlin::Absolute(argv[3]));
   return app.RunLoop();

@@ -196,6 +196,24 @@ TEST_F(ListboxTest, TextsFromOutsideAreNoMarkup) {
   EXPECT_EQ(shown(1, Qt::DisplayRole), "a\uFFFDgnp.exe");
 }
 
+TEST_F(ListboxTest, BlackIsThePlainColourOfADarkThemeAndOthersStay) {
+  Color colour{0, 0, 0};
+  list.CellTextPaint = [&](int, int, CellPaint& paint) {
+    paint.text_color = colour;
+    paint.text_color_set = true;
+  };
+  Fill({"a"});
+  Show();
+  const auto shown = [&] { return view.model()->index(0, 0).data(Qt::ForegroundRole); };
+  const QPalette light = QApplication::palette();
+  EXPECT_EQ(shown(), QColor(Qt::black));
+  QApplication::setPalette(QPalette(QColor(0x20, 0x20, 0x20)));
+  EXPECT_FALSE(shown().isValid());
+  colour = {255, 255, 0};
+  EXPECT_EQ(shown(), QColor(Qt::yellow));
+  QApplication::setPalette(light);
+}
+
 TEST_F(ListboxTest, ClicksAndKeysReachTheHandlers) {
   std::string log;
   list.Change = [&] { log += "change " + Str(list.ListIndex()) + " "; };

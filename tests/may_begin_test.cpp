@@ -25,6 +25,7 @@ std::string Allowed(const Situation& now) {
   add("assemble", may::Assemble(now));
   add("outside", may::AssembleOutsideRun(now));
   add("finish", may::Finish(now));
+  add("sleep", may::Sleep(now));
   return all;
 }
 
@@ -36,10 +37,10 @@ TEST(MayBegin, InEachSituationThatOccurs) {
   } rows[] = {
       {"nothing is under way",
        {},
-       "data tick watch start button connect drop assemble outside finish"},
+       "data tick watch start button connect drop assemble outside finish sleep"},
       {"a list is loaded",
        {.loading_list = true},
-       "data tick watch button connect drop assemble outside finish"},
+       "data tick watch button connect drop assemble outside finish sleep"},
       {"a file complete at launch is joined",
        {.assembling = true, .joining = true, .assemblies = 1},
        "data tick start button connect outside finish"},
@@ -48,7 +49,7 @@ TEST(MayBegin, InEachSituationThatOccurs) {
        "data tick start button connect outside finish"},
       {"it has ended before Start",
        {.thread_flag = true},
-       "data tick watch start button connect drop assemble outside finish"},
+       "data tick watch start button connect drop assemble outside finish sleep"},
       {"the log-on is under way",
        {.running = true},
        "data tick watch start connect drop assemble finish"},
@@ -90,6 +91,8 @@ TEST(MayBegin, InEachSituationThatOccurs) {
 }
 
 TEST(MayBegin, AToolOnlyWhereNoneRuns) {
+  EXPECT_TRUE(may::Sleep(ToolPhase::kReady) && may::Sleep(ToolPhase::kWaiting));
+  EXPECT_FALSE(may::Sleep(ToolPhase::kClearing) || may::Sleep(ToolPhase::kFollowing));
   for (const bool job : {false, true}) {
     EXPECT_EQ(may::BeginTool({ToolPhase::kReady, job}), !job);
     EXPECT_EQ(may::BeginTool({ToolPhase::kWaiting, job}), !job);

@@ -31,6 +31,7 @@ int main(int argc, char** argv) {
   setenv("HOME", home.Path().c_str(), 1);
   setenv("XDG_DATA_HOME", (home / "data").c_str(), 1);
   setenv("XDG_RUNTIME_DIR", home.Path().c_str(), 1);
+  unsetenv("DBUS_SESSION_BUS_ADDRESS");
   setenv("QT_QPA_PLATFORM", "offscreen", 1);
   setenv("LC_ALL", "C.UTF-8", 1);
   setenv("TZ", "UTC", 1);

@@ -2,7 +2,9 @@
 // nameless.
 #include <QAccessible>
 #include <QComboBox>
+#include <QHeaderView>
 #include <QLabel>
+#include <QTableView>
 
 #include "platform/look.h"
 #include "platform/native.h"
@@ -75,6 +77,13 @@ void CheckWindow(Window& window) {
     EXPECT_TRUE(control->TextFits());
     EXPECT_TRUE(room.contains(PlaceOf(*control)));
     EXPECT_TRUE(HasNameAndRole(*control));
+    if (const auto* table = qobject_cast<QTableView*>(control->Native().widget.data())) {
+      const QHeaderView& headings = *table->horizontalHeader();
+      for (int column = 0; headings.count() > 1 && column < headings.count(); ++column)
+        EXPECT_LE(headings.fontMetrics().horizontalAdvance(
+                      table->model()->headerData(column, Qt::Horizontal).toString()),
+                  headings.sectionSize(column));
+    }
     if (IsGround(*control)) continue;
     for (const Control* below : seen)
       EXPECT_FALSE(below->Native().page == control->Native().page &&

@@ -26,7 +26,10 @@ App::App(int& argc, char** argv) : Application(argc, argv) {
 }
 
 // Ends all work before the lock on the folder is released.
-App::~App() { EndWork(); }
+App::~App() {
+  work_watch_.reset();
+  EndWork();
+}
 
 std::string App::LongVersion() { return GRAVLIN_VERSION; }
 
@@ -165,6 +168,7 @@ void App::Init() {
   if (!window.DoneLoading) throw std::runtime_error("the main window could not be opened");
   window.SetMenuBar(MenuMain);
   window.Show();
+  work_watch_.emplace();
   // A message of the vendor that came while a long list was loaded would be under this window, and
   // keep it from taking any input.
   GetMessage* message = Window::IfOpen<GetMessage>();

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "app/work_watch.h"
 #include "platform/application.h"
 #include "platform/menu.h"
 #include "platform/streams.h"
@@ -55,6 +56,7 @@ class App : public Application {
   void OpenFoldersAndStore();
   std::optional<FileHandle> lock_;  // on the folder, so that another session does not use it
   std::string why_no_store_;        // in plain words
+  std::optional<WorkWatch> work_watch_;
   // Says what failed and, on a line of its own, why, and ends the program.
   void FailToStart(std::string_view what, std::string_view why = {});
   void BindMenu();

@@ -129,5 +129,12 @@ constexpr bool AssembleOutsideRun(const Situation& now) { return !now.running; }
 // The sign-off, the opened folder and the repair at the end of a run.
 constexpr bool Finish(const Situation& now) { return !now.quitting; }
 
+// The computer, by itself; both have to allow it.  An assembly may outlive its run.  A tool's
+// job flag says nothing here, because a failure leaves it set.
+constexpr bool Sleep(const Situation& now) { return !now.running && now.assemblies == 0; }
+constexpr bool Sleep(ToolPhase phase) {
+  return phase == ToolPhase::kReady || phase == ToolPhase::kWaiting;
+}
+
 }  // namespace may
 }  // namespace gravlin

@@ -66,6 +66,8 @@ class Engine : public ImportOwner {
   bool ThreadFlag() const { return thread_flag_; }
   bool Assembling() const { return assembling_; }
   bool Decoding() const { return decoding_; }
+  // What came of the last run; empty if the user has stopped it.
+  std::string Outcome() const;
   // Hands the set of ParFilename and RarFilename to the repair.
   void StartPar();
   // A line of the diagnostics log, if it is switched on.

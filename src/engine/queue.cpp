@@ -215,13 +215,8 @@ void Engine::Finish() {
   EnterState(states::kSentQuit);
   WriteDebug("Finish", "Sending command: Quit");
   Send("Quit");
-  std::string status = "All done!", logged = "All done.";
-  if (TotalErrors != 0) {
-    status = "All done, but with errors on " + Format(TotalErrors, "###,###,##0") + " posts.";
-    logged = status;
-  }
-  SetStatus(status);
-  WriteDebug("Finish", logged);
+  SetStatus(Outcome());
+  WriteDebug("Finish", TotalErrors != 0 ? Outcome() : "All done.");
   SetStartButton(false);
   SetRunning(false);
   AllowStart();
@@ -241,6 +236,13 @@ void Engine::Finish() {
   }
   view_.ShowAdvice(AdviceAfter(TotalErrors, ParFilename, RarFilename));
   if (!ParFilename.empty()) StartPar();
+}
+
+std::string Engine::Outcome() const {
+  if (!stop_reason_.empty()) return stop_reason_;
+  if (FilesIndex < static_cast<std::int32_t>(Files.size())) return {};
+  if (TotalErrors == 0) return "All done!";
+  return "All done, but with errors on " + Format(TotalErrors, "###,###,##0") + " posts.";
 }
 
 void Engine::OpenDownloadsFolder() {

@@ -25,6 +25,8 @@
 #include "platform/clock.h"
 #include "platform/desktop.h"
 #include "platform/fibers.h"
+#include "platform/native.h"
+#include "platform/session_bus.h"
 #include "platform/shell.h"
 #include "platform/streams.h"
 #include "platform/window.h"
@@ -76,6 +78,7 @@ struct Application::Native {
   Native(int& argc, char** argv) {
     if (!QCoreApplication::instance()) {
       QCoreApplication::setApplicationName("gravlin");
+      LeaveMuteBus();
       toolkit = std::make_unique<QApplication>(argc, argv);
       QApplication::setQuitOnLastWindowClosed(false);
     }

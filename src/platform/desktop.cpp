@@ -1,5 +1,5 @@
-// The real desktop: message boxes, file dialogs, the browser, the file manager, and the room on the
-// disk.
+// The real desktop: message boxes, file dialogs, the browser, the file manager, the room on the
+// disk and the services of the session's bus.
 #include "platform/desktop.h"
 
 #include <sys/stat.h>
@@ -11,9 +11,13 @@
 #include <QFileDialog>
 #include <QMessageBox>
 #include <QUrl>
+#include <algorithm>
+#include <utility>
 
 #include "platform/fibers.h"
 #include "platform/file_types.h"
+#include "platform/native.h"
+#include "platform/session_bus.h"
 #include "platform/toolkit_text.h"
 
 namespace gravlin {
@@ -76,8 +80,31 @@ class RealDesktop : public Desktop {
 
   void Beep() override { QApplication::beep(); }
 
+  void KeepAwake(bool wanted) override { sleep_.Hold(wanted); }
+
+  void Notify(std::string_view text, const std::function<void()>& clicked) override {
+    notification_.Show(ToLines(text), clicked);
+  }
+
+  // The signal that docks and task bars have taken over from one of them.
+  void ShowProgress(int percent) override {
+    bus_.Ask([percent](QDBusConnection* bus) {
+      if (!bus) return;
+      QDBusMessage update =
+          QDBusMessage::createSignal("/com/canonical/unity/launcherentry/gravlin",
+                                     "com.canonical.Unity.LauncherEntry", "Update");
+      update << "application://gravlin.desktop"
+             << QVariantMap{{"progress", std::max(percent, 0) / 100.0},
+                            {"progress-visible", percent >= 0}};
+      bus->send(update);
+    });
+  }
+
  private:
   QString folder_;  // of the last file chosen
+  SessionBus bus_;
+  SleepBlock sleep_{bus_};
+  Notification notification_{bus_};
 };
 
 Desktop*& InForce() {
@@ -101,9 +128,12 @@ std::optional<DiskRoom> Desktop::RoomFor(const FolderItem& item) {
 }
 
 Desktop& TheDesktop() {
-  static RealDesktop real;
-  return InForce() ? *InForce() : real;
+  // Never destroyed, because the toolkit ends before the process's static objects.
+  static Desktop* const real = MakeRealDesktop().release();
+  return InForce() ? *InForce() : *real;
 }
+
+std::unique_ptr<Desktop> MakeRealDesktop() { return std::make_unique<RealDesktop>(); }
 
 void SetDesktop(Desktop* desktop) { InForce() = desktop; }
 

@@ -1,9 +1,11 @@
-// Boxes, dialogs, the browser and the file manager: one replaceable Desktop, so that a test or the
-// driver can answer a box and read what was asked.
+// Boxes, dialogs, the browser, the file manager, and what a user sees from afar: one replaceable
+// Desktop, so that a test or the driver can answer a box and read what was asked.
 #pragma once
 
 #include <cstdint>
 #include <optional>
+#include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -32,12 +34,25 @@ class Desktop {
   virtual void Beep() = 0;
   // On the disk of an item, which need not exist; nothing if the system does not say.
   virtual std::optional<DiskRoom> RoomFor(const FolderItem& item);
+
+  // What follows goes to the desktop's services over the session's bus (session_bus.h says to
+  // which, and why those); where there is none nothing happens.  None of it waits.
+
+  // True keeps the computer from going to sleep by itself, until false or the end of the process.
+  virtual void KeepAwake(bool) {}
+  // A notification, which takes the place of the last one; `clicked` is called if the user clicks
+  // it.
+  virtual void Notify(std::string_view, const std::function<void()>& clicked) { (void)clicked; }
+  // In the task bar, 0 to 100; below 0 takes it away.
+  virtual void ShowProgress(int) {}
 };
 
 // The desktop in force: the real one unless SetDesktop gave another.  nullptr restores the real
 // one.
 Desktop& TheDesktop();
 void SetDesktop(Desktop* desktop);
+// A real one, for a desktop that passes on a part of what it is asked.
+std::unique_ptr<Desktop> MakeRealDesktop();
 
 // Short forms.  A box asked for inside a cooperative thread runs on the main stack while the thread
 // waits.

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/listbox_model.h"
+#include "platform/look.h"
 #include "platform/native.h"
 #include "platform/text.h"
 
@@ -44,7 +45,7 @@ struct Listbox::View : QTableView {
             [this](int column, int, int width) {
               if (placing_) return;
               shared = false;
-              model_.widths[static_cast<std::size_t>(column)] = width;
+              model_.widths[static_cast<std::size_t>(column)] = ToInt32(width / Larger());
             });
     connect(horizontalHeader(), &QHeaderView::sectionClicked, this, &View::HeadingClicked);
     SetFont();
@@ -63,7 +64,7 @@ struct Listbox::View : QTableView {
   void PlaceColumns() {
     placing_ = true;
     for (int column = 0; column < model_.columnCount(); ++column)
-      setColumnWidth(column, model_.widths[static_cast<std::size_t>(column)]);
+      setColumnWidth(column, ToInt32(model_.widths[static_cast<std::size_t>(column)] * Larger()));
     placing_ = false;
   }
 
@@ -83,6 +84,14 @@ struct Listbox::View : QTableView {
     if (std::exchange(scroll_to_position, false))
       verticalScrollBar()->setValue(model_.scroll_position);
     showing_ = false;
+  }
+
+  // How much wider than given a column is on the screen, for a user who wants large texts: only
+  // where the table can be scrolled.
+  double Larger() const {
+    const bool scrolls = horizontalScrollBarPolicy() != Qt::ScrollBarAlwaysOff;
+    if (shared || !scrolls || model_.columnCount() == 1) return 1;
+    return 1 + static_cast<double>(LargerBy()) / InterfaceFont().pixelSize();
   }
 
   bool scroll_to_position = false;

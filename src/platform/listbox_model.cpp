@@ -177,7 +177,11 @@ QVariant Listbox::Model::TextColour(int row, int column) const {
   CellPaint paint;
   Raise("CellTextPaint", listbox_.CellTextPaint, row, column, paint);
   if (!paint.text_color_set) return {};
-  return Readable(ToQt(paint.text_color), QApplication::palette().color(QPalette::Base));
+  const QColor wanted = ToQt(paint.text_color);
+  const QColor shown = Readable(wanted, QApplication::palette().color(QPalette::Base));
+  // Black is the plain colour, and a dark theme has one of its own.
+  if (wanted == Qt::black && shown != wanted) return {};
+  return shown;
 }
 
 QVariant Listbox::Model::headerData(int section, Qt::Orientation orientation, int role) const {

@@ -64,6 +64,9 @@ void SetUpLook() {
   if (done) return;
   done = true;
   QApplication::setQuitOnLastWindowClosed(false);
+  // The texts are English, and the places of the controls are fixed; mirrored, each full stop would
+  // begin its line.
+  QGuiApplication::setLayoutDirection(Qt::LeftToRight);
   QGuiApplication::setDesktopFileName("gravlin");
   BringInIcon();
   QIcon icon;

@@ -173,8 +173,11 @@ bool GroupBox::TextFits() const {
 void RectangleWidget::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   painter.fillRect(rect(), fill);
-  painter.setPen(fill.darker(160));
-  painter.drawRect(rect().adjusted(0, 0, -1, -1));
+  // As filled strips, because at a scale such as 125 % a thin line may fall outside of the widget.
+  const int right = width() - 1, bottom = height() - 1;
+  for (const QRectF& edge : {QRectF(0, 0, width(), 1), QRectF(0, bottom, width(), 1),
+                             QRectF(0, 0, 1, height()), QRectF(right, 0, 1, height())})
+    painter.fillRect(edge, fill.darker(160));
 }
 
 Rectangle::Rectangle(Window& window, std::string_view name, const Rect& bounds, Color fill)

@@ -204,6 +204,8 @@ std::vector<Window*> Window::All() {
   return all;
 }
 
+bool Window::AnyActive() { return QApplication::activeWindow() != nullptr; }
+
 void Window::CloseAll() {
   std::vector<Window*> all = All();
   for (auto window = all.rbegin(); window != all.rend(); ++window) (*window)->Close();
@@ -247,6 +249,9 @@ void DestroyClosedWindows() {
 
 std::string Window::Title() const { return FromQt(native_->frame->windowTitle()); }
 void Window::SetTitle(std::string_view title) { native_->frame->setWindowTitle(ToQt(title)); }
+void Window::SetTaskBarText(std::string_view text) {
+  native_->frame->setWindowIconText(text.empty() ? native_->frame->windowTitle() : ToQt(text));
+}
 
 int Window::Left() const { return native_->frame->geometry().x(); }
 int Window::Top() const { return native_->frame->geometry().y(); }

@@ -60,6 +60,8 @@ class Window {
   }
   // All open windows, oldest first.
   static std::vector<Window*> All();
+  // The user works in one of the program's windows.
+  static bool AnyActive();
   // Closes every window, the newest first, as at the end of the program.
   static void CloseAll();
 
@@ -74,6 +76,8 @@ class Window {
 
   std::string Title() const;
   void SetTitle(std::string_view title);
+  // What a task bar shows in place of the title, where it knows of that (X11); empty for the title.
+  void SetTaskBarText(std::string_view text);
   // Place of the content on the screen, without the frame.
   int Left() const;
   int Top() const;

@@ -73,6 +73,9 @@ class ToolRunView {
 
 class ToolRun {
  public:
+  ToolPhase Phase() const { return phase_; }
+  // The status without the note about the files that wait.
+  const std::string& Status() const { return status_; }
   // Starts a run on fInput, or waits until no other window's run is under way.  A path of which no
   // command can be made is refused, and takes the job from no other.
   void StartProcess();
@@ -80,7 +83,6 @@ class ToolRun {
 
   void tWait_Action();
   void tDeleteOutput_Action();
-  ToolPhase Phase() const { return phase_; }
 
   FolderItem fInput;
   FolderItem fOutput;
@@ -114,8 +116,6 @@ class ToolRun {
   bool MayBeginFile() const { return may::BeginFile({.phase = phase_}); }
   // Names of the files that wait.
   std::vector<std::string> WaitingFiles() const;
-  // The status without the note about the files that wait, and the way to change it.
-  const std::string& Status() const { return status_; }
   void ShowStatus(std::string_view text);
   // In place of "Starting...": the tool writes.
   void ShowProcessing();
