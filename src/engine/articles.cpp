@@ -118,7 +118,8 @@ void Engine::SaveAndDecodePart() {
     FailPart("could not save " + PartFileName);
     return;
   }
-  CountPart(ArticleBody.size());
+  const std::size_t bytes = ArticleBody.size();
+  CountPart(bytes);
   ArticleBody.clear();
   const int row = SelectRowOf(TheFilename);
   if (row >= 0) {
@@ -129,6 +130,7 @@ void Engine::SaveAndDecodePart() {
   parts_on_disk_.Add(PartNo);
   if (!PartsComplete()) {
     WriteDebug("SaveAndDecodePart", "Did not find all the parts for: " + TheFilename);
+    work_ahead_.PartSaved(parts_on_disk_, bytes);
     GetNextArticle();
   } else {
     StartConcat();
@@ -148,21 +150,25 @@ bool Engine::PartsComplete() {
   return complete;
 }
 
+bool Engine::WriteScratchFile(const FolderItem& scratch) try {
+  LongBinaryStream stream(scratch, true, 4096);
+  const bool written = stream.Write(ArticleBody);
+  return stream.Close() && written;
+} catch (const NilObjectException&) {
+  return false;
+}
+
 // The part gets its name only when every byte has been taken, so that a file with a part's name is
 // a whole article.
 bool Engine::SavePart() {
   part_flush_.BeforePart();
   FolderItem scratch = ScratchFile();
-  try {
-    LongBinaryStream stream(scratch, true, 4096);
-    ++disk_failures_;
-    const bool written = stream.Write(ArticleBody);
-    if (!stream.Close() || !written) return false;
-    disk_failures_ = 0;
-  } catch (const NilObjectException&) {
+  // Work ahead may have taken the room.
+  if (!WriteScratchFile(scratch) && !(work_ahead_.Drop(true) && WriteScratchFile(scratch))) {
     ++disk_failures_;
     return false;
   }
+  disk_failures_ = 0;
   const FolderItem empty_part = fParts.Child(PartFileName);
   if (empty_part.Exists() && empty_part.Length() == 0) empty_part.Delete();
   if (!scratch.SetName(PartFileName)) return false;

@@ -16,6 +16,7 @@
 #include "engine/part_flush.h"
 #include "engine/parts_on_disk.h"
 #include "engine/server_settings.h"
+#include "engine/work_ahead.h"
 #include "nzb/import_owner.h"
 #include "platform/clock.h"
 #include "platform/folder_item.h"
@@ -35,6 +36,9 @@ struct AssemblyJob {
   std::string TheFilename, TheExt;
   std::int32_t LargestPartNo = 0;
   std::int32_t DownloaderFilesID = 0;
+  // From Assemble to Decode.
+  std::vector<std::int32_t> numbers = {};     // of the parts that are joined
+  std::shared_ptr<AheadFile> ahead = nullptr;  // what they decode to, if that is done already
 };
 
 class Engine : public ImportOwner {
@@ -152,8 +156,8 @@ class Engine : public ImportOwner {
 
   // --- Assembly and decoding (decode/assembly.cpp) ---
   void StartConcat();
-  void Assemble(const AssemblyJob& job);
-  void Decode(const AssemblyJob& job);
+  void Assemble(AssemblyJob& job);
+  void Decode(AssemblyJob& job);
 
   FolderItem fTemp;
   std::string Encoding, RealFilename;
@@ -218,6 +222,7 @@ class Engine : public ImportOwner {
   FolderItem ScratchFile() const;  // a part until it gets its name
   bool WantsArticle(const FolderItem& part);
   bool SavePart();
+  bool WriteScratchFile(const FolderItem& scratch);
   bool PartsComplete();
   void FailPart(std::string_view why);
   void CountPart(std::size_t bytes);
@@ -252,6 +257,7 @@ class Engine : public ImportOwner {
   RunView& view_;
   PartFlush part_flush_;
   PartsOnDisk parts_on_disk_;      // of the current file
+  WorkAhead work_ahead_;           // on the current file
   std::set<std::string> endless_;  // articles of this run whose reply had no end
   int disk_failures_ = 0;          // articles in a row that the disk did not take
   std::string stop_reason_;        // shown at the end of a run that the program stopped itself

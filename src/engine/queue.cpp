@@ -118,6 +118,9 @@ bool Engine::LoadNextFile() {
   TheFilename = filename;
   TheExt = file->Field("Ext").StringValue();
   const auto [present, missing] = FindParts();
+  std::vector<std::int32_t> numbers;
+  for (const std::string& entry : Article) numbers.push_back(ToInt32(Val(entry)));
+  work_ahead_.Begin(fParts, TheFilename, std::move(numbers));
   if (present == TotalParts) {
     // The rest of the reply that led here may still be on its way.  In this state nothing judges
     // it.
@@ -130,6 +133,7 @@ bool Engine::LoadNextFile() {
     GiveUpFile("Disk error: the disk does not take the name " + missing.Name(), present);
     return false;
   }
+  work_ahead_.TakeUp(parts_on_disk_);
   SelectRowOf(TheFilename);
   InitGroup();
   return true;
@@ -202,6 +206,7 @@ void Engine::Finish() {
   SetStartButton(false);
   AllowStart();
   SetRunning(false);
+  work_ahead_.Drop();
   if (FileCreated) OpenDownloadsFolder();
   view_.ShowTotalTime((Ticks() - OverallStartTick) / 60);
   view_.ShowBar(100);

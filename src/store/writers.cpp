@@ -122,7 +122,7 @@ void AddRecToDB(std::string_view pTable, std::vector<DatabaseRecord> pRec,
 int PendingWrites() { return PendingTurn::Count(); }
 
 bool AwaitWrites() {
-  constexpr int kShortPause = 10, kTries = 200;  // milliseconds
+  constexpr int kShortPause = 1, kTries = 2000;  // milliseconds
   for (int i = 0; i < kTries && PendingWrites() > 0 && !DBKept; ++i) Thread::Sleep(kShortPause);
   return PendingWrites() == 0;
 }
