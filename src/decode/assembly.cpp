@@ -249,7 +249,7 @@ void Engine::Assembly::RenameToNameInBody() {
   // An import may have given the ID to a file of another NZB meanwhile.
   Code::SaveToDB({"Update NZBFiles Set Filename='" + name + "' where ID=" +
                   Str(job_.DownloaderFilesID) + " and Filename='" + job_.TheFilename + "'"},
-                 "none", /*durable=*/true);
+                 "none", Code::Saving::kDurably);
   if (const int row = engine_.List.FindRow(job_.TheFilename); row >= 0) {
     engine_.List.SetListIndex(row);
     engine_.List.Rename(row, name);

@@ -66,6 +66,7 @@ bool AheadFile::Add(std::int32_t number) {
     read += static_cast<std::int64_t>(count);
     const std::size_t bytes = decoder_->Decode({from.get(), count}, to.get());
     if (!stream_->Write({reinterpret_cast<const char*>(to.get()), bytes})) return false;
+    decoded_bytes_ += static_cast<std::int64_t>(bytes);
     unflushed_ += static_cast<std::int64_t>(bytes);
     if (unflushed_ >= kFlushStep) {
       unflushed_ = 0;
@@ -74,6 +75,7 @@ bool AheadFile::Add(std::int32_t number) {
   }
   if (!source.Close() || read != stamp.length || part.Stamp() != stamp) return false;
   done_.push_back({number, stamp});
+  stamp_ = file_.Stamp();
   joined_bytes_ += read;
   return true;
 }
@@ -97,10 +99,15 @@ bool AheadFile::Fits(const std::vector<std::int32_t>& numbers) const {
 }
 
 bool AheadFile::Finish(const std::vector<std::int32_t>& numbers) try {
-  bool good = !failed_ && Open() && Fits(numbers);
+  // Somebody else may have been at the file.
+  const auto untouched = [this] {
+    return file_.Stamp() == stamp_ && stamp_.length == decoded_bytes_;
+  };
+  bool good = !failed_ && Open() && (done_.empty() || untouched()) && Fits(numbers);
   for (std::size_t i = done_.size(); i < numbers.size() && good; ++i) good = Add(numbers[i]);
-  if (!good) Discard();
-  return good;
+  if (good && untouched()) return true;
+  Discard();
+  return false;
 } catch (const NilObjectException&) {
   Discard();
   return false;

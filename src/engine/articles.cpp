@@ -200,16 +200,12 @@ void Engine::CountPart(std::size_t bytes) {
   const double length = static_cast<double>(bytes);
   const std::string this_file =
       " where ID=" + Str(DownloaderFilesID) + " and Filename='" + TheFilename + "'";
-  std::vector<std::string> sql;
-  const auto settings = db->SQLSelect("Select CompletedBytes from Settings_Gravlin");
-  if (settings && !settings->EndOfFile()) {
-    const double completed = settings->Field("CompletedBytes").DoubleValue() + length;
-    sql.push_back(
-        "Update Settings_Gravlin Set CompletedBytes=" + Format(completed, "#####################") +
-        " where exists (Select ID from NZBFiles" + this_file + ")");
-  }
-  sql.push_back("Update NZBFiles Set PartsDone=PartsDone+1" + this_file);
-  Code::SaveToDB(std::move(sql), "none");
+  // Added to what the store has by then, since the counts of several articles are written together.
+  Code::SaveToDB({"Update Settings_Gravlin Set CompletedBytes=ifnull(CompletedBytes,0)+" +
+                      Format(length, "#####################") +
+                      " where exists (Select ID from NZBFiles" + this_file + ")",
+                  "Update NZBFiles Set PartsDone=PartsDone+1" + this_file},
+                 "none", Code::Saving::kTogether);
   BytesLeft -= length;
   mb += length / 1024 / 1024;
   view_.ShowMegabytes(mb);

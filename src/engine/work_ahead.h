@@ -70,7 +70,8 @@ class AheadFile {
   std::unique_ptr<LongBinaryStream> stream_;
   std::unique_ptr<YencDecoder> decoder_;
   std::vector<Part> done_;
-  std::int64_t joined_bytes_ = 0, unflushed_ = 0;
+  FileStamp stamp_;  // of File() after the last part
+  std::int64_t joined_bytes_ = 0, decoded_bytes_ = 0, unflushed_ = 0;
   bool failed_ = false;
   std::atomic<bool> hurry_ = false;
 };
