@@ -91,7 +91,6 @@ class Engine::Assembly {
   std::string NameInBody(std::int32_t part, std::string_view text);
   void DecodeJoined();
   void PutInPlace();
-  void DeleteParts();
   bool IsThereAlready(std::string_view name);
   void RenameToNameInBody();
   void ShowRow(bool done, std::string_view message);
@@ -193,31 +192,32 @@ void Engine::Assembly::DecodeJoined() {
                          Format(static_cast<double>(engine_.fTemp.Length()), "###,###,###,###"));
 }
 
-// Flushes the decoded file and moves it under its name, in one step that replaces nothing.
+// Flushes the decoded file and moves it under its name, in one step that replaces nothing.  Only
+// then the joined file and the parts go.
 void Engine::Assembly::PutInPlace() {
   bool flushed = false, moved = false;
   FolderItem file = engine_.fTemp;
-  Thread::Offload([&flushed, &moved, &file, this, folder = engine_.fDownloads]() mutable {
-    if (!folder.Exists()) folder.CreateAsFolder();
-    flushed = job_.ahead ? job_.ahead->Flush() : file.Flush();
-    moved = flushed && file.MoveTo(folder, job_.TheFilename);
-    flushed = moved && folder.Flush();
-    // As if it had not been moved: the parts stay, and the next run joins them again.
-    if (moved && !flushed) file.Delete();
-  });
+  auto deleted = std::make_unique<FreeThread>();
+  // In one call, since the next file waits for each time that a helper is woken.
+  Thread::Offload(
+      [&, joined = JoinedFile(), folder = engine_.fDownloads, parts = engine_.fParts]() mutable {
+        if (!folder.Exists()) folder.CreateAsFolder();
+        flushed = job_.ahead ? job_.ahead->Flush() : file.Flush();
+        moved = flushed && file.MoveTo(folder, job_.TheFilename);
+        flushed = moved && folder.Flush();
+        // As if it had not been moved: the parts stay, and the next run joins them again.
+        if (moved && !flushed) file.Delete();
+        if (!flushed) return;
+        joined.Delete();
+        for (const std::int32_t number : job_.numbers)
+          deleted->Delete(parts.Child(PartFileNameOf(job_.TheFilename, number)));
+      });
   Need(moved, "the decoded file could not be moved to the Downloads folder");
   engine_.fTemp = file;
   Need(flushed, "the Downloads folder could not be flushed");
-}
-
-void Engine::Assembly::DeleteParts() {
+  engine_.FileCreated = true;
   engine_.WriteDebug("Decode", "Deleting part files...");
-  auto kept = std::make_unique<FreeThread>();
-  Thread::Offload([this, &kept, folder = engine_.fParts] {
-    for (const std::int32_t number : job_.numbers)
-      kept->Delete(folder.Child(PartFileNameOf(job_.TheFilename, number)));
-  });
-  Thread::Run(std::move(kept));
+  Thread::Run(std::move(deleted));
 }
 
 // A run that was cut off between the new name on the disk and the same in the store has the file
@@ -302,10 +302,10 @@ void Engine::Assembly::Decode() {
     if (decodable) {
       DecodeJoined();
       PutInPlace();
+    } else {
+      engine_.FileCreated = true;
+      JoinedFile().Delete();
     }
-    engine_.FileCreated = true;
-    JoinedFile().Delete();
-    if (decodable) DeleteParts();
     ShowRow(true, "File saved OK.");
     Code::RemoveFromActiveFiles(job_.TheFilename);
     if (decodable) RenameToNameInBody();
