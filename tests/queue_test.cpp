@@ -25,7 +25,8 @@ TEST_F(QueueTest, ALaunchCountsWhatLiesOnDisk) {
   LeavePart(posted, 1, 1);
   std::ofstream(Parts() / "b.rar-p00002.txt");  // empty: a crash left it
   // What a kill leaves: temporary files, and what belongs to a file that is finished.
-  for (const char* left : {"nzb_temp.ahead-1.decoded", "nzb_temp.rar", "c.rar.txt", "c.rar-p00003.txt"})
+  for (const char* left :
+       {"nzb_temp.ahead-1.decoded", "nzb_temp.rar", "c.rar.txt", "c.rar-p00003.txt"})
     std::ofstream(Parts() / left) << "half";
   std::ofstream(Parts() / "nzb_temp.rar-p00001.txt") << "of a file with an odd name\r\n.\r\n";
   std::ofstream(Downloads() / "c.rar") << "there";

@@ -19,7 +19,7 @@ namespace {
 // Fits into the processor's cache with what is decoded from it.
 constexpr std::size_t kBlock = 256 * 1024;
 // Bytes after which the system is asked to begin writing them to the disk.
-constexpr std::int64_t kFlushStep = 4 * 1024 * 1024;
+constexpr std::int64_t kFlushStep = 2 * 1024 * 1024;
 // Room that is left to the parts.
 constexpr std::int64_t kRoomForParts = 512 * 1024 * 1024;
 

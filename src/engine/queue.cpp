@@ -204,9 +204,9 @@ void Engine::Finish() {
   SetStatus(status);
   WriteDebug("Finish", logged);
   SetStartButton(false);
-  AllowStart();
   SetRunning(false);
   work_ahead_.Drop();
+  AllowStart();
   if (FileCreated) OpenDownloadsFolder();
   view_.ShowTotalTime((Ticks() - OverallStartTick) / 60);
   view_.ShowBar(100);

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/code.h"
+#include "base/may_begin.h"
 #include "platform/waiting.h"
 
 namespace gravlin {
@@ -36,7 +37,7 @@ class WriteRight {
   WriteRight& operator=(const WriteRight&) = delete;
   void GiveBack() {
     if (!std::exchange(held_, false)) return;
-    Code::DBFree = true;
+    Code::FreeDB();
     turn_.Leave();
   }
 
@@ -120,6 +121,8 @@ bool LockDB() {
   return std::exchange(DBFree, false);
 }
 
+void FreeDB() { DBFree = true; }
+
 void SaveToDB(std::vector<std::string> sql, std::string_view ReturnTo, Saving how) {
   if (how == Saving::kTogether && SaveData::LetWaitingDo(sql)) return;
   auto writer = std::make_unique<SaveData>();
@@ -141,10 +144,12 @@ void AddRecToDB(std::string_view pTable, std::vector<DatabaseRecord> pRec,
 
 int PendingWrites() { return PendingTurn::Count(); }
 
+WriteSituation CurrentWrites() { return {.pending = PendingWrites(), .kept = DBKept}; }
+
 bool AwaitWrites() {
   SaveData::LetNoneWait();
   constexpr int kShortPause = 1, kTries = 2000;  // milliseconds
-  for (int i = 0; i < kTries && PendingWrites() > 0 && !DBKept; ++i) Thread::Sleep(kShortPause);
+  for (int i = 0; i < kTries && may::AwaitWrites(CurrentWrites()); ++i) Thread::Sleep(kShortPause);
   return PendingWrites() == 0;
 }
 

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -58,13 +59,7 @@ struct ShownRun : RunView {
   void ShowImportBar(int) override {}
   void ShowDownloadTab() override { download_tab = true; }
   ServerSettings FormServer() const override { return form; }
-  void FillServerForm(const RecordSet& server, int ssl_index) override {
-    form = {.URL = server.Field("URL").StringValue(),
-            .Username = server.Field("Username").StringValue(),
-            .Password = server.Field("Password").StringValue(),
-            .Port = server.Field("Port").IntegerValue(),
-            .SSL = Code::SSLStringToCode(SSLColumn(ssl_index))};
-  }
+  void FillServerForm(const RecordSet& server) override { form = ServerInRow(server); }
   void ShowConnectionError(std::string_view reason) override { error = reason; }
   void BeginRepair(const FolderItem& par, const FolderItem&) override {
     repairs.push_back(par.Name());
@@ -147,7 +142,12 @@ class RunFixture : public ::testing::Test {
     Settle();
     Code::DBFree = false;
     server->Release();
-    ASSERT_TRUE(clock.RunUntil([&] { return TheEngine().Decoding(); }));
+    const auto renamed =
+        Downloads() / std::find_if(posted.Files().begin(), posted.Files().end(), [](const auto& f) {
+                        return f.name != f.body_name;
+                      })->body_name;
+    ASSERT_TRUE(
+        clock.RunUntil([&] { return TheEngine().Decoding() && std::filesystem::exists(renamed); }));
   }
   // To the end of the run, with the server's answer to the sign-off.
   bool RunToEnd() { return RunToState("logged off"); }
