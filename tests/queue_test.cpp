@@ -74,7 +74,7 @@ TEST_F(QueueTest, WhatAPowerCutDamagedIsNoPart) {
   EXPECT_EQ(Cell(0, ListColumn::kPartsPresent), "2");
   EXPECT_TRUE(std::filesystem::exists(part(1)) && std::filesystem::exists(part(5)));
   Start();
-  ASSERT_TRUE(RunToEnd());
+  ASSERT_TRUE(RunToEnd() && clock.RunUntil([] { return LiveThreads() == 0; }));
   EXPECT_GT(std::filesystem::last_write_time(mark), now - std::chrono::seconds(20))
       << "the parts of this run are flushed";
 }
