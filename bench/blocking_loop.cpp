@@ -1,7 +1,7 @@
-// The limit of a download: one connection, one command at a time, each reply written to a file as
-// it is.  It uses no code of the program, so that the program is measured against something else.
-// Usage: gravlin-blocking-loop NZB PORT FOLDER [AUTHORITY]
-// prints the seconds from connect to the last file.
+// The limit of a download: one connection, one command at a time, the group before each file, each
+// reply written to a file as it is.  It uses no code of the program, so that the program is
+// measured against something else. Usage: gravlin-blocking-loop NZB PORT FOLDER [AUTHORITY] prints
+// the seconds from connect to the last file.
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
@@ -25,20 +25,26 @@ void Require(bool good, const char* what) {
   if (!good) throw std::runtime_error(what);
 }
 
-std::vector<std::string> MessageIds(const char* nzb) {
+// The ids of each file.
+std::vector<std::vector<std::string>> MessageIds(const char* nzb) {
   std::ifstream in(nzb, std::ios::binary);
   const std::string text{std::istreambuf_iterator<char>(in), {}};
-  std::vector<std::string> ids;
+  std::vector<std::vector<std::string>> files;
+  std::size_t next_file = text.find("<file ");
   for (std::size_t at = 0; (at = text.find("<segment ", at)) != std::string::npos;) {
+    if (at > next_file) {
+      files.emplace_back();
+      next_file = text.find("<file ", at);
+    }
     const std::size_t from = text.find('>', at) + 1;
     at = text.find('<', from);
     std::string id = text.substr(from, at - from);
     for (std::size_t amp = 0; (amp = id.find("&amp;", amp)) != std::string::npos; ++amp) {
       id.erase(amp + 1, 4);
     }
-    ids.push_back(std::move(id));
+    files.back().push_back(std::move(id));
   }
-  return ids;
+  return files;
 }
 
 class Link {
@@ -91,22 +97,26 @@ class Link {
   std::vector<char> buffer_ = std::vector<char>(std::size_t{1} << 20);
 };
 
+void Save(const std::string& path, std::string_view reply) {
+  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  Require(file >= 0 && write(file, reply.data(), reply.size()) == ssize_t(reply.size()) &&
+              close(file) == 0,
+          "cannot write");
+}
+
 void Run(const char* nzb, int port, const std::string& folder, const char* authority) {
-  const auto ids = MessageIds(nzb);
+  const auto files = MessageIds(nzb);
   const auto began = std::chrono::steady_clock::now();
   Link link(port, authority);
   link.Reply("\r\n");
-  link.Send("GROUP alt.binaries.test");
-  link.Reply("\r\n");
   int number = 0;
-  for (const std::string& id : ids) {
-    link.Send("ARTICLE <" + id + ">");
-    const std::string_view reply = link.Reply("\r\n.\r\n");
-    const int file = open((folder + "/" + std::to_string(++number)).c_str(),
-                          O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    Require(file >= 0 && write(file, reply.data(), reply.size()) == ssize_t(reply.size()) &&
-                close(file) == 0,
-            "cannot write");
+  for (const auto& ids : files) {
+    link.Send("GROUP alt.binaries.test");
+    link.Reply("\r\n");
+    for (const std::string& id : ids) {
+      link.Send("ARTICLE <" + id + ">");
+      Save(folder + "/" + std::to_string(++number), link.Reply("\r\n.\r\n"));
+    }
   }
   const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - began;
   std::printf("%.3f\n", taken.count());

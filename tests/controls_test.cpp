@@ -16,6 +16,7 @@
 #include "platform/native.h"
 #include "platform/text.h"
 #include "platform/thread.h"
+#include "support/test_clock.h"
 
 namespace gravlin::testing {
 namespace {
@@ -97,6 +98,7 @@ TEST_F(ControlsTest, AButtonIsPushedOnlyWhereAUserCould) {
 }
 
 TEST_F(ControlsTest, AStormOfTextsIsShownOnce) {
+  TestClock clock;  // whose frames need no waiting
   Show();
   const auto* label = static_cast<QLabel*>(WidgetOf(window.status));
   for (int i = 0; i < 10'000; ++i) window.status.SetText("Status " + Str(i));

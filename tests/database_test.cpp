@@ -302,6 +302,23 @@ TEST_F(WritersTest, ABurstOfWritersWritesOneAtATimeAndLosesNothing) {
   EXPECT_LT(clock.Milliseconds() - start, 3000);
 }
 
+// As the counts of articles that come faster than transactions end.
+TEST_F(WritersTest, WhatWaitsTogetherIsWrittenInItsOrder) {
+  std::string all;
+  const auto save = [&](int number, Code::Saving how) {
+    all += Str(number) + " ";
+    Code::SaveToDB({"Update Settings_Gravlin Set Name=ifnull(Name,'')||'" + Str(number) + " '"},
+                   "none", how);
+  };
+  for (int i = 0; i < 250; ++i) save(i, Code::Saving::kTogether);
+  EXPECT_EQ(Code::PendingWrites(), 3);
+  save(250, Code::Saving::kAlone);
+  save(251, Code::Saving::kTogether);
+  save(252, Code::Saving::kTogether);
+  ASSERT_TRUE(Save());
+  EXPECT_EQ(Stored("Settings_Gravlin", "Name"), all);
+}
+
 TEST_F(WritersTest, AnotherConnectionsTransactionOnlyDelays) {
   Database other(Code::fGlobalDB);
   ASSERT_TRUE(other.Connect());

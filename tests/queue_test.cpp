@@ -25,7 +25,8 @@ TEST_F(QueueTest, ALaunchCountsWhatLiesOnDisk) {
   LeavePart(posted, 1, 1);
   std::ofstream(Parts() / "b.rar-p00002.txt");  // empty: a crash left it
   // What a kill leaves: temporary files, and what belongs to a file that is finished.
-  for (const char* left : {"nzb_temp.txt", "nzb_temp.rar", "c.rar.txt", "c.rar-p00003.txt"})
+  for (const char* left :
+       {"nzb_temp.ahead-1.decoded", "nzb_temp.rar", "c.rar.txt", "c.rar-p00003.txt"})
     std::ofstream(Parts() / left) << "half";
   std::ofstream(Parts() / "nzb_temp.rar-p00001.txt") << "of a file with an odd name\r\n.\r\n";
   std::ofstream(Downloads() / "c.rar") << "there";
@@ -73,7 +74,7 @@ TEST_F(QueueTest, WhatAPowerCutDamagedIsNoPart) {
   EXPECT_EQ(Cell(0, ListColumn::kPartsPresent), "2");
   EXPECT_TRUE(std::filesystem::exists(part(1)) && std::filesystem::exists(part(5)));
   Start();
-  ASSERT_TRUE(RunToEnd());
+  ASSERT_TRUE(RunToEnd() && clock.RunUntil([] { return LiveThreads() == 0; }));
   EXPECT_GT(std::filesystem::last_write_time(mark), now - std::chrono::seconds(20))
       << "the parts of this run are flushed";
 }

@@ -14,6 +14,7 @@
 #include "disk.h"
 #include "engine/part_files.h"
 #include "engine/states.h"
+#include "engine/work_ahead.h"
 #include "platform/calls.h"
 #include "platform/fibers.h"
 #include "platform/streams.h"
@@ -101,6 +102,7 @@ World::World(const std::string& folder, std::uint64_t seed) : random_(seed), fol
   SetClock(this);
   SetDesktop(this);
   SetSlice(random_.OneIn(2) ? 0 : 1'000'000);
+  WorkAhead::SetLeastBytes(0);
   SetOffload([this](const std::function<void()>& work) {
     if (offload_delay > 0) Thread::Sleep(random_.Below(offload_delay));
     work();

@@ -44,6 +44,24 @@ void ReadPart(const FolderItem& part, std::string& text) {
   Need(stream.Read(text.data(), text.size()) == text.size(), "a part could not be read");
 }
 
+// Deletes files, and gives their room back later: that takes most of the time, and the next file
+// need not wait for it.
+class FreeThread : public Thread {
+ public:
+  void Delete(const FolderItem& file) {
+    if (open_.size() < kMost)
+      if (FileHandle handle = file.OpenToDelete()) open_.push_back(std::move(handle));
+    file.Delete();
+  }
+
+ private:
+  static constexpr std::size_t kMost = 128;  // a process has 1,024 or more
+  void Event_Run() override {
+    Offload([this] { open_.clear(); });
+  }
+  std::vector<FileHandle> open_;  // keep the system from it
+};
+
 std::string_view BodyFor(std::string_view encoding, std::string_view text) {
   if (encoding == "UU") return Code::StripUU(text);
   if (encoding == "Base64") return Code::StripBase64(text);
@@ -56,7 +74,7 @@ std::string_view BodyFor(std::string_view encoding, std::string_view text) {
 class Engine::Assembly {
  public:
   // Both outlive it.
-  Assembly(Engine& engine, const AssemblyJob& job) : engine_(engine), job_(job) {}
+  Assembly(Engine& engine, AssemblyJob& job) : engine_(engine), job_(job) {}
   void Assemble();
   void Decode();
 
@@ -65,19 +83,21 @@ class Engine::Assembly {
   // The decoded file until it gets its name.  The engine's scratch file of an article is
   // "nzb_temp.txt".
   FolderItem TemporaryFile() const;
-  std::optional<std::vector<std::int32_t>> PartNumbers() const;
+  void FindParts();
+  // Looks for encoding and name in the parts, and writes them into the joined file, if there is
+  // one.
+  void Join(LongBinaryStream* joined);
   // The name that the body gives, if it gives one and the file may still be named; "" otherwise.
   std::string NameInBody(std::int32_t part, std::string_view text);
   void DecodeJoined();
   void PutInPlace();
-  void DeleteParts();
   bool IsThereAlready(std::string_view name);
   void RenameToNameInBody();
   void ShowRow(bool done, std::string_view message);
   void Fail(const char* label, std::string_view why);
 
   Engine& engine_;
-  const AssemblyJob& job_;
+  AssemblyJob& job_;
 };
 
 FolderItem Engine::Assembly::JoinedFile() const {
@@ -89,12 +109,38 @@ FolderItem Engine::Assembly::TemporaryFile() const {
   return engine_.fParts.Child("nzb_temp." + extension);
 }
 
-std::optional<std::vector<std::int32_t>> Engine::Assembly::PartNumbers() const {
+// Also finishes the work ahead; what does not fit the parts is gone afterwards.
+void Engine::Assembly::FindParts() {
   std::optional<std::vector<std::int32_t>> numbers;
   Thread::Offload([&numbers, this, folder = engine_.fParts] {
     numbers = PartNumbersIn(folder, job_.TheFilename, job_.LargestPartNo);
+    if (job_.ahead && !(numbers && job_.ahead->Finish(*numbers))) job_.ahead.reset();
   });
-  return numbers;
+  Need(numbers && !numbers->empty(), "its parts could not be found");
+  job_.numbers = std::move(*numbers);
+}
+
+void Engine::Assembly::Join(LongBinaryStream* joined) {
+  std::string text;
+  for (const std::int32_t number : job_.numbers) {
+    const bool told = !engine_.Encoding.empty() && !engine_.RealFilename.empty();
+    if (told && !joined) break;
+    ReadPart(engine_.fParts.Child(PartFileNameOf(job_.TheFilename, number)), text);
+    if (engine_.Encoding.empty()) {
+      engine_.Encoding = Code::DetermineEncoding(text);
+      engine_.WriteDebug("Assemble",
+                         "Encoding for part " + Str(number) + " is: " + engine_.Encoding);
+    }
+    if (engine_.RealFilename.empty()) engine_.RealFilename = NameInBody(number, text);
+    Thread::Yield();
+    if (!joined) continue;
+    const std::string_view body = BodyFor(engine_.Encoding, text);
+    Need(joined->Write(body), "the parts could not be joined");
+    // What is left of a boundary must not make the next part's first line one with it.
+    if (engine_.Encoding == "Base64" && !body.ends_with('\n'))
+      Need(joined->Write("\r\n"), "the parts could not be joined");
+    engine_.TotalDecodeBytes += static_cast<double>(body.size());
+  }
 }
 
 std::string Engine::Assembly::NameInBody(std::int32_t part, std::string_view text) {
@@ -136,39 +182,45 @@ void Engine::Assembly::DecodeJoined() {
   const std::string encoding = engine_.Encoding;
   engine_.WriteDebug("Decode", "Decoding " + encoding + " file: " + job_.TheFilename);
   bool decoded = false;
-  Thread::Offload([&decoded, encoding, source = JoinedFile(), target = engine_.fTemp] {
-    decoded = DecodeFile(encoding, source, target);
-  });
+  if (job_.ahead) {
+    decoded = FolderItem(job_.ahead->File()).SetName(engine_.fTemp.Name());
+  } else {
+    Thread::Offload([&decoded, encoding, source = JoinedFile(), target = engine_.fTemp] {
+      decoded = DecodeFile(encoding, source, target);
+    });
+  }
   Need(decoded, "the file could not be decoded");
   engine_.WriteDebug("Decode",
                      job_.TheFilename + " created. Encoding was " + encoding + ". Bytes = " +
                          Format(static_cast<double>(engine_.fTemp.Length()), "###,###,###,###"));
 }
 
-// Flushes the decoded file and moves it under its name, in one step that replaces nothing.
+// Flushes the decoded file and moves it under its name, in one step that replaces nothing.  Only
+// then the joined file and the parts go.
 void Engine::Assembly::PutInPlace() {
   bool flushed = false, moved = false;
   FolderItem file = engine_.fTemp;
-  Thread::Offload([&flushed, &moved, &file, this, folder = engine_.fDownloads]() mutable {
-    if (!folder.Exists()) folder.CreateAsFolder();
-    flushed = file.Flush();
-    moved = flushed && file.MoveTo(folder, job_.TheFilename);
-    flushed = moved && folder.Flush();
-    // As if it had not been moved: the parts stay, and the next run joins them again.
-    if (moved && !flushed) file.Delete();
-  });
+  auto deleted = std::make_unique<FreeThread>();
+  // In one call, since the next file waits for each time that a helper is woken.
+  Thread::Offload(
+      [&, joined = JoinedFile(), folder = engine_.fDownloads, parts = engine_.fParts]() mutable {
+        if (!folder.Exists()) folder.CreateAsFolder();
+        flushed = job_.ahead ? job_.ahead->Flush() : file.Flush();
+        moved = flushed && file.MoveTo(folder, job_.TheFilename);
+        flushed = moved && folder.Flush();
+        // As if it had not been moved: the parts stay, and the next run joins them again.
+        if (moved && !flushed) file.Delete();
+        if (!flushed) return;
+        joined.Delete();
+        for (const std::int32_t number : job_.numbers)
+          deleted->Delete(parts.Child(PartFileNameOf(job_.TheFilename, number)));
+      });
   Need(moved, "the decoded file could not be moved to the Downloads folder");
   engine_.fTemp = file;
   Need(flushed, "the Downloads folder could not be flushed");
-}
-
-void Engine::Assembly::DeleteParts() {
+  engine_.FileCreated = true;
   engine_.WriteDebug("Decode", "Deleting part files...");
-  // Where the folder cannot be read a launch deletes them.
-  for (const std::int32_t number : PartNumbers().value_or(std::vector<std::int32_t>())) {
-    engine_.fParts.Child(PartFileNameOf(job_.TheFilename, number)).Delete();
-    Thread::Yield();
-  }
+  Thread::Run(std::move(deleted));
 }
 
 // A run that was cut off between the new name on the disk and the same in the store has the file
@@ -200,7 +252,7 @@ void Engine::Assembly::RenameToNameInBody() {
   // An import may have given the ID to a file of another NZB meanwhile.
   Code::SaveToDB({"Update NZBFiles Set Filename='" + name + "' where ID=" +
                   Str(job_.DownloaderFilesID) + " and Filename='" + job_.TheFilename + "'"},
-                 "none", /*durable=*/true);
+                 "none", Code::Saving::kDurably);
   if (const int row = engine_.List.FindRow(job_.TheFilename); row >= 0) {
     engine_.List.SetListIndex(row);
     engine_.List.Rename(row, name);
@@ -215,28 +267,20 @@ void Engine::Assembly::Assemble() {
   engine_.TotalDecodeBytes = 0;
   engine_.WriteDebug("Assemble", "Beginning to assemble: " + job_.TheFilename);
   try {
-    LongBinaryStream joined(JoinedFile(), true, kWorkBlock);
+    job_.ahead = engine_.work_ahead_.Take(job_.TheFilename);
+    std::optional<LongBinaryStream> joined;
+    if (!job_.ahead) joined.emplace(JoinedFile(), true, kWorkBlock);
     engine_.ShowAssemblyStatus("Assembling: " + job_.TheFilename);
-    std::string text;
-    const std::optional<std::vector<std::int32_t>> numbers = PartNumbers();
-    Need(numbers && !numbers->empty(), "its parts could not be found");
-    for (const std::int32_t number : *numbers) {
-      ReadPart(engine_.fParts.Child(PartFileNameOf(job_.TheFilename, number)), text);
-      if (engine_.Encoding.empty()) {
-        engine_.Encoding = Code::DetermineEncoding(text);
-        engine_.WriteDebug("Assemble",
-                           "Encoding for part " + Str(number) + " is: " + engine_.Encoding);
-      }
-      if (engine_.RealFilename.empty()) engine_.RealFilename = NameInBody(number, text);
-      const std::string_view body = BodyFor(engine_.Encoding, text);
-      Need(joined.Write(body), "the parts could not be joined");
-      // What is left of a boundary must not make the next part's first line one with it.
-      if (engine_.Encoding == "Base64" && !body.ends_with('\n'))
-        Need(joined.Write("\r\n"), "the parts could not be joined");
-      engine_.TotalDecodeBytes += static_cast<double>(body.size());
-      Thread::Yield();
+    FindParts();
+    if (job_.ahead) {
+      Join(nullptr);
+      Need(engine_.Encoding == "yEnc", "its parts have changed");
+      engine_.TotalDecodeBytes = job_.ahead->JoinedBytes();
+    } else {
+      if (!joined) joined.emplace(JoinedFile(), true, kWorkBlock);
+      Join(&*joined);
+      Need(joined->Close(), "the parts could not be joined");
     }
-    Need(joined.Close(), "the parts could not be joined");
   } catch (const AssemblyFailure& failure) {
     Fail("Assemble", failure.what());
     return;
@@ -261,10 +305,10 @@ void Engine::Assembly::Decode() {
     if (decodable) {
       DecodeJoined();
       PutInPlace();
+    } else {
+      engine_.FileCreated = true;
+      JoinedFile().Delete();
     }
-    engine_.FileCreated = true;
-    JoinedFile().Delete();
-    if (decodable) DeleteParts();
     ShowRow(true, "File saved OK.");
     Code::RemoveFromActiveFiles(job_.TheFilename);
     if (decodable) RenameToNameInBody();
@@ -350,8 +394,8 @@ void Engine::ShowAssemblyStatus(std::string_view text) {
   status_of_assembly_ = true;
 }
 
-void Engine::Assemble(const AssemblyJob& job) { Assembly(*this, job).Assemble(); }
+void Engine::Assemble(AssemblyJob& job) { Assembly(*this, job).Assemble(); }
 
-void Engine::Decode(const AssemblyJob& job) { Assembly(*this, job).Decode(); }
+void Engine::Decode(AssemblyJob& job) { Assembly(*this, job).Decode(); }
 
 }  // namespace gravlin

@@ -147,7 +147,8 @@ void Engine::SaveAndDecodePart() {
     FailPart("could not save " + PartFileName);
     return;
   }
-  CountPart(ArticleBody.size());
+  const std::size_t bytes = ArticleBody.size();
+  CountPart(bytes);
   ArticleBody.clear();
   const int row = SelectRowOf(TheFilename);
   if (row >= 0) {
@@ -158,6 +159,7 @@ void Engine::SaveAndDecodePart() {
   parts_on_disk_.Add(PartNo);
   if (!PartsComplete()) {
     WriteDebug("SaveAndDecodePart", "Did not find all the parts for: " + TheFilename);
+    work_ahead_.PartSaved(parts_on_disk_, bytes);
     GetNextArticle();
   } else {
     StartConcat();
@@ -177,21 +179,25 @@ bool Engine::PartsComplete() {
   return complete;
 }
 
+bool Engine::WriteScratchFile(const FolderItem& scratch) try {
+  LongBinaryStream stream(scratch, true, 4096);
+  const bool written = stream.Write(ArticleBody);
+  return stream.Close() && written;
+} catch (const NilObjectException&) {
+  return false;
+}
+
 // The part gets its name only when every byte has been taken, so that a file with a part's name is
 // a whole article.
 bool Engine::SavePart() {
   part_flush_.BeforePart();
   FolderItem scratch = ScratchFile();
-  try {
-    LongBinaryStream stream(scratch, true, 4096);
-    ++disk_failures_;
-    const bool written = stream.Write(ArticleBody);
-    if (!stream.Close() || !written) return false;
-    disk_failures_ = 0;
-  } catch (const NilObjectException&) {
+  // Work ahead may have taken the room.
+  if (!WriteScratchFile(scratch) && !(work_ahead_.Drop(true) && WriteScratchFile(scratch))) {
     ++disk_failures_;
     return false;
   }
+  disk_failures_ = 0;
   const FolderItem empty_part = fParts.Child(PartFileName);
   if (empty_part.Exists() && empty_part.Length() == 0) empty_part.Delete();
   if (!scratch.SetName(PartFileName)) return false;
@@ -223,16 +229,12 @@ void Engine::CountPart(std::size_t bytes) {
   const double length = static_cast<double>(bytes);
   const std::string this_file =
       " where ID=" + Str(DownloaderFilesID) + " and Filename='" + TheFilename + "'";
-  std::vector<std::string> sql;
-  const auto settings = db->SQLSelect("Select CompletedBytes from Settings_Gravlin");
-  if (settings && !settings->EndOfFile()) {
-    const double completed = settings->Field("CompletedBytes").DoubleValue() + length;
-    sql.push_back(
-        "Update Settings_Gravlin Set CompletedBytes=" + Format(completed, "#####################") +
-        " where exists (Select ID from NZBFiles" + this_file + ")");
-  }
-  sql.push_back("Update NZBFiles Set PartsDone=PartsDone+1" + this_file);
-  Code::SaveToDB(std::move(sql), "none");
+  // Added to what the store has by then, since the counts of several articles are written together.
+  Code::SaveToDB({"Update Settings_Gravlin Set CompletedBytes=ifnull(CompletedBytes,0)+" +
+                      Format(length, "#####################") +
+                      " where exists (Select ID from NZBFiles" + this_file + ")",
+                  "Update NZBFiles Set PartsDone=PartsDone+1" + this_file},
+                 "none", Code::Saving::kTogether);
   BytesLeft -= length;
   mb += length / 1024 / 1024;
   view_.ShowMegabytes(mb);

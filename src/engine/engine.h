@@ -17,6 +17,7 @@
 #include "engine/part_flush.h"
 #include "engine/parts_on_disk.h"
 #include "engine/server_settings.h"
+#include "engine/work_ahead.h"
 #include "nzb/import_owner.h"
 #include "platform/clock.h"
 #include "platform/folder_item.h"
@@ -37,6 +38,9 @@ struct AssemblyJob {
   std::string TheFilename, TheExt;
   std::int32_t LargestPartNo = 0;
   std::int32_t DownloaderFilesID = 0;
+  // From Assemble to Decode.
+  std::vector<std::int32_t> numbers = {};      // of the parts that are joined
+  std::shared_ptr<AheadFile> ahead = nullptr;  // what they decode to, if that is done already
 };
 
 class Engine : public ImportOwner {
@@ -156,8 +160,8 @@ class Engine : public ImportOwner {
 
   // --- Assembly and decoding (decode/assembly.cpp) ---
   void StartConcat();
-  void Assemble(const AssemblyJob& job);
-  void Decode(const AssemblyJob& job);
+  void Assemble(AssemblyJob& job);
+  void Decode(AssemblyJob& job);
 
   FolderItem fTemp;
   std::string Encoding, RealFilename;
@@ -225,6 +229,7 @@ class Engine : public ImportOwner {
   FolderItem ScratchFile() const;  // a part until it gets its name
   bool WantsArticle(const FolderItem& part);
   bool SavePart();
+  bool WriteScratchFile(const FolderItem& scratch);
   bool PartsComplete();
   void FailPart(std::string_view why);
   void DropForeignReply();
@@ -265,6 +270,7 @@ class Engine : public ImportOwner {
   RunView& view_;
   PartFlush part_flush_;
   PartsOnDisk parts_on_disk_;  // of the current file
+  WorkAhead work_ahead_;       // on the current file
   // Articles of this run that are asked for no more, and those whose reply was another one's once.
   std::set<std::string> given_up_, foreign_;
   int disk_failures_ = 0;          // articles in a row that the disk did not take

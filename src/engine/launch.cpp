@@ -37,6 +37,7 @@ void Engine::Abandon() {
   // Replies during the last writes would only add more writes.
   SetRunning(false);
   News.Close();
+  work_ahead_.Drop();
 }
 
 void Engine::LoadSettings() {

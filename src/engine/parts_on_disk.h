@@ -15,6 +15,7 @@ class PartsOnDisk {
     if (number > 0) numbers_.insert(number);
   }
   void Remove(std::int32_t number) { numbers_.erase(number); }
+  bool Has(std::int32_t number) const { return numbers_.contains(number); }
   std::int32_t Count() const { return static_cast<std::int32_t>(numbers_.size()); }
 
  private:

@@ -141,6 +141,9 @@ bool Engine::LoadNextFile() {
   TotalParts = file->Field("TotalParts").IntegerValue();
   TheExt = file->Field("Ext").StringValue();
   const auto [present, missing] = FindParts();
+  std::vector<std::int32_t> numbers;
+  for (const std::string& entry : Article) numbers.push_back(ToInt32(Val(entry)));
+  work_ahead_.Begin(fParts, TheFilename, std::move(numbers));
   if (present == TotalParts) {
     // The rest of the reply that led here may still be on its way.  In this state nothing judges
     // it.
@@ -153,6 +156,7 @@ bool Engine::LoadNextFile() {
     GiveUpFile("Disk error: the disk does not take the name " + missing.Name(), present);
     return false;
   }
+  work_ahead_.TakeUp(parts_on_disk_);
   SelectRowOf(TheFilename);
   InitGroup();
   return true;
@@ -219,6 +223,7 @@ void Engine::Finish() {
   WriteDebug("Finish", TotalErrors != 0 ? Outcome() : "All done.");
   SetStartButton(false);
   SetRunning(false);
+  work_ahead_.Drop();
   AllowStart();
   if (FileCreated) OpenDownloadsFolder();
   view_.ShowTotalTime((Ticks() - OverallStartTick) / 60);

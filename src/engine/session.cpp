@@ -154,6 +154,7 @@ void Engine::Stop() {
   News.Disconnect();
   logged_on_ = signing_off_ = false;
   SetRunning(false);
+  work_ahead_.Drop();
   Code::RemoveFromActiveFiles(PartFileName);
   SetStartButton(false);
   AllowStart();

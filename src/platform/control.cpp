@@ -121,13 +121,12 @@ void ControlNative::ShowSoon() {
   if (std::exchange(show_pending, true) || !widget) return;
   const auto show = [this] {
     show_pending = false;
-    shown_frame = TheClock().Milliseconds() / kFrame;
     ShowNow();
   };
-  const std::int64_t now = TheClock().Milliseconds();
-  // A clock that is set by hand may never advance.
-  if (shown_frame == now / kFrame && TheClock().RunsByItself())
-    QTimer::singleShot(static_cast<int>(kFrame - now % kFrame), widget, show);
+  // At the same moment for all controls, and not in the middle of the work that changes them: the
+  // line would wait for the drawing.  A clock that is set by hand may never advance.
+  if (TheClock().RunsByItself())
+    QTimer::singleShot(static_cast<int>(kFrame - TheClock().Milliseconds() % kFrame), widget, show);
   else
     QMetaObject::invokeMethod(widget, show, Qt::QueuedConnection);
 }

@@ -8,6 +8,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -174,6 +175,18 @@ std::int64_t FolderItem::Modified() const {
   return Nanoseconds(about.st_mtim);
 }
 
+FileStamp FolderItem::Stamp() const {
+  struct stat about {};
+  if (stat(NativePath().c_str(), &about) != 0) return {};
+  return {about.st_size, Nanoseconds(about.st_mtim), Nanoseconds(about.st_ctim)};
+}
+
+std::int64_t FolderItem::FreeBytes() const {
+  struct statvfs about {};
+  if (statvfs(NativePath().c_str(), &about) != 0) return 0;
+  return static_cast<std::int64_t>(about.f_bavail * about.f_frsize);
+}
+
 bool FolderItem::SetModified(std::int64_t nanoseconds) const {
   const timespec time{nanoseconds / kSecond, nanoseconds % kSecond};
   const timespec times[2] = {time, time};
@@ -226,6 +239,8 @@ bool FolderItem::IsLink() const {
 }
 
 bool FolderItem::Delete() const { return remove(NativePath().c_str()) == 0; }
+
+FileHandle FolderItem::OpenToDelete() const { return files::OpenForReading(NativePath()); }
 
 bool FolderItem::SetName(std::string_view name) {
   if (name == Name()) return Exists();

@@ -10,8 +10,15 @@
 
 namespace gravlin {
 
+class FileHandle;
 class TextInputStream;
 class TextOutputStream;
+
+// What does not stay the same when a file's bytes change, or another file takes its name.
+struct FileStamp {
+  std::int64_t length = 0, modified = 0, changed = 0;  // as in FolderItem::Entry
+  bool operator==(const FileStamp&) const = default;
+};
 
 // A value: nil, or an absolute path of raw bytes.  Using a nil item throws NilObjectException.
 class FolderItem {
@@ -48,6 +55,10 @@ class FolderItem {
   // what does not exist.
   std::int64_t Modified() const;
   bool SetModified(std::int64_t nanoseconds) const;
+  // All 0 for what does not exist.
+  FileStamp Stamp() const;
+  // Bytes that may still be written to the file system of this folder.
+  std::int64_t FreeBytes() const;
   // The value of Modified for a file that changes now.
   static std::int64_t ModifiedNow();
 
@@ -71,6 +82,8 @@ class FolderItem {
   void MakePrivate() const;
   bool IsLink() const;
   bool Delete() const;
+  // A handle that keeps the file's room when it is deleted; closing it gives the room back.
+  FileHandle OpenToDelete() const;
   // Renames within the folder; never replaces what is there.  On success this item has the new
   // name.
   bool SetName(std::string_view name);

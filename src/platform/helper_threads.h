@@ -4,6 +4,8 @@
 // there is no file descriptor left for one.
 #pragma once
 
+#include <sys/resource.h>
+
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -16,7 +18,10 @@ namespace gravlin {
 
 class HelperThreads {
  public:
-  explicit HelperThreads(std::size_t most) : most_(most) {}
+  enum class Priority { kNormal, kIdle };
+
+  explicit HelperThreads(std::size_t most, Priority priority = Priority::kNormal)
+      : most_(most), priority_(priority) {}
   // Waits for all work that was started.
   ~HelperThreads() {
     {
@@ -52,6 +57,8 @@ class HelperThreads {
     }
   }
   void Serve() {
+    // In Linux this is the priority of one thread.
+    if (priority_ == Priority::kIdle) setpriority(PRIO_PROCESS, 0, 19);
     std::unique_lock lock(mutex_);
     for (;;) {
       ++idle_;
@@ -67,6 +74,7 @@ class HelperThreads {
   }
 
   const std::size_t most_;
+  const Priority priority_;
   std::mutex mutex_;
   std::condition_variable more_;
   std::deque<std::function<void()>> work_;

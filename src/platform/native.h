@@ -57,7 +57,6 @@ struct ControlNative {
   virtual void ShowNow() {}
   virtual void Refresh() { widget->update(); }
   bool show_pending = false;
-  std::int64_t shown_frame = -1;
 };
 
 struct WindowNative {

@@ -25,10 +25,11 @@ std::function<void(const std::function<void()>&)>& Instead() {
   return instead;
 }
 
-void OffloadFromThread(const std::function<void()>& work) {
+void OffloadFromThread(const std::function<void()>& work, bool idly) {
   // Receives the end of the work on the main OS thread; outlives the helpers.
   static QObject receiver;
-  static HelperThreads helpers(kMostHelpers);
+  static HelperThreads all(kMostHelpers), idle(1, HelperThreads::Priority::kIdle);
+  HelperThreads& helpers = idly ? idle : all;
   if (ThreadsAreEnding()) return;
   std::exception_ptr error;
   const auto over = std::make_shared<std::binary_semaphore>(0);
@@ -53,16 +54,20 @@ void OffloadFromThread(const std::function<void()>& work) {
   if (error) std::rethrow_exception(error);
 }
 
-}  // namespace
-
-void Thread::Offload(const std::function<void()>& work) {
+void OffloadBy(const std::function<void()>& work, bool idly) {
   if (RunningThread() == 0)
     work();
   else if (Instead())
     Instead()(work);
   else
-    OffloadFromThread(work);
+    OffloadFromThread(work, idly);
 }
+
+}  // namespace
+
+void Thread::Offload(const std::function<void()>& work) { OffloadBy(work, false); }
+
+void Thread::OffloadIdly(const std::function<void()>& work) { OffloadBy(work, true); }
 
 void Background::Start(std::function<void()> work) {
   if (Instead())

@@ -186,9 +186,30 @@ bool LongBinaryStream::WriteOut(const char* bytes, std::size_t size) {
   return !failed_;
 }
 
-bool LongBinaryStream::Close() {
+bool LongBinaryStream::WriteBuffer() {
   if (for_writing_ && !buffer_.empty()) WriteOut(buffer_.data(), buffer_.size());
   buffer_.clear();
+  return !failed_;
+}
+
+bool LongBinaryStream::BeginFlush() {
+  if (!WriteBuffer()) return false;
+#if defined(__linux__)
+  // A hint: a file system that does not know it writes later.
+  if (sync_file_range(file_.Get(), 0, 0, SYNC_FILE_RANGE_WRITE) != 0)
+    failed_ = errno == EIO || errno == ENOSPC;
+#endif
+  return !failed_;
+}
+
+bool LongBinaryStream::Flush() {
+  if (!WriteBuffer() || !file_) return false;
+  failed_ = fsync(file_.Get()) != 0;
+  return !failed_;
+}
+
+bool LongBinaryStream::Close() {
+  WriteBuffer();
   next_ = 0;
   if (!file_.Close()) failed_ = true;
   return !failed_;

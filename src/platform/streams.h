@@ -83,6 +83,11 @@ class LongBinaryStream {
   std::size_t Read(void* to, std::size_t size);
   // False once any byte since opening could not be written.
   bool Write(std::string_view bytes);
+  // Asks the system to begin writing to the disk what was written so far, and does not wait for it.
+  // False if a write has failed.
+  bool BeginFlush();
+  // Flushes to the disk.  False once any byte since opening could not be written.  Blocks.
+  bool Flush();
   bool EndOfFile();
   // Writes what is buffered and closes.  False if any byte was lost; a second call gives the same
   // answer.
@@ -90,6 +95,7 @@ class LongBinaryStream {
 
  private:
   bool WriteOut(const char* bytes, std::size_t size);
+  bool WriteBuffer();
   FileHandle file_;
   std::string buffer_;
   std::size_t next_ = 0;

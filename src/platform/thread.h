@@ -26,6 +26,9 @@ class Thread {
   // main thread the work runs in place.
   static void Offload(const std::function<void()>& work);
 
+  // The same at the lowest priority that the system has, for work that nobody waits for.
+  static void OffloadIdly(const std::function<void()>& work);
+
   // True while all threads are being ended.  Long work on a helper thread checks it between two
   // blocks, and gives up.
   static bool Ending();

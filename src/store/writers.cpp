@@ -1,7 +1,9 @@
 // How a writer waits for its turn and for the right to write.
 #include "store/writers.h"
 
+#include <algorithm>
 #include <exception>
+#include <iterator>
 #include <utility>
 
 #include "base/code.h"
@@ -11,6 +13,9 @@
 namespace gravlin {
 namespace {
 
+// Statements of one transaction, or a few more, and how long the first of them waits for others.
+constexpr std::size_t kMostTogether = 100;
+constexpr int kTogetherPause = 20, kTogetherPauses = 5;  // milliseconds
 constexpr int kPause = 100;  // milliseconds between two checks of what a writer waits for
 
 // Returns with a connection and the right to write, however long that takes.
@@ -56,9 +61,22 @@ void WriterTurn::Leave() {
   if (was_first && !waiting_.empty()) WakeThread(waiting_.front()->thread_);
 }
 
+SaveData::~SaveData() {
+  if (waiting_ == this) waiting_ = nullptr;
+}
+
+bool SaveData::LetWaitingDo(std::vector<std::string>& sql) {
+  if (!waiting_ || !waiting_->turn_.IsLast() || waiting_->sql.size() > kMostTogether) return false;
+  std::move(sql.begin(), sql.end(), std::back_inserter(waiting_->sql));
+  return true;
+}
+
 void SaveData::Event_Run() {
   try {
+    for (int i = 0; i < kTogetherPauses && waiting_ == this && turn_.IsLast(); ++i)
+      Thread::Sleep(kTogetherPause);
     db = WaitForStore(turn_);
+    if (waiting_ == this) waiting_ = nullptr;
     WriteRight right(turn_);
     db->SetDurableCommits(durable);
     for (const std::string& statement : sql) {
@@ -105,11 +123,13 @@ bool LockDB() {
 
 void FreeDB() { DBFree = true; }
 
-void SaveToDB(std::vector<std::string> sql, std::string_view ReturnTo, bool durable) {
+void SaveToDB(std::vector<std::string> sql, std::string_view ReturnTo, Saving how) {
+  if (how == Saving::kTogether && SaveData::LetWaitingDo(sql)) return;
   auto writer = std::make_unique<SaveData>();
   writer->sql = std::move(sql);
   writer->ReturnTo = ReturnTo;
-  writer->durable = durable;
+  writer->durable = how == Saving::kDurably;
+  if (how == Saving::kTogether) writer->TakeMore();
   Thread::Run(std::move(writer));
 }
 
@@ -127,7 +147,8 @@ int PendingWrites() { return PendingTurn::Count(); }
 WriteSituation CurrentWrites() { return {.pending = PendingWrites(), .kept = DBKept}; }
 
 bool AwaitWrites() {
-  constexpr int kShortPause = 10, kTries = 200;  // milliseconds
+  SaveData::LetNoneWait();
+  constexpr int kShortPause = 1, kTries = 2000;  // milliseconds
   for (int i = 0; i < kTries && may::AwaitWrites(CurrentWrites()); ++i) Thread::Sleep(kShortPause);
   return PendingWrites() == 0;
 }

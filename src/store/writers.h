@@ -27,6 +27,8 @@ class WriterTurn {
   WriterTurn& operator=(const WriterTurn&) = delete;
   // Suspends the running thread, the writer, until those before it have left.
   void Await();
+  // Nobody is in line after it.
+  bool IsLast() const { return waits_ && waiting_.back() == this; }
   // The writer has given the right back, or no longer wants it: the next one's turn.
   void Leave();
 
@@ -56,12 +58,22 @@ class SaveData : public Thread {
   bool durable = false;
   std::unique_ptr<Database> db;
 
+  ~SaveData() override;
+  // Has a writer that is the last in line, and has not begun, do these statements too: articles may
+  // come faster than transactions end.  False if there is none.
+  static bool LetWaitingDo(std::vector<std::string>& sql);
+  // Others may do so with this one.
+  void TakeMore() { waiting_ = this; }
+  // Somebody waits for the writes.
+  static void LetNoneWait() { waiting_ = nullptr; }
+
  protected:
   void Event_Run() override;
   // Runs after the right to write was given back.  This class knows no window.
   virtual void DoReturnCall();
 
  private:
+  static inline SaveData* waiting_ = nullptr;  // the newest one that takes more
   PendingTurn turn_;
 };
 
@@ -88,9 +100,13 @@ namespace Code {
 bool LockDB();
 // Gives it back.
 void FreeDB();
-// Start a background write and return at once.  `durable` writes are flushed before the next write
-// begins.
-void SaveToDB(std::vector<std::string> sql, std::string_view ReturnTo, bool durable = false);
+enum class Saving {
+  kAlone,
+  kDurably,   // flushed before the next write begins
+  kTogether,  // may share a transaction with others of this kind that come one after the other
+};
+// Start a background write and return at once.
+void SaveToDB(std::vector<std::string> sql, std::string_view ReturnTo, Saving how = Saving::kAlone);
 void AddRecToDB(std::string_view pTable, std::vector<DatabaseRecord> pRec,
                 std::string_view ReturnTo);
 // Background writes that have not ended.  Imports do not count.

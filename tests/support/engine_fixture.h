@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -142,7 +143,12 @@ class RunFixture : public ::testing::Test {
     Settle();
     Code::DBFree = false;
     server->Release();
-    ASSERT_TRUE(clock.RunUntil([&] { return TheEngine().Decoding(); }));
+    const auto renamed =
+        Downloads() / std::find_if(posted.Files().begin(), posted.Files().end(), [](const auto& f) {
+                        return f.name != f.body_name;
+                      })->body_name;
+    ASSERT_TRUE(
+        clock.RunUntil([&] { return TheEngine().Decoding() && std::filesystem::exists(renamed); }));
   }
   // To the end of the run, with the server's answer to the sign-off.
   bool RunToEnd() { return RunToState("logged off"); }
