@@ -1,16 +1,24 @@
 // Every window of the program as a user sees it: nothing is cut off, covered, out of reach or
-// nameless.
+// nameless, and all that it shows and does at first is as recorded in tests/data.
 #include <QAbstractScrollArea>
+#include <QAction>
 #include <QComboBox>
+#include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenuBar>
 #include <QProgressBar>
+#include <QTabBar>
+#include <QTableView>
 
+#include "paths.h"
+#include "platform/listbox.h"
 #include "platform/look.h"
 #include "platform/native.h"
 #include "postprocess/outcome_windows.h"
 #include "postprocess/par.h"
 #include "postprocess/rar.h"
+#include "support/engine_fixture.h"
 #include "support/store_fixture.h"
 #include "ui/console.h"
 #include "ui/file_types_window.h"
@@ -25,6 +33,8 @@ namespace {
 class WindowsTest : public StoreTest {
  protected:
   WindowsTest() { Code::ServerErrorPage = "https://www.ardentis.example/usenet/support?source=x"; }
+  template <class W>
+  void CheckPage(const char* name);
 };
 
 QRect PlaceOf(const Control& control) {
@@ -114,20 +124,175 @@ TEST_F(WindowsTest, TheReadoutsOfALongRunFitAndAWindowAtItsSmallestStillShowsIts
   }
 }
 
-TEST_F(WindowsTest, TheTabKeyWalksTheServerFormLineByLine) {
-  auto& window = Window::New<Gravlin>();
-  window.TabPanel1.SetValue(1);
-  window.Show();
-  PumpEvents(0);
-  std::string walk;
-  const QWidget* widget = window.efURL.Native().widget;
-  for (int step = 0; step < 5; ++step, widget = widget->nextInFocusChain()) {
-    while (!(widget->focusPolicy() & Qt::TabFocus) || !widget->isVisible() ||
-           widget->objectName().startsWith("qt_"))
-      widget = widget->nextInFocusChain();
-    walk += widget->objectName().toStdString() + " ";
+// What a user sees of a control, and what its help and its description say.
+std::string LineOf(const Control& control) {
+  const QWidget& widget = *control.Native().widget;
+  const Rect at = control.Bounds();
+  std::string line = control.Name() + " " + Str(at.left) + "," + Str(at.top) + " " + Str(at.width) +
+                     "x" + Str(at.height);
+  const auto add = [&line](const char* what, const QString& value) {
+    if (value.isEmpty() || value == "false" || value == "0" || value == "Plain") return;
+    const QString shown = value.size() > 60 ? value.left(50) + "..." + value.right(10) : value;
+    line += std::string(" ") + what + "=" + FromQt(QString(shown).replace('\n', '|'));
+  };
+  const auto* const label = dynamic_cast<const StaticText*>(&control);
+  add("text", label ? ToQt(label->Text()) : widget.property("text").toString());
+  const auto add_all = [&add](const QWidget& of, std::initializer_list<const char*> what) {
+    for (const char* property : what) add(property, of.property(property).toString());
+  };
+  add_all(widget, {"title", "plainText", "checked", "value", "maximum", "textVisible", "wordWrap",
+                   "readOnly", "toolTip", "accessibleName", "accessibleDescription", "acceptDrops",
+                   "autoDefault", "tabChangesFocus", "frameShadow"});
+  const auto rows = [&](const char* what, int count, int selected, auto text) {
+    QString all;
+    for (int row = 0; row < count; ++row)
+      all += (row ? "/" : "") + QString(row == selected ? ">" : "") + text(row);
+    line += std::string(" ") + what + "=" + FromQt(all);
+  };
+  if (const auto* box = qobject_cast<const QComboBox*>(&widget))
+    rows("rows", box->count(), box->currentIndex(), [&](int row) { return box->itemText(row); });
+  if (const auto* tabs = dynamic_cast<const TabPanel*>(&control)) {
+    const auto& bar = *widget.findChild<QTabBar*>();
+    rows("tabs", bar.count(), tabs->Value(), [&](int tab) { return bar.tabText(tab); });
   }
-  EXPECT_EQ(walk, "efURL efUserName efPassword efPort pmSSL ");
+  if (const auto* list = dynamic_cast<const Listbox*>(&control)) {
+    const auto& table = static_cast<const QTableView&>(widget);
+    rows("columns", list->ColumnCount(), -1,
+         [&](int column) { return table.model()->headerData(column, Qt::Horizontal).toString(); });
+    line += " widths=" + list->ColumnWidths();
+    rows("rows", list->ListCount(), list->ListIndex(), [&](int row) {
+      QString all = ToQt(list->Cell(row, 0));
+      for (int column = 1; column < list->ColumnCount(); ++column)
+        all += "," + ToQt(list->Cell(row, column));
+      return all;
+    });
+    add_all(widget, {"selectionMode", "selectionBehavior", "editTriggers", "showGrid",
+                     "alternatingRowColors", "tabKeyNavigation", "verticalScrollMode",
+                     "horizontalScrollMode", "dragDropMode", "dragDropOverwriteMode",
+                     "horizontalScrollBarPolicy"});
+    add_all(*table.horizontalHeader(), {"stretchLastSection", "highlightSections", "visible"});
+    add("clickable", table.horizontalHeader()->sectionsClickable() ? "true" : "");
+  }
+  const int align = widget.property("alignment").toInt();
+  if (align & Qt::AlignHCenter) line += " centred";
+  if (align & Qt::AlignRight) line += " right";
+  add("size", QString::number(control.Native().design_size));
+  if (control.Native().bold) line += " bold";
+  const Anchors& to = control.Native().anchors;
+  for (const auto& [edge, kept] : {std::pair(" not-left", !to.left),
+                                   {" not-top", !to.top},
+                                   {" to-right", to.right},
+                                   {" to-bottom", to.bottom}})
+    if (kept) line += edge;
+  if (!control.Enabled()) line += " disabled";
+  if (!control.Visible()) line += " hidden";
+  return line;
+}
+
+// What the desktop is asked for, and which windows come and go.
+std::string EffectsOf(const std::function<void()>& act) {
+  Asked().Clear();
+  const std::vector<Window*> before = Window::All();
+  act();
+  std::string all;
+  for (const std::string& url : Asked().urls) all += " " + url;
+  for (const FolderItem& item : Asked().launched) all += " opens " + item.Name();
+  for (const auto& box : Asked().boxes)
+    all += " box " + Str(box.code) + " \"" + box.title + "|" + box.text + "\"";
+  for (const Window* window : Window::All())
+    if (std::ranges::find(before, window) == before.end())
+      all += " window \"" + window->Title() + (window->Visible() ? "\"" : "\" hidden");
+  if (Window::All().size() < before.size()) all += " closes";
+  return all;
+}
+
+// GRAVLIN_RECORD=1 writes the pages anew.
+void ExpectPage(const std::string& name, const std::string& page) {
+  const std::string file = std::string(kSourceFolder) + "/tests/data/window-" + name + ".txt";
+  if (std::getenv("GRAVLIN_RECORD")) std::ofstream(file, std::ios::binary) << page;
+  EXPECT_EQ(page, ReadFile(file));
+}
+
+template <class W>
+void WindowsTest::CheckPage(const char* name) {
+  W& window = Window::New<W>();
+  const QWidget& frame = *window.Native().frame;
+  std::string page = window.Title() + " " + Str(window.Width()) + "x" + Str(window.Height());
+  const QSize least = frame.minimumSize(), most = frame.maximumSize();
+  page += " from " + Str(least.width()) + "x" + Str(least.height()) + " to " + Str(most.width()) +
+          "x" + Str(most.height());
+  for (const auto& [flag, what] : {std::pair(Qt::WindowCloseButtonHint, " close"),
+                                   {Qt::WindowMinimizeButtonHint, " minimize"},
+                                   {Qt::WindowMaximizeButtonHint, " maximize"}})
+    if (frame.windowFlags() & flag) page += what;
+  page += frame.isModal() ? " modal\n" : "\n";
+  std::vector<std::string> lines;
+  for (const Control* control : window.Controls()) lines.push_back(LineOf(*control));
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    page += lines[i];
+    W& fresh = Window::New<W>();
+    Control* const control = fresh.Controls()[i];
+    auto* const button = dynamic_cast<PushButton*>(control);
+    if (button || control->MouseDown) {
+      page += " ->" + EffectsOf([&] {
+                if (button) return button->Push();
+                if (control->MouseDown()) control->MouseUp();
+              });
+      for (std::size_t other = 0; other < lines.size(); ++other)
+        if (LineOf(*fresh.Controls()[other]) != lines[other])
+          page += " {" + LineOf(*fresh.Controls()[other]) + "}";
+    }
+    page += "\n";
+    fresh.Close();
+  }
+  Code::fGlobalDB = FolderItem::FromPath("/no store");
+  page += "Without a store:" + EffectsOf([] { Window::New<W>(); }) + "\n";
+  Code::fGlobalDB = folder.Item("store.rsd");
+  window.Show();
+  page += "Tab:";
+  for (const QWidget* at = frame.nextInFocusChain(); at != &frame; at = at->nextInFocusChain())
+    for (const Control* control : window.Controls())
+      if (control->Native().widget == at && at->focusPolicy() & Qt::TabFocus)
+        page += " " + control->Name();
+  ExpectPage(name, page + "\n");
+  Window::CloseAll();
+}
+
+TEST_F(WindowsTest, EachShowsAndDoesAtFirstWhatIsRecorded) {
+  Store("Update Servers Set URL='127.0.0.1', Port=1");  // nothing leaves the loopback interface
+  CheckPage<Gravlin>("main");
+  CheckPage<TestServer>("console");
+  CheckPage<grvFiles>("files");
+  CheckPage<FileTypesWin>("types");
+  CheckPage<GetMessage>("message");
+  CheckPage<About>("about");
+  CheckPage<ServerConnectionError>("refused");
+  CheckPage<Compacting>("compacting");
+  CheckPage<Par>("par");
+  CheckPage<Rar>("rar");
+  CheckPage<ParFailed>("par-failed");
+  CheckPage<RarFailed>("rar-failed");
+  CheckPage<RarNotes>("notes");
+  CheckPage<AfterRAR>("advice");
+}
+
+using MenuTest = ProgramTest;
+
+TEST_F(MenuTest, EachItemShowsAndDoesWhatIsRecorded) {
+  Launch();
+  Code::MessageFileURL.clear();
+  std::string page;
+  for (QAction* menu : window->Native().menu->actions()) {
+    page += FromQt(menu->text()) + "\n";
+    emit menu->menu()->aboutToShow();
+    for (QAction* item : menu->menu()->actions()) {
+      page += "  " + FromQt(item->text() + " " + item->shortcut().toString());
+      if (!item->isSeparator()) page += EffectsOf([item] { item->trigger(); });
+      if (item->isChecked()) page += " checked";
+      page += "\n";
+    }
+  }
+  ExpectPage("menus", page);
 }
 
 }  // namespace
