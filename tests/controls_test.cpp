@@ -95,16 +95,6 @@ TEST_F(ControlsTest, AButtonIsPushedOnlyWhereAUserCould) {
   EXPECT_EQ(log, "push push ");
 }
 
-TEST_F(ControlsTest, AStormOfTextsIsShownOnce) {
-  Show();
-  const auto* label = static_cast<QLabel*>(WidgetOf(window.status));
-  for (int i = 0; i < 10'000; ++i) window.status.SetText("Status " + Str(i));
-  EXPECT_EQ(window.status.Text(), "Status 9999");
-  EXPECT_EQ(label->text(), "Ready.");
-  Settle();
-  EXPECT_EQ(label->text(), "Status 9999");
-}
-
 TEST_F(ControlsTest, ControlsKeepTheirDistanceToTheEdgesTheyAreTiedTo) {
   window.button.SetAnchors({.left = false, .top = true, .right = true, .bottom = false});
   Show();

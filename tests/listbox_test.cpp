@@ -101,21 +101,6 @@ TEST_F(ListboxTest, TheSelectionFollowsItsRowAndChangesAreTold) {
   EXPECT_EQ(log, "1 -1 0 -1 ");
 }
 
-TEST_F(ListboxTest, AHiddenTableIsNotToldUntilItIsSeen) {
-  for (int row = 0; row < 100'000; ++row) {
-    list.AddRow("file " + Str(row));
-    list.SetCell(row, 1, "x");
-    list.SetListIndex(row);
-  }
-  Settle();
-  EXPECT_EQ(view.model()->rowCount(), 0);
-  Show();
-  EXPECT_EQ(view.model()->rowCount(), 100'000);
-  EXPECT_EQ(Shown(99'999, 0), "file 99999");
-  EXPECT_EQ(view.currentIndex().row(), 99'999);
-  EXPECT_GT(view.verticalScrollBar()->value(), 99'000);
-}
-
 TEST_F(ListboxTest, ARebuildIsToldOnceAfterAnyHoldAndLeavesTheScrollBarAlone) {
   const auto build = [this](const std::string& note) {
     const Listbox::Held held(list);

@@ -29,8 +29,7 @@ TEST_F(ParTest, ThePlaceIsReadAndSaved) {
   par.SetTop(0);
   par.SetWidth(700);
   Save();
-  EXPECT_EQ(Stored("Settings", "ParWidth"), "10")
-      << "nothing is saved for a window without a title in reach";
+  EXPECT_EQ(Stored("Settings", "ParWidth"), "10") << "its title is out of reach";
   par.SetTop(90);
   par.List.SetColumnWidths("250,150");
   par.Close();
@@ -183,9 +182,6 @@ TEST_F(ParTest, TheRealToolRepairsASetThatIsDamagedUnlessItLacksBlocks) {
     bool whole;
   } cases[] = {
       {":", "All files are correct, repair is not required.", "ä - b: [c].bin=found|", true},
-      {"printf X | dd of=set.part1.rar bs=1 seek=9000 conv=notrunc 2>/dev/null;"
-       "truncate -s 190000 *.bin",
-       "Repair complete.", "set.part1.rar=found|", true},
       // A repair that was killed: half a new file, and the old one put aside.
       {"printf X | dd of=set.part1.rar bs=1 seek=9000 conv=notrunc 2>/dev/null;"
        "mv set.part1.rar set.part1.rar.1; head -c 90000 set.part1.rar.1 > set.part1.rar;"
@@ -195,10 +191,10 @@ TEST_F(ParTest, TheRealToolRepairsASetThatIsDamagedUnlessItLacksBlocks) {
   UseRealTools();
   for (const auto& c : cases) {
     SCOPED_TRACE(c.status);
-    // Two files of 200 kB with 20 recovery blocks of 4000 bytes.
+    // Two files of 200 kB with 20 recovery blocks of 8000 bytes.
     Shell(
         "rm -f set.* *.bin; seq 1 40000 > set.part1.rar; seq 50000 90000 > 'ä - b: [c].bin';"
-        "par2 create -q -q -s4000 -c20 -n2 set.par2 set.part1.rar 'ä - b: [c].bin';"
+        "par2 create -q -q -s8000 -c20 -n2 set.par2 set.part1.rar 'ä - b: [c].bin';"
         "sha256sum *.rar *.bin > sums;");
     Shell(c.spoil);
     Par& par = Drop<Par>(folder.Item("set.par2"));

@@ -33,8 +33,6 @@ TEST_F(SessionTest, SendsTheFiveCommandsInOrderAndTakesRepliesInAnyPieces) {
     commands += request.substr(0, request.find_last_of(' ')) + "|";
   EXPECT_EQ(commands,
             "AUTHINFO USER|AUTHINFO PASS|GROUP|ARTICLE|ARTICLE|GROUP|ARTICLE|ARTICLE|Quit|");
-  EXPECT_EQ(view.status, "Done.");
-  EXPECT_FALSE(view.stops);
   EXPECT_EQ(view.percent, 100);
   for (const int size : {1, 2, 3, 4, 5, 7, 64}) {
     SCOPED_TRACE(size);
@@ -122,34 +120,6 @@ TEST_F(SessionTest, ARefusedArticleIsCountedAndNotAskedAgain) {
   DownloadAll();
   EXPECT_EQ(server->ArticleCount(id), 2);
   EXPECT_EQ(server->ArticleCount(posted.Files()[0].ids[0]), 1);
-}
-
-TEST_F(SessionTest, StopSignsOffAndStartGoesOn) {
-  Post({"long.rar"}, 10);
-  server->On("ARTICLE <" + posted.Files()[0].ids[4], StallAfter(900), 1);
-  Start();
-  ASSERT_TRUE(RunToState("receiving article"));
-  EXPECT_TRUE(view.stops);
-  Start();
-  EXPECT_EQ(view.status, "Signing off...");
-  EXPECT_FALSE(view.enabled);
-  ASSERT_TRUE(RunToEnd());
-  EXPECT_TRUE(view.enabled);
-  DownloadAll();
-  EXPECT_EQ(server->ArticleCount(posted.Files()[0].ids[0]), 1);
-}
-
-TEST_F(SessionTest, StartWithoutAnNZBKeepsItsOddEnd) {
-  Serve();
-  Start();
-  ASSERT_EQ(Asked().boxes.size(), 1u);
-  EXPECT_EQ(Asked().boxes[0].text, "You must import an NZB file first.");
-  EXPECT_TRUE(view.stops);
-  Start();
-  EXPECT_FALSE(view.enabled);
-  posted.Add("a.rar", 2000, 2000);
-  Import();
-  DownloadAll();
 }
 
 TEST_F(SessionTest, AConnectionThatTheServerEndsIsToldOnce) {
@@ -267,40 +237,6 @@ TEST_F(SessionTest, AReplyWithoutAnEndIsGivenUp) {
   DownloadAll();
 }
 
-// More bytes than the limit that nobody reads are dropped with the connection.  A sign-off is
-// complete then, even one that begins before the tick has noticed; a log-on begins again after the
-// pause.
-TEST_F(SessionTest, AFloodNeitherUndoesAStopNorBringsACallAtOnce) {
-  Post({"a.rar"});
-  for (const char* prefix : {"GROUP", NewsServer::kGreeting.data()}) {
-    SCOPED_TRACE(prefix);
-    server->ClearRules();
-    server->On(prefix, [](Reply) {
-      return Reply{.bytes = std::string(SSLSocket::kReceiveLimit + 1000, 'x'),
-                   .then = Reply::Then::kStall};
-    });
-    const int connections = server->Connections();
-    const auto read = engine->News.DataAvailable;
-    Start();
-    const bool greeting = prefix == NewsServer::kGreeting;
-    ASSERT_TRUE(RunToState(greeting ? "connect" : "sent group"));
-    engine->News.DataAvailable = nullptr;
-    if (!greeting) engine->News.Overflow = [this] { Start(); };
-    if (greeting) {
-      ASSERT_TRUE(clock.RunUntil([&] { return view.status.starts_with("Reply thrown"); }));
-      clock.Advance(50'000);
-      EXPECT_EQ(server->Connections(), connections + 1);
-      Start();
-    }
-    ASSERT_TRUE(TestClock::PumpUntil([&] { return !view.enabled; }));
-    const int patience = greeting ? 32'000 : 3'000;
-    ASSERT_TRUE(clock.RunUntil([&] { return view.status == "Done."; }, patience));
-    EXPECT_EQ(server->Connections(), connections + 1);
-    engine->News.DataAvailable = read;
-    engine->News.Overflow = [this] { engine->TheTimer.FireSoon(); };
-  }
-}
-
 // The driver timer on a set clock: silence, reconnecting, the displays.
 class WatchdogTest : public EngineTest {
  protected:
@@ -350,19 +286,6 @@ TEST_F(WatchdogTest, AClockThatIsPutBackOnlyDelays) {
   ASSERT_TRUE(RunToEnd());
   EXPECT_EQ(server->Connections(), 2);
   ExpectAllFiles();
-}
-
-TEST_F(WatchdogTest, NothingIsWatchedDuringAssembly) {
-  posted.Add("a.rar", 4000, 2000, Coding::kYenc, "body.rar");
-  Serve();
-  Import();
-  RunIntoAnAssembly();
-  clock.start_seconds += 600;
-  clock.Advance(1500);
-  EXPECT_TRUE(engine->Decoding());
-  Code::DBFree = true;
-  ASSERT_TRUE(RunToEnd());
-  EXPECT_EQ(server->Connections(), 1);
 }
 
 TEST_F(WatchdogTest, TheTickShowsSpeedPeakAndTimeLeft) {

@@ -95,18 +95,6 @@ TEST_F(ThreadTest, ABoxInsideAThreadIsRunByTheMainStack) {
   EXPECT_EQ(log, "other 2");
 }
 
-TEST_F(ThreadTest, AFailureEndsItsThreadAlone) {
-  std::string told;
-  SetFailureReport(
-      [&](const char* event, const char* what) { told = std::string(event) + ": " + what; });
-  Job::Start([] { throw std::runtime_error("broken"); });
-  Job::Start([this] { log += "on"; });
-  ASSERT_TRUE(TestClock::PumpUntil([] { return LiveThreads() == 0; }));
-  SetFailureReport(nullptr);
-  EXPECT_EQ(told, "thread: broken");
-  EXPECT_EQ(log, "on");
-}
-
 TEST_F(ThreadTest, EndedThreadsAreUnwound) {
   Job::Start([this] {
     const NoteEnd note{log};
@@ -175,18 +163,6 @@ TEST_F(ThreadTest, ATimerIsNotEnteredTwiceAndOthersGoOn) {
   EXPECT_EQ(std::count(log.begin(), log.end(), '('), 1);
   EXPECT_GE(std::count(log.begin(), log.begin() + log.find(')'), '.'), 2);
   other.SetMode(0);
-}
-
-TEST_F(ThreadTest, ATimerMayBeDestroyedByItsOwnAction) {
-  auto timer = std::make_unique<Timer>();
-  timer->SetPeriod(10);
-  timer->Action = [&] {
-    timer.reset();
-    log += "gone";
-  };
-  timer->SetMode(2);
-  clock.Advance(100);
-  EXPECT_EQ(log, "gone");
 }
 
 }  // namespace

@@ -33,16 +33,12 @@ repair() {
   cd "$work"
 }
 
-harm() { :; }
-repair correct set.part1.rar set.part2.rar
 harm() { damage set.part2.rar 20000; rm set.part1.rar; truncate -s 30000 notes.txt; }
 repair lacking set.part1.rar set.part2.rar notes.txt
 harm() { damage set.part1.rar 20000; damage set.part1.rar 35000; damage set.part2.rar 9000; }
 repair repaired set.part1.rar set.part2.rar notes.txt
 harm() { for name in "${odd_names[@]}"; do damage "$name" 5000; done; }
 repair odd-names "${odd_names[@]}"
-harm() { mv set.part1.rar other.bin; }
-repair renamed set.part1.rar
 
 # extract OUTPUT ARCHIVE
 extract() {
@@ -57,7 +53,6 @@ seq 1 20000 >big.bin
 "$make_rar" . set -v 30000 -c 'A comment' big.bin small.txt >"/dev/null"
 "$make_rar" . names "${odd_names[@]}" >"/dev/null"
 extract plain plain.rar
-extract volumes set.part1.rar
 extract from-second-volume set.part2.rar
 extract odd-names names.rar
 mv set.part3.rar ..
@@ -66,6 +61,5 @@ mv ../set.part3.rar .
 damage plain.rar 50000
 extract damaged plain.rar
 extract no-archive big.bin
-extract no-such-file nothing.rar
 rm -rf ../out/* && mkdir ../out/big.bin
 extract cannot-write comment.rar

@@ -131,24 +131,6 @@ class RunFixture : public ::testing::Test {
   bool RunToState(std::string_view state) {
     return clock.RunUntil([&] { return TheEngine().State() == state; });
   }
-  // Starts, and keeps writers from the store from then on: the assembly of a file with another name
-  // in its body waits for them, for two seconds of the clock, in Decode.
-  void RunIntoAnAssembly() {
-    server->On(
-        "GROUP",
-        [](Reply reply) {
-          reply.borders = {1};
-          reply.held = true;
-          return reply;
-        },
-        1);
-    Start();
-    ASSERT_TRUE(clock.RunUntil([&] { return server->Held() == 1; }));
-    Settle();
-    Code::DBFree = false;
-    server->Release();
-    ASSERT_TRUE(clock.RunUntil([&] { return TheEngine().Decoding(); }));
-  }
   // To the end of the run, with the server's answer to the sign-off.
   bool RunToEnd() { return RunToState("logged off"); }
 
