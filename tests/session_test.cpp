@@ -1,6 +1,8 @@
 // The exchange with the news server, through the socket, and the watchdog of its silence.
 #include <gtest/gtest.h>
 
+#include <atomic>
+
 #include "engine/usenet.h"
 #include "platform/text.h"
 #include "support/engine_fixture.h"
@@ -262,9 +264,15 @@ TEST_F(WatchdogTest, SilenceIsCountedDownAndEndsInANewSession) {
   EXPECT_TRUE(view.status.starts_with("Receiving post: "));
   clock.Advance(29000);
   EXPECT_EQ(server->Connections(), 1);
-  server->On(NewsServer::kGreeting, Silence(), 1);
+  std::atomic<bool> silent = false;
+  const auto fall_silent = [&silent](const Reply&) {
+    silent = true;
+    return Reply();
+  };
+  server->On(NewsServer::kGreeting, fall_silent, 1);
   clock.Advance(1000);
   EXPECT_EQ(view.status, "Trying to reconnect to 127.0.0.1...");
+  ASSERT_TRUE(TestClock::PumpUntil([&] { return silent.load(); }));
   EXPECT_TRUE(engine->Reconecting);
   clock.Advance(31000);
   EXPECT_TRUE(view.status.ends_with(". Will try to reconnect in 29 seconds..."));

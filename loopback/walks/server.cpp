@@ -164,6 +164,7 @@ std::string Server::Reply(Connection& connection, const std::string& request) {
     return connection.logged_on ? "281 welcome\r\n" : "481 wrong\r\n";
   }
   if (!user.empty() && !connection.logged_on) return "480 log on first\r\n";
+  if (BeginsWith(request, "GROUP ")) connection.downloads = true;
   if (BeginsWith(request, "GROUP ")) return "211 1 1 1 " + request.substr(6) + "\r\n";
   if (BeginsWith(request, "ARTICLE <")) {
     const std::string id = request.substr(9, request.size() - 10);
@@ -189,8 +190,10 @@ void Server::Send(Connection& connection, std::string reply, Misdeed misdeed) {
   const bool article = IsArticle(reply);
   if (misdeed == Misdeed::kRefuse) reply = kRefusals[random_.Below(4)];
   if (misdeed == Misdeed::kRepeat && !article) reply += reply;
+  // The download throws a flood away; the console and the quick test show it.
   if (misdeed == Misdeed::kFlood)
-    reply = "220 0\r\n" + std::string(SSLSocket::kReceiveLimit + 1000, 'x');
+    reply = "220 0\r\n" +
+            std::string(connection.downloads ? SSLSocket::kReceiveLimit + 1000 : 100'000, 'x');
   if (misdeed == Misdeed::kSilence) reply.clear();
   if ((misdeed == Misdeed::kCut || misdeed == Misdeed::kStall) && !reply.empty())
     reply.resize(static_cast<std::size_t>(random_.Below(static_cast<int>(reply.size()))));

@@ -71,7 +71,7 @@ class Server {
     std::string received, user;
     std::deque<Piece> out;
     std::size_t must_come = 0;  // bytes of the reply under way that a client has to await
-    bool logged_on = false, stalled = false, ends = false, over = false;
+    bool logged_on = false, downloads = false, stalled = false, ends = false, over = false;
   };
 
   bool Accept();

@@ -149,6 +149,7 @@ void Document(World& world, Random& random) {
   else
     world.OpenDocument();
 }
+void SecondStart(World& world, Random&) { world.StartTwice(); }
 // The tool of a repair or an extraction that is under way says something.
 void ToolSays(World& world, Random& random) {
   static constexpr const char* kWords[] = {"All files are correct, repair is not required.\n",
@@ -248,6 +249,7 @@ const std::vector<StepKind>& AllSteps() {
       {"document", 5, Document},
       {"the tool says something", 6, ToolSays},
       {"close a tool's window", 1, CloseATool},
+      {"a second start", 1, SecondStart},
       {"quit and start", 2, QuitAndStart},
       {"kill and start", 2, KillAndStart},
       {"power cut and start", 2, LosePowerAndStart},

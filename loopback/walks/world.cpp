@@ -16,9 +16,12 @@
 #include "engine/states.h"
 #include "platform/calls.h"
 #include "platform/fibers.h"
+#include "platform/streams.h"
 #include "platform/text.h"
 #include "platform/thread.h"
 #include "platform/window.h"
+#include "postprocess/par.h"
+#include "postprocess/tool_window.h"
 #include "store/writers.h"
 
 namespace gravlin::walks {
@@ -36,12 +39,15 @@ std::string ReadFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(in), {}};
 }
 
-int Descriptors() {
-  DIR* const entries = opendir("/proc/self/fd");
-  int count = 0;
-  while (readdir(entries)) ++count;
-  closedir(entries);
-  return count;
+// How many there are of each kind: files by their path, "socket:" and the like.
+std::map<std::string, int> Descriptors() {
+  std::map<std::string, int> kinds;
+  for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+    std::error_code gone;
+    const std::string target = fs::read_symlink(entry.path(), gone).string();
+    ++kinds[target.substr(0, target.find('['))];
+  }
+  return kinds;
 }
 
 // A child of this process that has not ended.
@@ -230,10 +236,11 @@ void World::Kill() {
   // Those of the server's connections come and go.
   server->CutAll();
   for (int passes = 0; passes < 4; ++passes) Pump();
-  const int descriptors = Descriptors();
-  if (descriptors_ > 0 && descriptors > descriptors_ + 2)
-    Fail(std::to_string(descriptors - descriptors_) + " descriptors stay open");
-  if (descriptors_ == 0) descriptors_ = descriptors;
+  const std::map<std::string, int> descriptors = Descriptors();
+  if (descriptors_.empty()) descriptors_ = descriptors;
+  for (const auto& [kind, count] : descriptors)
+    if (count > descriptors_[kind] + 2)
+      Fail(std::to_string(count - descriptors_[kind]) + " descriptors stay open: " + kind);
   stopped_ = false;
   imported_ = -1;
   LoseDocuments();
@@ -285,6 +292,14 @@ void World::OpenDocument() {
   const std::string name = "doc" + std::to_string(++documents_) + ".par2";
   app->Event_OpenDocument(FolderItem::FromPath(folder_ + "/" + name));
   Settle();
+}
+
+void World::StartTwice() {
+  if (!app || !Window()) return;
+  if (LockFile(Code::AppDataFolder.Child("Gravlin.lock")))
+    Fail("a second program could work in the folder");
+  gravlin::Window::All().front()->Show();
+  OpenDocument();
 }
 
 void World::ImportText(const std::string& text) {
@@ -427,6 +442,7 @@ void World::Check() {
     CheckRest();
     CheckImport();
     CheckDocuments();
+    CheckTools();
   }
 }
 
@@ -541,6 +557,20 @@ void World::CheckDocuments() {
       Fail("document " + std::to_string(number) + " runs after " + std::to_string(last));
     last = number;
   }
+}
+
+// One run of a tool in the whole program.
+void World::CheckTools() {
+  int repairs = 0, extractions = 0;
+  for (gravlin::Window* const window : gravlin::Window::All()) {
+    const auto* const tool = dynamic_cast<const ToolWindow*>(window);
+    if (!tool || tool->Phase() == ToolPhase::kReady || tool->Phase() == ToolPhase::kWaiting)
+      continue;
+    ++(dynamic_cast<const Par*>(tool) ? repairs : extractions);
+  }
+  if (repairs > 1 || extractions > 1) Fail("two runs of one tool");
+  if ((repairs > 0 && !Code::ParJobRunning) || (extractions > 0 && !Code::RarJobRunning))
+    Fail("a tool runs without the right");
 }
 
 // --- The end ---

@@ -40,6 +40,8 @@ class World : public Clock, public Desktop {
   void PressStart();
   // Opens the next of the documents doc1.par2, doc2.par2, ... on the program.
   void OpenDocument();
+  // As another start of the program does that finds this one.
+  void StartTwice();
   // A window that is closed may have had documents.
   void LoseDocuments() { lost_documents_ = documents_; }
   Gravlin* Window() const;
@@ -105,6 +107,7 @@ class World : public Clock, public Desktop {
   void CheckRest();
   void CheckImport();
   void CheckDocuments();
+  void CheckTools();
   void FillForm();
   bool AllThere();
 
@@ -128,7 +131,7 @@ class World : public Clock, public Desktop {
   std::shared_ptr<bool> armed_;
   std::unique_ptr<Database> locker_;
   std::int64_t locked_until_ = 0;
-  int descriptors_ = 0;
+  std::map<std::string, int> descriptors_;  // open ones after a kill, by kind
 };
 
 }  // namespace gravlin::walks

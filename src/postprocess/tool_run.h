@@ -80,6 +80,7 @@ class ToolRun {
 
   void tWait_Action();
   void tDeleteOutput_Action();
+  ToolPhase Phase() const { return phase_; }
 
   FolderItem fInput;
   FolderItem fOutput;
@@ -106,8 +107,6 @@ class ToolRun {
   Timer& Follower() { return follower_; }
   // A tick of the follower.
   void Follow();
-  ToolPhase Phase() const { return phase_; }
-
   // A file that was chosen, dropped or opened on the program, and its FixPath.  It waits for its
   // turn while a run is under way.
   void Take(const FolderItem& file, std::int32_t fix_path);
