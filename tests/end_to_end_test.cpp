@@ -169,15 +169,10 @@ TEST_F(EndToEnd, AKilledRunIsTakenUpByTheNextOne) {
   const struct {
     const char* name;
     std::size_t request, answered;
-  } points[] = {{"at the first group", 1, 0},
-                {"at the first article", 2, 0},
-                {"in the first article", 2, 9'000},
+  } points[] = {{"in the first article", 2, 9'000},
                 {"at the last part of a file", 3, 20'000},
-                {"at the second group", 4, 0},
                 {"in a UU part", 6, 300},
-                {"in the middle of a long file", 12, 1},
                 {"before the last byte of an article", 13, 31'000},
-                {"in the Base64 file", 18, 4'000},
                 {"at the sign-off", 25, 0}};
   for (const auto& point : points) {
     SCOPED_TRACE(point.name);
@@ -205,7 +200,7 @@ TEST_F(EndToEnd, AKilledRunIsTakenUpByTheNextOne) {
 // Changes that were not flushed are lost, cut off or full of holes; none of them is taken for a
 // part, and no file in Downloads is incomplete.
 TEST_F(EndToEnd, APowerCutCostsTimeAlone) {
-  for (std::size_t seed = 1; seed <= 6; ++seed) {
+  for (std::size_t seed = 1; seed <= 3; ++seed) {
     SCOPED_TRACE(seed);
     fs::remove_all(folder_ / "data");
     Serve();

@@ -92,32 +92,6 @@ TEST_F(HandOffTest, APathOfWhichNoCommandCanBeMadeIsRefusedOnce) {
       par.stStatus.Text().ends_with("a single quote in the path " + in + "/o'neil/unPar.txt"));
 }
 
-TEST_F(HandOffTest, EachFileGetsItsRunWhicheverWayItCameIn) {
-  for (const char* name : {"one.par2", "two.par2", "three.par2", "four.par2"})
-    Script("write Repair complete.\\n\n", name);
-  std::string begun;
-  OpenParWindow();
-  Par& par = *Window::IfOpen<Par>();
-  const FolderItem archive = folder.Item("of an earlier set.rar");
-  par.stStatus.TextChange = [&] {
-    if (InStr(par.stStatus.Text(), ". Starting...") == 0) return;
-    begun += par.fInput.Name() + " " + Str(par.FixPath) + (par.fRAR.IsNil() ? " " : " archive ");
-    par.fRAR = archive;
-  };
-  par.pbSelectFile.DropObject(DragItem{folder.Item("one.par2")});
-  par.fRAR = archive;
-  OpenParDocument(folder.Item("two.par2"));
-  Asked().chosen = {folder.Item("three.par2"), FolderItem()};
-  par.pbSelectFile.Action();  // from a dialog that was opened before
-  par.pbSelectFile.Action();
-  par.pbSelectFile.DropObject(DragItem{folder.Item("four.par2")});
-  EXPECT_EQ(par.stStatus.Text(), "File selected: one.par2 (3 more files wait)");
-  EXPECT_TRUE(RunTool(
-      [&] { return InStr(begun, "four") > 0 && par.stStatus.Text() == "Repair complete."; }));
-  EXPECT_EQ(begun, "one.par2 1 archive two.par2 2 three.par2 1 four.par2 1 ");
-  par.stStatus.TextChange = nullptr;
-}
-
 TEST_F(HandOffTest, AFileThatWaitsHidesNoFailureAndIsNotDroppedWithoutAWord) {
   Script("write Loading \"a\".\\n\nhang\n", "a.par2");
   OpenParDocument(folder.Item("a.par2"));
@@ -181,19 +155,6 @@ TEST(Shell, ACloseRightBehindTheStartReachesTheChildAlone) {
   char told;
   EXPECT_EQ(read(signal_pipe[0], &told, 1), -1);
   std::signal(SIGTERM, before);
-}
-
-TEST(Commands, APathWithASingleQuoteIsNeverHandedToTheShell) {
-  const FolderItem plain = At("/a/b"), name = At("/a/b';touch x;'.par2"), above = At("/it's/b");
-  for (const FolderItem& bad : {name, above}) {
-    EXPECT_FALSE(Par2Command(bad, plain, 1, plain));
-    EXPECT_FALSE(Par2Command(plain, bad, 2, plain));
-    EXPECT_FALSE(Par2Command(plain, plain, 1, bad));
-    EXPECT_FALSE(UnrarCommand(bad, plain, 1, plain, plain));
-    EXPECT_FALSE(UnrarCommand(plain, bad, 1, plain, plain));
-    EXPECT_FALSE(UnrarCommand(plain, plain, 2, bad, plain));
-    EXPECT_FALSE(UnrarCommand(plain, plain, 2, plain, bad));
-  }
 }
 
 }  // namespace

@@ -180,23 +180,5 @@ TEST_F(RarTest, TheAdviceIsShownUntilTheUserTicksItAway) {
   }
 }
 
-TEST_F(RarTest, ALineThatIsReadInPiecesIsOneLine) {
-  Rar& rar = Drop<Rar>(
-      Script("write Extracting from /x/set.part1.rar\\n\\nExtr\nuntil go1\n"
-             "write acting  /x/a.bin       1%\nuntil go2\nwrite \\b\\b\\b OK\\nAll OK\\n\n"));
-  clock.Advance(1000);
-  WaitFor([&] { return rar.fOutput.Length() > 0; });
-  clock.Advance(250);
-  const std::int64_t length = rar.fOutput.Length();
-  folder.Write("go1", "");
-  WaitFor([&] { return rar.fOutput.Length() > length; });
-  clock.Advance(250);
-  EXPECT_EQ(Rows(rar.List2), "a.bin|") << "while it is being written";
-  folder.Write("go2", "");
-  ASSERT_TRUE(Run(rar));
-  EXPECT_EQ(Outcome(rar), "Extraction complete. opened advice");
-  EXPECT_EQ(Rows(rar.List) + Rows(rar.List2), "set.part1.rar|a.bin|");
-}
-
 }  // namespace
 }  // namespace gravlin::testing
