@@ -8,7 +8,6 @@
 #include "platform/calls.h"
 #include "platform/failures.h"
 #include "platform/fibers.h"
-#include "support/full_disk.h"
 #include "support/store_fixture.h"
 
 namespace gravlin::testing {
@@ -96,32 +95,6 @@ TEST_F(DatabaseTest, WritesAreOneTransactionUntilCommit) {
     lost.SQLExecute("Update Servers Set Port=4");
   }
   EXPECT_EQ(SeenByOthers(port), "1");
-}
-
-// sqlite rolls the transaction back by itself when the disk is full.  What follows must not be
-// stored as if it were the whole change.
-TEST_F(DatabaseTest, ATransactionThatAFullDiskEndedTakesNothingMore) {
-  db.SQLExecute("Update Servers Set Name='first'");
-  {
-    const FullDisk disk(100'000);
-    db.SQLExecute(
-        "Insert into NZBFiles (Parts) With Recursive n(i) as (Select 1 Union All Select i+1 from n "
-        "where i<5000) Select hex(randomblob(1000)) from n");
-    EXPECT_TRUE(db.Error());
-    EXPECT_EQ(db.Reason(), "The disk is full.");
-  }
-  for (const char* sql : {"Update Servers Set URL='second'", "BEGIN"}) {
-    db.SQLExecute(sql);
-    EXPECT_TRUE(db.Error()) << sql;
-  }
-  db.Commit();
-  EXPECT_TRUE(db.Error());
-  EXPECT_EQ(
-      db.SQLSelect("Select Name from Servers where URL='second' or Name='first'")->RecordCount(),
-      0);
-  db.SQLExecute("Update Servers Set Name='third'");
-  db.Commit();
-  EXPECT_FALSE(db.Error());
 }
 
 TEST_F(DatabaseTest, OnTheMainThreadAWriterWaitsFiveSecondsWhileEventsGoOn) {
@@ -217,21 +190,6 @@ TEST_F(DatabaseTest, RecordsOfChangingShapeKeepEveryByte) {
     EXPECT_FALSE(rows->Field("n").BooleanValue());
     EXPECT_EQ(rows->Field("TotalBytes").Int64Value(), i < 2 ? 0 : -(std::int64_t{1} << 40));
   }
-}
-
-TEST_F(DatabaseTest, CompactionShrinksTheFileAtOnce) {
-  DatabaseRecord record;
-  record.SetColumn("Filename", "name");
-  record.SetColumn("Parts", std::string(30'000, 'p'));
-  for (int i = 0; i < 500; ++i) db.InsertRecord("NZBFiles", record);
-  db.Commit();
-  db.SQLExecute("Delete from NZBFiles");
-  db.Commit();
-  Database compacting(file);
-  ASSERT_TRUE(compacting.Connect());
-  compacting.SQLExecute("VACUUM");
-  EXPECT_FALSE(compacting.Error()) << compacting.ErrorMessage();
-  EXPECT_LT(file.Length(), 200'000);
 }
 
 // Background writers: their order and their failures.

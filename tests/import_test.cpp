@@ -209,12 +209,5 @@ TEST_F(ImportTest, AListThatCannotBeStoredWholeIsToldAndLeftOut) {
             "file.");
 }
 
-// A name that would change the statement is not stored.
-TEST_F(ImportTest, ANameWithAQuoteReachesNoStatement) {
-  Import(FileElement("a.rar", 1), "a',Cols=(select URL from Servers),Name='b.nzb");
-  EXPECT_EQ(Stored("Settings_Gravlin", "Cols||Name"), "");
-  EXPECT_EQ(Names(), "a.rar");
-}
-
 }  // namespace
 }  // namespace gravlin

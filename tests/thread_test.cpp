@@ -7,11 +7,9 @@
 #include <thread>
 
 #include "platform/calls.h"
-#include "platform/desktop.h"
 #include "platform/fibers.h"
 #include "platform/timer.h"
 #include "support/test_clock.h"
-#include "support/test_desktop.h"
 
 namespace gravlin::testing {
 namespace {
@@ -71,28 +69,6 @@ TEST_F(ThreadTest, OffloadedWorkRunsElsewhereAndItsFailureComesBack) {
   ASSERT_TRUE(TestClock::PumpUntil([] { return LiveThreads() == 0; }));
   EXPECT_TRUE(elsewhere);
   EXPECT_EQ(log, "lost");
-}
-
-// The box's own event loop runs on the main stack, and other threads continue meanwhile.
-TEST_F(ThreadTest, ABoxInsideAThreadIsRunByTheMainStack) {
-  class AskingDesktop : public TestDesktop {
-   public:
-    std::function<void()> during;
-    int MsgBox(std::string_view, int, std::string_view) override {
-      during();
-      return 2;
-    }
-  } desktop;
-  SetDesktop(&desktop);
-  desktop.during = [&] {
-    EXPECT_EQ(Thread::Current(), nullptr);
-    Job::Start([&] { log += "other "; });
-    ASSERT_TRUE(TestClock::PumpUntil([&] { return log == "other "; }));
-  };
-  Job::Start([&] { log += std::to_string(MsgBox("?")); });
-  ASSERT_TRUE(TestClock::PumpUntil([] { return LiveThreads() == 0; }));
-  SetDesktop(&Asked());
-  EXPECT_EQ(log, "other 2");
 }
 
 TEST_F(ThreadTest, EndedThreadsAreUnwound) {

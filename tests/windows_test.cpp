@@ -2,6 +2,7 @@
 // nameless, and all that it shows and does at first is as recorded in tests/data.
 #include <QAbstractScrollArea>
 #include <QAction>
+#include <QApplication>
 #include <QComboBox>
 #include <QHeaderView>
 #include <QLabel>
@@ -215,6 +216,7 @@ void ExpectPage(const std::string& name, const std::string& page) {
 
 template <class W>
 void WindowsTest::CheckPage(const char* name) {
+  const qsizetype widgets = QApplication::allWidgets().size();
   W& window = Window::New<W>();
   const QWidget& frame = *window.Native().frame;
   std::string page = window.Title() + " " + Str(window.Width()) + "x" + Str(window.Height());
@@ -256,6 +258,9 @@ void WindowsTest::CheckPage(const char* name) {
         page += " " + control->Name();
   ExpectPage(name, page + "\n");
   Window::CloseAll();
+  Save();
+  clock.Advance(1);
+  EXPECT_EQ(QApplication::allWidgets().size(), widgets) << name << " leaves widgets";
 }
 
 TEST_F(WindowsTest, EachShowsAndDoesAtFirstWhatIsRecorded) {
