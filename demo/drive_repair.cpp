@@ -46,7 +46,7 @@ void Driver::AwaitRepair() {
   NoteTool(status);
   worst_rows_ = std::max(worst_rows_, BadRows(par->List));
   if (status == "Repairing..." && !std::exchange(pictured_repair_, true)) TakePictures("repairing");
-  if (par->tPar.Mode() != 0) return;
+  if (par->Phase() != ToolPhase::kReady) return;
   TakePictures("repaired");
   const bool good =
       status == "Repair complete." || status == "All files are correct, repair is not required.";
@@ -68,7 +68,7 @@ void Driver::AwaitExtraction() {
     return;
   }
   NoteTool(rar->stStatus.Text());
-  if (rar->tRar.Mode() != 0) return;
+  if (rar->Phase() != ToolPhase::kReady) return;
   NoteWindows();
   TakePictures("extracted");
   std::printf("extraction: %s volumes %d, files %d, seconds %.2f\n", rar->stStatus.Text().c_str(),

@@ -8,6 +8,7 @@
 #include "nzb/grv_parse.h"
 #include "platform/calls.h"
 #include "platform/fibers.h"
+#include "platform/scoped_flag.h"
 #include "support/full_disk.h"
 #include "support/store_fixture.h"
 
@@ -21,16 +22,19 @@ class FakeWindow : public ImportOwner {
  public:
   FolderItem NZBFile() const override { return nzb; }
   void BeginImport() override { percents.clear(); }
-  void ListCleared() override {}
+  void ListCleared() override { EXPECT_FALSE(shows_list); }
   void ListKept() override { done += "kept;"; }
   void ShowImportProgress(int percent) override { percents.push_back(percent); }
   void ImportDone(std::string_view nzb_name, double total_bytes) override {
     done += std::string(nzb_name) + "=" + Format(total_bytes, "0") + ";";
+    const ScopedFlag loading(shows_list, true);
+    Thread::Sleep(500);
   }
 
   FolderItem nzb;
   std::vector<int> percents;
   std::string done;
+  bool shows_list = false;
 };
 
 std::string FileElement(const std::string& subject, int segments, int bytes = 100) {

@@ -1,5 +1,5 @@
 // What may begin in each situation that occurs.
-#include "engine/may_begin.h"
+#include "base/may_begin.h"
 
 #include <gtest/gtest.h>
 
@@ -18,6 +18,7 @@ std::string Allowed(const Situation& now) {
   add("next", may::BeginNextFile(now));
   add("watch", may::WatchSilence(now));
   add("start", may::Start(now));
+  add("button", may::ChangeStart(now));
   add("connect", may::Connect(now));
   add("again", may::CallAgainAtOnce(now));
   add("assemble", may::Assemble(now));
@@ -32,19 +33,19 @@ TEST(MayBegin, InEachSituationThatOccurs) {
     Situation now;
     const char* allowed;
   } rows[] = {
-      {"nothing is under way", {}, "data tick watch start connect assemble outside finish"},
+      {"nothing is under way", {}, "data tick watch start button connect assemble outside finish"},
       {"a list is loaded",
        {.loading_list = true},
-       "data tick watch connect assemble outside finish"},
+       "data tick watch button connect assemble outside finish"},
       {"a file complete at launch is joined",
        {.assembling = true, .joining = true, .assemblies = 1},
-       "data tick start connect outside finish"},
+       "data tick start button connect outside finish"},
       {"it is decoded, and another one waits",
        {.decoding = true, .joining = true, .assemblies = 2},
-       "data tick start connect outside finish"},
+       "data tick start button connect outside finish"},
       {"it has ended before Start",
        {.thread_flag = true},
-       "data tick watch start connect assemble outside finish"},
+       "data tick watch start button connect assemble outside finish"},
       {"the log-on is under way",
        {.running = true},
        "data tick watch start connect assemble finish"},
@@ -90,6 +91,12 @@ TEST(MayBegin, AToolOnlyWhereNoneRuns) {
     EXPECT_FALSE(may::BeginTool({ToolPhase::kClearing, job}));
     EXPECT_FALSE(may::BeginTool({ToolPhase::kFollowing, job}));
   }
+}
+
+TEST(MayBegin, AQuitOnceNoWriteCanEndAnyMore) {
+  EXPECT_TRUE(may::Quit({.pending = 0}));
+  EXPECT_FALSE(may::Quit({.pending = 1}));
+  EXPECT_TRUE(may::Quit({.pending = 1, .kept = true}));
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ END {
   print "<rect width=\"800\" height=\"184\" fill=\"#ffffff\"/>"
   text(40, 22, "start", "Seconds of silence; the tick looks at them every second, except while a file is joined or decoded")
   span(0, shown, "#e4f4ec", "patience", "nothing is said")
-  span(shown, allowed, "#fdf6d8", "countdown", "the status line tells the seconds left")
+  span(shown, allowed, "#fdf6d8", "countdown", "the status line shows the seconds left")
   span(allowed, allowed + 6, "#f9d9d0", "", "")
   for (second = 1; second < allowed + 6; ++second)
     printf "<line x1=\"%.1f\" y1=\"114\" x2=\"%.1f\" y2=\"%d\" stroke=\"#4a5a66\"/>\n", x(second), x(second), second % 10 ? 118 : 122

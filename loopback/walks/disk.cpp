@@ -33,6 +33,7 @@ void Disk::Watch(const std::string& root, const std::string& kept) {
 }
 
 void Disk::Forget() {
+  Revive();
   fault_ = DiskFault::kNone;
   root_.clear();
   open_.clear();
@@ -52,6 +53,10 @@ bool Disk::Watches(std::string_view path) const {
 }
 
 bool Disk::Refuses(DiskFault fault, std::string_view path) {
+  if (calls_left_ >= 0 && !root_.empty() && path.starts_with(root_)) {
+    if (calls_left_ == 0) return true;
+    --calls_left_;
+  }
   if (fault_ == DiskFault::kNone || root_.empty() || !path.starts_with(root_)) return false;
   if (fault_ == DiskFault::kFull) return fault == DiskFault::kWrites;
   if (fault_ == DiskFault::kStore)
@@ -60,7 +65,7 @@ bool Disk::Refuses(DiskFault fault, std::string_view path) {
 }
 
 bool Disk::RefusesWrite(int file) {
-  if (fault_ == DiskFault::kNone) return false;
+  if (fault_ == DiskFault::kNone && calls_left_ < 0) return false;
   const auto path = open_.find(file);
   return path != open_.end() && Refuses(DiskFault::kWrites, path->second);
 }
@@ -185,6 +190,8 @@ int open(const char* path, int flags, ...) {
     if (lstat(path, &about) != 0) {
       if (disk.Refuses(DiskFault::kWrites, path)) return Refused(ENOSPC);
       disk.NameChanges(path);
+    } else if (flags & O_TRUNC && disk.Refuses(DiskFault::kWrites, path)) {
+      return Refused(ENOSPC);
     }
   }
   const int file = static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
@@ -218,6 +225,7 @@ int fsync(int file) {
   return result;
 }
 int fdatasync(int file) {
+  if (Disk::Get().RefusesFlush(file)) return Refused(EIO);
   const int result = static_cast<int>(syscall(SYS_fdatasync, file));
   if (result == 0) Disk::Get().Flushed(file);
   return result;

@@ -25,6 +25,10 @@ class Disk {
   // Until the next call about half of these calls fail.  kFull: all that need room; kStore: one in
   // eight of those to the store.
   void Fail(DiskFault fault, std::uint64_t seed);
+  // After so many more calls that would change something nothing changes any more, as if the
+  // program had been killed at that moment.  Until Revive.
+  void DieAfter(int calls) { calls_left_ = calls; }
+  void Revive() { calls_left_ = -1; }
   // What no flush has reached is lost or damaged.  Names go in any order.
   void LosePower(Random& random);
   void Forget();
@@ -48,6 +52,7 @@ class Disk {
 
   std::string root_, kept_;
   DiskFault fault_ = DiskFault::kNone;
+  int calls_left_ = -1;  // until it is dead; -1 if nobody counts
   Random random_{0};
   int kept_count_ = 0;
   std::uint64_t changes_ = 0;

@@ -192,7 +192,10 @@ int GoWalks(const Options& options, unsigned long long& at) {
       std::fflush(stdout);
       return 1;
     }
-    ++done;
+    if (++done % 1000 == 0) {
+      std::printf("%ld walks in %.0f s\n", done, seconds());
+      std::fflush(stdout);
+    }
     steps += static_cast<long>(plan.size());
   }
   std::printf("%ld walks of %ld steps in %.1f s: %.1f a second\n", done, steps, seconds(),

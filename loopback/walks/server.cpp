@@ -197,14 +197,17 @@ void Server::Send(Connection& connection, std::string reply, Misdeed misdeed) {
   if (misdeed == Misdeed::kSilence) reply.clear();
   if ((misdeed == Misdeed::kCut || misdeed == Misdeed::kStall) && !reply.empty())
     reply.resize(static_cast<std::size_t>(random_.Below(static_cast<int>(reply.size()))));
-  connection.stalled = misdeed == Misdeed::kStall || misdeed == Misdeed::kFlood;
-  if (misdeed == Misdeed::kCut) connection.ends = true;
+  const bool cut = misdeed == Misdeed::kCut;
+  const bool stall = misdeed == Misdeed::kStall || misdeed == Misdeed::kFlood;
+  // A request that comes after half a reply gets no answer.
+  connection.stalled = connection.stalled || stall || cut;
+  connection.ends = connection.ends || cut;
   // A client may act on three bytes of a line, and on an article whose last LF is on its way.
   connection.must_come = IsArticle(reply) ? reply.size() - 1 : 3;
   std::int64_t due = clock_() + (latency_ > 0 ? random_.Below(latency_) : 0);
   while (!reply.empty() || connection.ends) {
     const std::size_t size =
-        piece_ > 0 && !connection.stalled
+        piece_ > 0 && !stall
             ? std::min(reply.size(), static_cast<std::size_t>(random_.Between(1, piece_)))
             : reply.size();
     connection.out.push_back({due, reply.substr(0, size)});

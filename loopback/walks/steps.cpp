@@ -185,6 +185,15 @@ void LosePowerAndStart(World& world, Random&) {
   world.LosePower();
   world.Launch();
 }
+// In the middle of whatever the program does to the disk next.
+void KillAtAChange(World& world, Random& random) {
+  Disk::Get().DieAfter(random.Below(40));
+  world.Advance(random.Below(2000));
+  world.Kill();
+  Disk::Get().Revive();
+  if (random.OneIn(2)) world.LosePower();
+  world.Launch();
+}
 void StartWithParts(World& world, Random&) {
   world.Kill();
   world.LeaveParts();
@@ -253,6 +262,7 @@ const std::vector<StepKind>& AllSteps() {
       {"quit and start", 2, QuitAndStart},
       {"kill and start", 2, KillAndStart},
       {"power cut and start", 2, LosePowerAndStart},
+      {"kill at a change of the disk", 4, KillAtAChange},
       {"start with parts of an earlier run", 3, StartWithParts},
       {"the server slows down", 6, ServerSlows},
       {"the server misbehaves", 8, ServerMisbehaves},

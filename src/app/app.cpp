@@ -5,6 +5,7 @@
 
 #include "base/code.h"
 #include "base/endpoints.h"
+#include "base/may_begin.h"
 #include "nzb/catalogue.h"
 #include "platform/clock.h"
 #include "platform/desktop.h"
@@ -157,7 +158,7 @@ void App::Init() {
   Code::CR = "\r";
   LoadSettings();
   Code::LoadTypes();
-  Code::DBFree = true;
+  Code::FreeDB();
   Code::DBKept = false;
   Code::MaxFileLength = 240;
   Gravlin& window = Window::Shared<Gravlin>();
@@ -187,6 +188,6 @@ bool App::Event_CancelClose() {
   return false;
 }
 
-bool App::WorkPending() { return Code::PendingWrites() > 0 && !Code::DBKept; }
+bool App::WorkPending() { return !may::Quit(Code::CurrentWrites()); }
 
 }  // namespace gravlin

@@ -9,7 +9,8 @@ namespace gravlin {
 // Decodes each line that holds the alphabet and padding alone, and skips every other line, since
 // the text may hold whole articles.  Header lines have a colon, folded ones begin with a blank or a
 // tab, and boundaries have hyphens.  Blanks at the end of a line, which gateways add, do not count.
-// A line that is one word without other characters cannot be told from data and is decoded.
+// A line that is one word without other characters cannot be distinguished from data and is
+// decoded.
 //
 // Groups may go on in a later line, whatever is skipped between.  Padding ends a group, and another
 // text may follow it.

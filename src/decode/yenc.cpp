@@ -1,4 +1,4 @@
-// yEnc from file to file: finds the blocks, decodes what lies between, tells what cannot be
+// yEnc from file to file: finds the blocks, decodes what lies between, reports what cannot be
 // written.
 #include "decode/yenc.h"
 
@@ -20,7 +20,7 @@ constexpr std::uint8_t kCarriageReturn = 13;
 constexpr std::string_view kBegin = "=ybegin";
 constexpr std::string_view kEnd = "=yend";
 
-// So large that waking the writer for a block costs little beside writing it.
+// So large that waking the writer for a block costs little compared with writing it.
 constexpr std::size_t kBlock = 2 * 1024 * 1024;
 // Bytes that are decoded one by one before the fast way is tried again.
 constexpr std::ptrdiff_t kStretch = 64;
@@ -93,7 +93,7 @@ const std::uint8_t* YencDecoder::ReadOutside(const std::uint8_t* at, const std::
     } else if (line_length_ == 0) {
       line_[line_length_++] = c;
     } else if (line_length_ == kMarkLength) {
-      // The byte behind the mark, the blank, is lost with it.
+      // The byte after the mark, the blank, is lost with it.
       if (LineIsBegin()) state_ = State::kControlLine;
       line_length_ = 0;
     } else {

@@ -11,14 +11,14 @@
 namespace gravlin {
 
 // Walks over joined articles as they came from the server: finds each line `=ybegin` that follows a
-// CR, decodes the data behind it up to `=yend`, and passes over everything else.  No attribute of
+// CR, decodes the data after it up to `=yend`, and passes over everything else.  No attribute of
 // any line is read; sizes and sums are the business of the repair.  Works on pieces of any size.
 class YencDecoder {
  public:
   enum class State {
     kOutside = -1,  // seeking a line that begins with `=ybegin`
     kData = 0,
-    kEscape = 1,       // behind a `=` in the data
+    kEscape = 1,       // after a `=` in the data
     kControlLine = 2,  // in a line that begins with `=y`
   };
   // How runs of data are decoded: byte by byte, or a vector at a time with AVX2 or NEON.  Both give
@@ -27,7 +27,7 @@ class YencDecoder {
   // Whether this processor has the vectors.
   static bool HasVectors() { return VectorRun() != nullptr; }
 
-  // Bytes behind the decoded ones that Decode may overwrite.
+  // Bytes after the decoded ones that Decode may overwrite.
   static constexpr std::size_t kSlack = 64;
 
   // kVector is kPlain on a processor without the vectors.
@@ -51,7 +51,7 @@ class YencDecoder {
   bool LineIsBegin() const;
 
   // Decodes whole vectors from `at`, at[-1] being data that ends no escape, until less than a
-  // vector is left or one holds a `=` behind a `=` or a `=y`.  Moves `out`; sets `escape` if the
+  // vector is left or one holds a `=` after a `=` or a `=y`.  Moves `out`; sets `escape` if the
   // last byte that it took is a `=`.
   using Run = const std::uint8_t* (*)(const std::uint8_t* at, const std::uint8_t* end,
                                       std::uint8_t*& out, bool& escape);
@@ -71,10 +71,10 @@ class YencDecoder {
 namespace Code {
 
 // Decodes a file of joined articles into `target`, which is made or overwritten.  Returns the
-// number of decoded bytes, beyond 2 GiB too, since the parts are deleted behind it; 0, and an empty
-// target, for a source without data.  -1 if a file could not be opened, read or written to its end:
-// the target is then not to be used.  Touches nothing but its arguments, so that it may run
-// anywhere.
+// number of decoded bytes, beyond 2 GiB too, since the parts are deleted afterwards; 0, and an
+// empty target, for a source without data.  -1 if a file could not be opened, read or written to
+// its end: the target is then not to be used.  Touches nothing but its arguments, so that it may
+// run anywhere.
 double DecodeYencFile(const FolderItem& source, const FolderItem& target);
 
 }  // namespace Code

@@ -2,7 +2,7 @@
 //
 // Of 256 values four are escaped, and a line has 128 bytes, so that of 32 bytes every other vector
 // loses a byte. All of them are therefore decoded the same way, without a branch: the bytes to drop
-// give a mask, and each eight bits of the mask a shuffle that closes the gaps.  A `=` behind a `=`,
+// give a mask, and each eight bits of the mask a shuffle that closes the gaps.  A `=` after a `=`,
 // or a `=y`, is so rare that the caller takes it byte by byte.
 #include <bit>
 #include <cstring>

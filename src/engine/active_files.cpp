@@ -1,4 +1,4 @@
-// The names in work: a file that is assembled or a part that is fetched is taken by nobody else.
+// The names in use: a file that is assembled or a part that is fetched is taken by nobody else.
 #include "engine/active_files.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Registry of the names of files and part files in work, so that none is fetched or assembled
+// Registry of the names of files and part files in use, so that none is fetched or assembled
 // twice.
 #pragma once
 
@@ -7,7 +7,7 @@
 namespace gravlin::Code {
 
 bool InActiveFiles(std::string_view name);
-// False if the name stands there already.
+// False if the name is in it already.
 bool AddToActiveFiles(std::string_view name);
 void RemoveFromActiveFiles(std::string_view name);
 

@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "base/may_begin.h"
 #include "engine/file_table.h"
-#include "engine/may_begin.h"
 #include "engine/part_flush.h"
 #include "engine/parts_on_disk.h"
 #include "engine/server_settings.h"
@@ -141,7 +141,7 @@ class Engine : public ImportOwner {
   double SessionBytes = 0, CurrentBytes = 0, BytesLeft = 0;
   std::int32_t Throughput = 0, Peak = 0;  // kilobits per second
 
-  // --- The tick (driver_timer.cpp) ---
+  // --- The tick (driver_timer.cpp), and how far the run has come (progress.cpp) ---
   void TheTimer_Action();
   void SetDeadline();
   void UpdateTime();
@@ -182,6 +182,7 @@ class Engine : public ImportOwner {
   struct ReplyRow;
 
   // Session.
+  void UseServer(const ServerSettings& server);
   void EnterState(std::string_view state);
   void Connect();
   void Send(std::string_view command);

@@ -22,13 +22,12 @@ void Engine::ListKept() {
   List.DeleteAllRows();
   ExpectedParts = 0;  // the files that are loaded again are the same
   LoadListAnew();
-  if (!running_) AllowStart();
+  AllowStart();
 }
 
-// Stop stays enabled.
 void Engine::LoadListAnew() {
   const ScopedFlag loading(loading_list_, true);
-  if (!running_) AllowStart();
+  AllowStart();
   LoadFiles();
 }
 

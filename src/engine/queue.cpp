@@ -200,8 +200,8 @@ void Engine::Finish() {
   SetStatus(status);
   WriteDebug("Finish", logged);
   SetStartButton(false);
-  AllowStart();
   SetRunning(false);
+  AllowStart();
   if (FileCreated) OpenDownloadsFolder();
   view_.ShowTotalTime((Ticks() - OverallStartTick) / 60);
   view_.ShowBar(100);

@@ -38,7 +38,7 @@ class RunView {
   // The server as the form has it now.
   virtual ServerSettings FormServer() const = 0;
   // Puts the row of the store into the form.
-  virtual void FillServerForm(const RecordSet& server, int ssl_index) = 0;
+  virtual void FillServerForm(const RecordSet& server) = 0;
   // The server has refused the log-on.
   virtual void ShowConnectionError(std::string_view reason) = 0;
 

@@ -1,10 +1,12 @@
-// The table of the SSL choices.
+// The server in its row and in a socket, and the table of the SSL choices.
 #include "engine/server_settings.h"
 
 #include <algorithm>
 #include <array>
 
+#include "platform/ssl_socket.h"
 #include "platform/text.h"
+#include "store/database.h"
 
 namespace gravlin {
 namespace {
@@ -23,6 +25,21 @@ constexpr std::array<SSLChoice, 5> kSSLChoices = {{{"Off", "off", kPlainTcp, "wi
                                                    {"v1", "v1", 3, "with SSL v1"}}};
 
 }  // namespace
+
+ServerSettings ServerInRow(const RecordSet& row) {
+  return {.URL = row.Field("URL").StringValue(),
+          .Username = row.Field("Username").StringValue(),
+          .Password = row.Field("Password").StringValue(),
+          .Port = row.Field("Port").IntegerValue(),
+          .SSL = Code::SSLStringToCode(row.Field("SSL").StringValue())};
+}
+
+void SetServer(SSLSocket& socket, const std::string& url, std::int32_t port, std::int32_t ssl) {
+  socket.SetAddress(url);
+  socket.SetPort(port);
+  socket.SetSecure(ssl != kPlainTcp);
+  if (ssl != kPlainTcp) socket.SetConnectionType(ssl);
+}
 
 std::vector<std::string_view> SSLMenu() {
   std::vector<std::string_view> entries;

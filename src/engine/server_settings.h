@@ -9,6 +9,9 @@
 
 namespace gravlin {
 
+class RecordSet;
+class SSLSocket;
+
 constexpr std::int32_t kPlainTcp = 999;  // the code of a socket without SSL
 
 struct ServerSettings {
@@ -16,6 +19,11 @@ struct ServerSettings {
   std::int32_t Port = 0;
   std::int32_t SSL = kPlainTcp;  // the socket's connection type
 };
+
+// The current row of Servers.
+ServerSettings ServerInRow(const RecordSet& row);
+// The next connection of the socket goes to that server.
+void SetServer(SSLSocket& socket, const std::string& url, std::int32_t port, std::int32_t ssl);
 
 // The entries of the menu, in their order.
 std::vector<std::string_view> SSLMenu();

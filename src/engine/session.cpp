@@ -19,23 +19,20 @@ void Engine::LoadServer() {
     MsgBox("No records in Servers table");
     return;
   }
-  const std::string ssl = server->Field("SSL").StringValue();
-  view_.FillServerForm(*server, SSLMenuIndex(ssl));
-  TheServerURL = server->Field("URL").StringValue();
-  TheServerUsername = server->Field("Username").StringValue();
-  TheServerPassword = server->Field("Password").StringValue();
-  TheServerPort = server->Field("Port").IntegerValue();
-  TheSSLSetting = Code::SSLStringToCode(ssl);
+  view_.FillServerForm(*server);
+  UseServer(ServerInRow(*server));
 }
 
 // The form is saved in the background at every keystroke.  Reading the row before the last save has
 // reached it would put the older text back into the form, and into the store.
 void Engine::TakeServer() {
-  if (Code::AwaitWrites()) {
+  if (Code::AwaitWrites())
     LoadServer();
-    return;
-  }
-  const ServerSettings server = view_.FormServer();
+  else
+    UseServer(view_.FormServer());
+}
+
+void Engine::UseServer(const ServerSettings& server) {
   TheServerURL = server.URL;
   TheServerUsername = server.Username;
   TheServerPassword = server.Password;
@@ -59,10 +56,7 @@ void Engine::LogOn() {
   if (!may::Connect(CurrentSituation())) return;
   if (Code::DebugOn) StartDebugMode();
   SetStatus("Connecting to " + TheServerURL + "...");
-  News.SetAddress(TheServerURL);
-  News.SetPort(TheServerPort);
-  News.SetSecure(TheSSLSetting != kPlainTcp);
-  if (TheSSLSetting != kPlainTcp) News.SetConnectionType(TheSSLSetting);
+  SetServer(News, TheServerURL, TheServerPort, TheSSLSetting);
   WriteDebug("Gravlin.LogOn Connecting to ", TheServerURL + " on port " + Str(TheServerPort) + " " +
                                                  Code::SSLCodeToString(TheSSLSetting) + "...");
   Connect();
@@ -115,7 +109,10 @@ void Engine::SetStartButton(bool stops) {
   view_.ShowStartButton(stops);
 }
 
-void Engine::AllowStart() { view_.EnableStartButton(may::Start(CurrentSituation())); }
+void Engine::AllowStart() {
+  const Situation now = CurrentSituation();
+  if (may::ChangeStart(now)) view_.EnableStartButton(may::Start(now));
+}
 
 void Engine::InitGroup() {
   ClearNewsBuffer();

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/code.h"
+#include "base/may_begin.h"
 #include "nzb/names.h"
 #include "nzb/subject_scanner.h"
 #include "platform/desktop.h"
@@ -67,15 +68,19 @@ void grvParse::Event_Run() {
     KeepOldList(message);
 }
 
+ImportSituation grvParse::CurrentSituation() const {
+  return {
+      .oldest = living_.front() == this, .others = living_.size() > 1, .store_free = Code::DBFree};
+}
+
 void grvParse::KeepOldList(std::string_view message) {
   GiveRightBack();
-  // An import that waits will show its own list.
-  if (living_.size() == 1) w.ListKept();
+  if (may::SettleList(CurrentSituation())) w.ListKept();
   MsgBox(message);
 }
 
 void grvParse::GiveRightBack() {
-  Code::DBFree = true;
+  Code::FreeDB();
   lock_taken_ = false;
   turn_.Leave();
 }
@@ -104,8 +109,7 @@ void grvParse::WaitForTheStore() {
   turn_.Await();
   db = std::make_unique<Database>(Code::fGlobalDB);
   while (!db->Connect()) Sleep(kRetryMilliseconds);
-  // The previous import gives the right back before it has shown its list.
-  while (living_.front() != this || !Code::LockDB()) Sleep(kRetryMilliseconds);
+  while (!may::BeginImport(CurrentSituation()) || !Code::LockDB()) Sleep(kRetryMilliseconds);
   lock_taken_ = true;
   db->SetDurableCommits(true);
   db->HoldCheckpoints();
@@ -238,8 +242,7 @@ void grvParse::Tell(std::string_view message, bool bail_out) {
 
 void grvParse::BailOut() {
   GiveRightBack();
-  // Another import that waits empties the list itself, and would be done before this write.
-  if (living_.size() == 1) Code::SaveToDB({"Delete from NZBFiles"}, "none");
+  if (may::SettleList(CurrentSituation())) Code::SaveToDB({"Delete from NZBFiles"}, "none");
 }
 
 }  // namespace gravlin

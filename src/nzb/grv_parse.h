@@ -14,6 +14,8 @@
 
 namespace gravlin {
 
+struct ImportSituation;
+
 class grvParse : public Thread {
  public:
   // `window` outlives the thread.
@@ -24,6 +26,7 @@ class grvParse : public Thread {
   void Event_Run() override;
 
  private:
+  ImportSituation CurrentSituation() const;
   void Import();
   void WaitForTheStore();
   void ClearLastImport();
@@ -40,7 +43,7 @@ class grvParse : public Thread {
   void GiveRightBack();
   void KeepOldList(std::string_view why);
 
-  static inline std::list<const grvParse*> living_;  // one imports, the others wait
+  static inline std::list<const grvParse*> living_;  // the oldest imports, the others wait
 
   ImportOwner& w;
   std::unique_ptr<Database> db;          // rolled back if the thread ends before a commit

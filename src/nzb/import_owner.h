@@ -1,4 +1,4 @@
-// What the import thread asks of the window that started it.
+// What the import thread asks of the one that started it, the engine.
 #pragma once
 
 #include <string_view>
@@ -14,9 +14,9 @@ class ImportOwner {
   virtual FolderItem NZBFile() const = 0;
   // The bar goes to 0 and is shown.
   virtual void BeginImport() = 0;
-  // The store's list of files is empty now, so the window's is as well.
+  // The store's list of files is empty now, so the one on screen is as well.
   virtual void ListCleared() = 0;
-  // The import failed before that: the store has kept its old list, so the window keeps it as well.
+  // The import failed before that: the store has kept its old list, and so does the screen.
   virtual void ListKept() = 0;
   // Percent of the file's bytes that have been read, a whole number.
   virtual void ShowImportProgress(int percent) = 0;

@@ -25,7 +25,7 @@
 #include "platform/clock.h"
 #include "platform/desktop.h"
 #include "platform/fibers.h"
-#include "platform/native.h"
+#include "platform/shell.h"
 #include "platform/streams.h"
 #include "platform/window.h"
 

@@ -10,7 +10,7 @@
 
 #include "platform/fibers.h"
 #include "platform/file_types.h"
-#include "platform/native.h"
+#include "platform/toolkit_text.h"
 
 namespace gravlin {
 namespace {

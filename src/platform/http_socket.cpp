@@ -8,7 +8,8 @@
 #include <QPointer>
 #include <QTimer>
 
-#include "platform/native.h"
+#include "platform/raise.h"
+#include "platform/toolkit_text.h"
 
 namespace gravlin {
 namespace {

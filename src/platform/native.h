@@ -10,51 +10,17 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
-#include "platform/calls.h"
 #include "platform/controls.h"
+#include "platform/raise.h"
+#include "platform/toolkit_text.h"
 #include "platform/window.h"
 
 class QMenuBar;
 class QPushButton;
 
 namespace gravlin {
-
-inline QString ToQt(std::string_view text) {
-  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-inline std::string FromQt(const QString& text) { return text.toStdString(); }
-// A caption in which "&" is an ordinary character, and back.
-QString ToCaption(std::string_view text);
-std::string FromCaption(const QString& caption);
-// A text from outside without what would reverse the rest or control the screen.
-QString Shown(std::string_view text);
-// The same for several lines.  The program's line ends are CR, the toolkit's LF.
-QString ToLines(std::string_view text);
-// A text for a tool tip: shown as it is, even if it looks like markup, and cut to what can be read.
-QString AsToolTip(const QString& text);
-
-// Raises an event, if it has a handler.  The handler is copied: it may replace itself or close its
-// window.
-template <class... Parameters, class... Arguments>
-void Raise(const char* event, const std::function<void(Parameters...)>& handler,
-           Arguments&&... arguments) {
-  if (!handler) return;
-  const std::function<void(Parameters...)> copy = handler;
-  Dispatch(event, [&] { copy(std::forward<Arguments>(arguments)...); });
-}
-// The same for an event with an answer; `otherwise` if there is no handler or it failed.
-template <class... Parameters, class... Arguments>
-bool Ask(const char* event, const std::function<bool(Parameters...)>& handler, bool otherwise,
-         Arguments&&... arguments) {
-  bool answer = otherwise;
-  if (!handler) return answer;
-  const std::function<bool(Parameters...)> copy = handler;
-  Dispatch(event, [&] { answer = copy(std::forward<Arguments>(arguments)...); });
-  return answer;
-}
 
 // The key of a press as the program counts keys: 13 Return, 3 Enter, 8 Backspace, 127 Delete, 27
 // Escape, 9 Tab, 28 to 31 the arrows, otherwise the character; 0 for a key without one.
@@ -126,9 +92,5 @@ struct WindowNative {
 QWidget* ParentFor(Window& window);
 // Adds the menus of `menu` to the bar of one window.
 void FillMenuBar(MenuBar& menu, QMenuBar& bar);
-// Ends every tool that the program has started.
-void EndShellChildren();
-// Destroys the windows that were closed, without waiting for the event loop.
-void DestroyClosedWindows();
 
 }  // namespace gravlin

@@ -1,4 +1,8 @@
 // A shell command in a process group of its own, which ends as a whole.
+//
+// Not over the toolkit's process class, which reaps the leader as soon as it has ended: by the time
+// of the last signal the number of its group could be another's.  That class also takes the command
+// as text, and would change a path that is not UTF-8.
 #include "platform/shell.h"
 
 #include <fcntl.h>
@@ -25,7 +29,6 @@ extern "C" {
 
 #include "platform/calls.h"
 #include "platform/clock.h"
-#include "platform/native.h"
 #include "platform/text.h"
 
 extern char** environ;

@@ -25,4 +25,7 @@ class Shell {
   std::unique_ptr<Native> native_;
 };
 
+// Ends every tool that the program has started.
+void EndShellChildren();
+
 }  // namespace gravlin

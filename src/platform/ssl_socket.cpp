@@ -11,7 +11,8 @@
 #include <utility>
 
 #include "platform/calls.h"
-#include "platform/native.h"
+#include "platform/raise.h"
+#include "platform/toolkit_text.h"
 
 namespace gravlin {
 namespace {

@@ -9,10 +9,10 @@
 #include <typeinfo>
 #include <vector>
 
-#include "platform/controls.h"
-
 namespace gravlin {
 
+class Control;
+class FolderItem;
 class MenuBar;
 struct WindowNative;
 
@@ -114,5 +114,8 @@ class Window {
   std::unique_ptr<WindowNative> native_;
   std::vector<Control*> controls_;
 };
+
+// Destroys the windows that were closed, without waiting for the event loop.
+void DestroyClosedWindows();
 
 }  // namespace gravlin

@@ -1,4 +1,4 @@
-// The windows that tell how a repair or an extraction ended.
+// The windows that say how a repair or an extraction ended.
 #include "postprocess/outcome_windows.h"
 
 #include "base/code.h"

@@ -4,12 +4,13 @@
 #include <memory>
 #include <string_view>
 
+#include "platform/controls.h"
 #include "platform/window.h"
 #include "store/database.h"
 
 namespace gravlin {
 
-// Advice when par2 has not started for the fourth time; ends nothing.
+// Advice when three attempts to start par2 have failed; ends nothing.
 class ParFailed : public Window {
  public:
   ParFailed();

@@ -111,7 +111,7 @@ void Par::Finish(const Par2Ending& ending) {
   EndFollowing();
   if (ending.repaired) FlushFiles(fInput.Parent());
   // A set without an archive comes here with the folder of the downloads in fRAR, which exists: the
-  // extraction then ends by what unrar makes of a folder.
+  // extraction then shows whatever unrar says of a folder.
   if (!fRAR.IsNil() && fRAR.Exists() && ending.repaired) {
     Rar& rar = Window::New<Rar>();
     rar.fInput = fRAR;
@@ -127,7 +127,7 @@ void Par::Finish(const Par2Ending& ending) {
 void Par::UpdateTime(double percent) {
   const double ticks_per_percent = (Ticks() - StartTick) / percent;
   const double seconds = ticks_per_percent * (100 - percent) / 60;
-  if (!std::isfinite(seconds) || seconds < 0) return;  // a percentage of 0 tells nothing
+  if (!std::isfinite(seconds) || seconds < 0) return;  // a percentage of 0 says nothing
   if (!stTime.Visible()) stTime.SetVisible(true);
   stTime.SetText(HoursMinutesSeconds(static_cast<std::int64_t>(seconds)));
   stTime.Refresh();

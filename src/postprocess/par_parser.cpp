@@ -15,7 +15,7 @@ bool ShowNewStatus(ParView& view, std::string_view text) {
   return true;
 }
 
-// The number behind the last ": " of a progress line, which has `others` characters beside it.
+// The number after the last ": " of a progress line, which has `others` further characters.
 double PercentOf(std::string_view line, int others) {
   return Val(Mid(line, LastInStr(line, ": ") + 2, Len(line) - others));
 }

@@ -18,18 +18,18 @@ class ParView {
   virtual std::string Status() const = 0;
   virtual void ShowStatus(std::string_view text) = 0;
   virtual void ShowPercent(std::int32_t percent) = 0;
-  // Adds a row behind the others and selects it.
+  // Adds a row after the others and selects it.
   virtual void AddRow(std::string_view name) = 0;
   // First row of that name, case ignored.
   virtual int FindRow(std::string_view name) const = 0;
   virtual int SelectedRow() const = 0;
   virtual void SelectRow(int row) = 0;
   virtual void ShowRowStatus(int row, std::string_view status) = 0;
-  // The repair phase begins: the time left is reckoned from now.
+  // The repair phase begins: the time left is counted from now.
   virtual void StartClock() = 0;
   virtual void ShowTimeLeft(double percent) = 0;
   virtual void ClearTimeLeft() = 0;
-  // A target that is the first volume of an archive; the first one told is the one to extract.
+  // A target that is the first volume of an archive; the first one named is the one to extract.
   virtual void FoundArchive(std::string_view name) = 0;
 };
 
@@ -42,7 +42,7 @@ struct Par2Ending {
   bool repaired;     // false: too few recovery blocks
 };
 
-// The end of the run, if the last line says so; one empty line behind it is passed over.  Lines
+// The end of the run, if the last line says so; one empty line after it is passed over.  Lines
 // must not be empty. A single empty line has no line before it: OutOfBoundsException.
 std::optional<Par2Ending> FindPar2Ending(const std::vector<std::string>& lines);
 

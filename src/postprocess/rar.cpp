@@ -99,7 +99,7 @@ void Rar::PrepareParser() {
   ParseMode = "start";
 }
 
-// An archive may have come with links beside it that lead out of its folder; unrar would write
+// An archive may have come with links next to it that lead out of its folder; unrar would write
 // through them.  In Downloads the folder itself may be a link of the user's own.
 std::string Rar::MakeTarget(FolderItem target) const {
   const auto left = [](const FolderItem& link) {

@@ -36,7 +36,7 @@ void ReadUnrarLine(std::string_view line, bool whole, RarReading& reading, RarVi
 
 enum class UnrarEnding { kComplete, kErrors, kNoFiles };
 
-// The end of the run, if the very last line says so: an empty line behind it hides it.  Lines must
+// The end of the run, if the very last line says so: an empty line after it hides it.  Lines must
 // not be empty.
 std::optional<UnrarEnding> FindUnrarEnding(const std::vector<std::string>& lines);
 

@@ -9,7 +9,7 @@
 namespace gravlin {
 namespace {
 
-// The path in colon form behind the volume's name and its colon.
+// The path in colon form after the volume's name and its colon.
 std::string WithoutVolume(const FolderItem& item) {
   const std::string path = item.AbsolutePath();
   return Mid(path, InStr(path, ":") + 1, 999);

@@ -11,7 +11,7 @@ namespace gravlin {
 
 // `fix_path` chooses the helper for the input's path: 1 Code::GetFixedPath, 2 Code::GetFixedPath2.
 //
-// The paths stand in single quotes and nothing in them is escaped.  So nullopt, and no command at
+// The paths are put in single quotes and nothing in them is escaped.  So nullopt, and no command at
 // all, when one of them holds a single quote: the rest of such a name would be run by the shell.
 // Nor for an archive with "*" or "?" in its path, which unrar takes for a mask: it would extract
 // the neighbours as well.  A ":" inside a name comes out as "/", like the ":" between folders, and
@@ -34,7 +34,7 @@ std::optional<std::string> Par2Command(const FolderItem& tool, const FolderItem&
 // lie there alone.
 std::vector<FolderItem> PutAsideByPar2(const FolderItem& input);
 
-// Paths are absolute, and the target ends in "/", by which unrar knows it for a folder.  Any other
+// Paths are absolute, and the target ends in "/", which shows unrar that it is a folder.  Any other
 // `fix_path` gives the tool itself as input.
 std::optional<std::string> UnrarCommand(const FolderItem& tool, const FolderItem& input,
                                         int fix_path, const FolderItem& target,

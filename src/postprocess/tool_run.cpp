@@ -48,7 +48,7 @@ void ToolRun::Abandon() {
 void ToolRun::Take(const FolderItem& file, std::int32_t fix_path) {
   if (closed_) return;  // while the dialog was open
   queue_.push_back({file, fix_path});
-  if (phase_ == ToolPhase::kReady) {
+  if (MayBeginFile()) {
     StartNext();
     return;
   }
@@ -106,9 +106,9 @@ void ToolRun::StartProcess() {
   tDeleteOutput.SetMode(2);
 }
 
-// StartProcess goes back to waiting if another window was first.  Files in the queue leave the
-// words of the last run as they are: after a silence nobody gives the right back, and they wait in
-// vain.
+// StartProcess goes back to waiting if another window was first.  Files in the queue do not
+// change the status of the last run.  When that run fell silent nobody gives the right back, and
+// they never begin.
 void ToolRun::tWait_Action() {
   if (!job_.right.MayTake(phase_)) return;
   tWait.SetMode(0);

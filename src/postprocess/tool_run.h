@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/may_begin.h"
+#include "base/may_begin.h"
 #include "platform/clock.h"
 #include "platform/folder_item.h"
 #include "platform/shell.h"
@@ -59,7 +59,7 @@ class ToolRunView {
   virtual void ShowStatusLine(std::string_view line) = 0;
   // The tool is about to start, or is followed no longer.
   virtual void ShowFollowing(bool following) = 0;
-  virtual void ShowFailed() = 0;  // the tool has not started for the fourth time
+  virtual void ShowFailed() = 0;  // three attempts to start the tool have failed
   virtual void ShowStalled() {}   // the tool fell silent, and the status says so
   virtual void ClearLists() = 0;
   // A line of the log; `method` is where it comes from.
@@ -107,9 +107,11 @@ class ToolRun {
   Timer& Follower() { return follower_; }
   // A tick of the follower.
   void Follow();
+
   // A file that was chosen, dropped or opened on the program, and its FixPath.  It waits for its
   // turn while a run is under way.
   void Take(const FolderItem& file, std::int32_t fix_path);
+  bool MayBeginFile() const { return may::BeginFile({.phase = phase_}); }
   // Names of the files that wait.
   std::vector<std::string> WaitingFiles() const;
   // The status without the note about the files that wait, and the way to change it.

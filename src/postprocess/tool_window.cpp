@@ -49,12 +49,12 @@ bool ToolWindow::Event_CancelClose() {
   constexpr int kOkCancelCaution = 49, kOk = 1;
   constexpr std::size_t kMostNames = 10;
   // More files may come while the box is open.
-  std::size_t told = 0;
-  for (auto waiting = WaitingFiles(); waiting.size() > told; waiting = WaitingFiles()) {
-    told = waiting.size();
+  std::size_t named = 0;
+  for (auto waiting = WaitingFiles(); waiting.size() > named; waiting = WaitingFiles()) {
+    named = waiting.size();
     std::string lines;
-    for (std::size_t i = 0; i < std::min(told, kMostNames); ++i) lines += "\r" + waiting[i];
-    if (told > kMostNames) lines += "\rand " + Str(static_cast<int>(told - kMostNames)) + " more";
+    for (std::size_t i = 0; i < std::min(named, kMostNames); ++i) lines += "\r" + waiting[i];
+    if (named > kMostNames) lines += "\rand " + Str(static_cast<int>(named - kMostNames)) + " more";
     if (MsgBox("Close the window? The files that wait in it will not be worked on:" + lines,
                kOkCancelCaution) != kOk)
       return true;
@@ -85,7 +85,7 @@ void ToolWindow::pbSelectFile_Action() {
   // A dialog that is cancelled takes nothing from a run that began while it was open.
   if (!chosen.IsNil())
     Take(chosen, 1);
-  else if (Phase() == ToolPhase::kReady)
+  else if (MayBeginFile())
     fInput = chosen;
 }
 

@@ -195,11 +195,11 @@ Database::Statement Database::Prepare(std::string_view sql) {
   });
   Statement statement(prepared);
   if (!Check(code)) return nullptr;
-  const std::string_view behind = sql.substr(static_cast<std::size_t>(rest - sql.data()));
+  const std::string_view after = sql.substr(static_cast<std::size_t>(rest - sql.data()));
   if (!statement) {
     Fail("no statement");
-  } else if (behind.find_first_not_of(" \t\r\n\f;") != std::string_view::npos) {
-    Fail("text behind the first statement");
+  } else if (after.find_first_not_of(" \t\r\n\f;") != std::string_view::npos) {
+    Fail("text after the first statement");
     statement.reset();
   }
   return statement;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/code.h"
+#include "base/may_begin.h"
 #include "platform/waiting.h"
 
 namespace gravlin {
@@ -31,7 +32,7 @@ class WriteRight {
   WriteRight& operator=(const WriteRight&) = delete;
   void GiveBack() {
     if (!std::exchange(held_, false)) return;
-    Code::DBFree = true;
+    Code::FreeDB();
     turn_.Leave();
   }
 
@@ -102,6 +103,8 @@ bool LockDB() {
   return std::exchange(DBFree, false);
 }
 
+void FreeDB() { DBFree = true; }
+
 void SaveToDB(std::vector<std::string> sql, std::string_view ReturnTo, bool durable) {
   auto writer = std::make_unique<SaveData>();
   writer->sql = std::move(sql);
@@ -121,9 +124,11 @@ void AddRecToDB(std::string_view pTable, std::vector<DatabaseRecord> pRec,
 
 int PendingWrites() { return PendingTurn::Count(); }
 
+WriteSituation CurrentWrites() { return {.pending = PendingWrites(), .kept = DBKept}; }
+
 bool AwaitWrites() {
   constexpr int kShortPause = 10, kTries = 200;  // milliseconds
-  for (int i = 0; i < kTries && PendingWrites() > 0 && !DBKept; ++i) Thread::Sleep(kShortPause);
+  for (int i = 0; i < kTries && may::AwaitWrites(CurrentWrites()); ++i) Thread::Sleep(kShortPause);
   return PendingWrites() == 0;
 }
 

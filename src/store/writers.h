@@ -14,6 +14,8 @@
 
 namespace gravlin {
 
+struct WriteSituation;
+
 // A writer's place in the queue of all writers, imports included.  The oldest one gets the right to
 // write: the form saves itself at every keystroke, and an older row must never be written after a
 // newer one.
@@ -84,6 +86,8 @@ namespace Code {
 
 // Takes the right to write if it is free.  Never waits.
 bool LockDB();
+// Gives it back.
+void FreeDB();
 // Start a background write and return at once.  `durable` writes are flushed before the next write
 // begins.
 void SaveToDB(std::vector<std::string> sql, std::string_view ReturnTo, bool durable = false);
@@ -91,6 +95,7 @@ void AddRecToDB(std::string_view pTable, std::vector<DatabaseRecord> pRec,
                 std::string_view ReturnTo);
 // Background writes that have not ended.  Imports do not count.
 int PendingWrites();
+WriteSituation CurrentWrites();
 // Waits for them, two seconds at most; false if some have not ended.
 bool AwaitWrites();
 

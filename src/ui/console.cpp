@@ -86,21 +86,15 @@ void TestServer::LoadTheServer() {
     MsgBox("No records in Servers table");
     return;
   }
-  TheServerSSL = Code::SSLStringToCode(server->Field("SSL").StringValue());
-  TheServerURL = server->Field("URL").StringValue();
-  TheServerUsername = server->Field("Username").StringValue();
-  TheServerPassword = server->Field("Password").StringValue();
-  TheServerPort = server->Field("Port").IntegerValue();
   // During an import the typed values wait for the store, and the row is the old one.
   const Gravlin* main_window = Window::IfOpen<Gravlin>();
-  if (main_window && Code::PendingWrites() > 0) {
-    const ServerSettings form = main_window->FormServer();
-    TheServerURL = form.URL;
-    TheServerUsername = form.Username;
-    TheServerPassword = form.Password;
-    TheServerPort = form.Port;
-    TheServerSSL = form.SSL;
-  }
+  const bool waiting = main_window && Code::PendingWrites() > 0;
+  const ServerSettings settings = waiting ? main_window->FormServer() : ServerInRow(*server);
+  TheServerURL = settings.URL;
+  TheServerUsername = settings.Username;
+  TheServerPassword = settings.Password;
+  TheServerPort = settings.Port;
+  TheServerSSL = settings.SSL;
   stServer.SetText(TheServerURL);
 }
 
@@ -112,13 +106,9 @@ void TestServer::pbConnect_Action() {
 }
 
 void TestServer::Connect() {
-  const bool secure = TheServerSSL != kPlainTcp;
-  NewsTest.SetSecure(secure);
-  if (secure) NewsTest.SetConnectionType(TheServerSSL);
   WriteResponse("-->Connecting to " + TheServerURL + " " + Code::SSLCodeToString(TheServerSSL) +
                 "...");
-  NewsTest.SetAddress(TheServerURL);
-  NewsTest.SetPort(TheServerPort);
+  SetServer(NewsTest, TheServerURL, TheServerPort, TheServerSSL);
   State = states::kConnect;
   NewsTest.Connect();
 }

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "engine/server_settings.h"
+#include "platform/controls.h"
 #include "platform/ssl_socket.h"
 #include "platform/timer.h"
 #include "platform/window.h"

@@ -1,4 +1,4 @@
-// The main window: the wizard, and over the engine that it derives from the view of a run.
+// The main window: the wizard.  It derives from the engine, and shows the engine's run.
 #pragma once
 
 #include <cstdint>
@@ -52,7 +52,7 @@ class Gravlin : public Window, public WizardControls, private RunView, public En
   void ShowTotalTime(std::int64_t seconds) override;
   void ShowImportBar(int percent) override;
   void ShowDownloadTab() override;
-  void FillServerForm(const RecordSet& server, int ssl_index) override;
+  void FillServerForm(const RecordSet& server) override;
   void ShowConnectionError(std::string_view reason) override;
   void BeginRepair(const FolderItem& par, const FolderItem& rar) override;
 
@@ -60,7 +60,7 @@ class Gravlin : public Window, public WizardControls, private RunView, public En
 
   SSLSocket NewsTest;
   std::string StateTest;       // of the quick test, on NewsTest
-  bool filling_form_ = false;  // from the row; its changes are none of the user's
+  bool filling_form_ = false;  // from the row; these changes are not the user's
 };
 
 }  // namespace gravlin

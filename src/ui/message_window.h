@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/controls.h"
 #include "platform/http_socket.h"
 #include "platform/window.h"
 #include "store/database.h"

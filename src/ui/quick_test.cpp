@@ -21,8 +21,6 @@ void Gravlin::pbTest_Action() {
 
 void Gravlin::ConnectTest() {
   const bool secure = TheSSLSetting != kPlainTcp;
-  NewsTest.SetSecure(secure);
-  if (secure) NewsTest.SetConnectionType(TheSSLSetting);
   // Warnings only: the attempt is made all the same.
   if (!secure && TheServerPort == 563)
     MsgBox("Port 563 usually requires that SSL be turned on. Check with your provider.");
@@ -30,8 +28,7 @@ void Gravlin::ConnectTest() {
     MsgBox("Port 119 usually requires that SSL be turned off. Check with your provider.");
   WriteResponse("Connecting to " + TheServerURL + " on port " + Str(TheServerPort) + " " +
                 Code::SSLCodeToString(TheSSLSetting) + "...");
-  NewsTest.SetAddress(TheServerURL);
-  NewsTest.SetPort(TheServerPort);
+  SetServer(NewsTest, TheServerURL, TheServerPort, TheSSLSetting);
   StateTest = states::kConnect;
   NewsTest.Connect();
 }

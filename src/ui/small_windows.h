@@ -1,6 +1,7 @@
 // Three windows with little logic of their own.
 #pragma once
 
+#include "platform/controls.h"
 #include "platform/window.h"
 
 namespace gravlin {

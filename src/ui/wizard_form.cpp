@@ -86,7 +86,7 @@ std::string Gravlin::ServerStatement() const {
 }
 
 // A half-filled form must not reach the store: a kill or a full disk would leave it there.
-void Gravlin::FillServerForm(const RecordSet& server, int ssl_index) {
+void Gravlin::FillServerForm(const RecordSet& server) {
   const std::string before = ServerStatement();
   {
     const ScopedFlag filling(filling_form_, true);
@@ -94,7 +94,7 @@ void Gravlin::FillServerForm(const RecordSet& server, int ssl_index) {
     efUserName.SetText(server.Field("Username").StringValue());
     efPassword.SetText(server.Field("Password").StringValue());
     efPort.SetText(server.Field("Port").StringValue());
-    pmSSL.SetListIndex(ssl_index);
+    pmSSL.SetListIndex(SSLMenuIndex(server.Field("SSL").StringValue()));
   }
   if (ServerStatement() != before && !TextLoading) SaveServerSettings();
 }

@@ -66,26 +66,34 @@ constexpr Color kReadout{0xe0, 0xe0, 0xe0};
 constexpr int kHeadingSize = 18;
 constexpr int kReadoutSize = 11;
 
-// The window, after choosing the tab for the controls that are made next.
-Window& OnTab(TabPanel& panel, int tab, Window& window) {
-  panel.BeginPage(tab);
-  return window;
+void MakeHeading(StaticText& text) {
+  text.SetTextSize(kHeadingSize);
+  text.SetBold(true);
+  text.SetAlign(Align::kCentre);
 }
 
 }  // namespace
 
-// One long function, because it is a table: each control's place and text.
-WizardControls::WizardControls(Window& window)
+WizardTabs::WizardTabs(Window& window)
     : TabPanel1(
           window, "TabPanel1", {20, 20, 600, 300},
-          {"Introduction", "Step 1", "Step 2", "Step 3", "Step 4", "Step 5", "Step 6", "More"}),
+          {"Introduction", "Step 1", "Step 2", "Step 3", "Step 4", "Step 5", "Step 6", "More"}) {}
 
-      stIntro(OnTab(TabPanel1, 0, window), "stIntro", {37, 61, 557, 32},
+// Chooses the tab for the controls that are made next.
+Window& WizardTabs::OnTab(int tab, Window& window) {
+  TabPanel1.BeginPage(tab);
+  return window;
+}
+
+IntroductionTab::IntroductionTab(Window& window)
+    : stIntro(window, "stIntro", {37, 61, 557, 32},
               "The Fastest Way to Download Files on the Internet!"),
-      stIntroDesc(window, "stIntroDesc", {37, 100, 555, 205}, kIntroDesc),
+      stIntroDesc(window, "stIntroDesc", {37, 100, 555, 205}, kIntroDesc) {
+  MakeHeading(stIntro);
+}
 
-      stStep3(OnTab(TabPanel1, 1, window), "stStep3", {35, 56, 564, 29},
-              "Step 1 - Enter Your Server Info"),
+ServerTab::ServerTab(Window& window)
+    : stStep3(window, "stStep3", {35, 56, 564, 29}, "Step 1 - Enter Your Server Info"),
       stStep3Desc(window, "stStep3Desc", {42, 88, 557, 76}, kServerDesc),
       GroupBox2(window, "GroupBox2", {130, 167, 375, 105}, "Server Info"),
       stURL(window, "stURL", {141, 194, 84, 16}, "URL:"),
@@ -101,29 +109,52 @@ WizardControls::WizardControls(Window& window)
       pbHelp1(window, "pbHelp1", {32, 285, 72, 22}, "Help"),
       pbTidewire(window, "pbTidewire", {433, 285, 175, 22}, "Go to Tidewire Website"),
       stTidewire(window, "stTidewire", {114, 284, 310, 29},
-                 "Need a Usenet server? We recommend Tidewire -->"),
+                 "Need a Usenet server? We recommend Tidewire -->") {
+  MakeHeading(stStep3);
+  stStep3Desc.SetTextSize(12);
+  stTidewire.SetBold(true);
+  stTidewire.SetAlign(Align::kRight);
+  efURL.SetAccessibleName("URL of the news server");
+  efUserName.SetAccessibleName("Username");
+  efPassword.SetAccessibleName("Password");
+  efPort.SetAccessibleName("Port");
+  pmSSL.SetAccessibleName("SSL");
+  for (const std::string_view entry : SSLMenu()) pmSSL.AddRow(entry);
+  pmSSL.SetListIndex(0);
+}
 
-      stStep31(OnTab(TabPanel1, 2, window), "stStep31", {35, 56, 564, 29},
-               "Step 2 - Test Your Server Connection"),
+TestTab::TestTab(Window& window)
+    : stStep31(window, "stStep31", {35, 56, 564, 29}, "Step 2 - Test Your Server Connection"),
       stStep3Desc1(window, "stStep3Desc1", {42, 88, 557, 82}, kTestDesc),
       StaticText3(window, "StaticText3", {52, 172, 547, 20}, "Status"),
       stTest(window, "stTest", {52, 199, 547, 19}, "Ready to test."),
       pbHelp2(window, "pbHelp2", {35, 284, 74, 22}, "Help"),
-      pbTest(window, "pbTest", {527, 284, 78, 22}, "Test"),
+      pbTest(window, "pbTest", {527, 284, 78, 22}, "Test") {
+  MakeHeading(stStep31);
+  MakeHeading(StaticText3);
+}
 
-      stStep1(OnTab(TabPanel1, 3, window), "stStep1", {35, 56, 564, 29},
-              "Step 3 - Acquire an NZB File"),
+AcquireTab::AcquireTab(Window& window)
+    : stStep1(window, "stStep1", {35, 56, 564, 29}, "Step 3 - Acquire an NZB File"),
       stStep1Desc(window, "stStep1Desc", {37, 97, 571, 90}, kAcquireDesc),
-      pbHelp3(window, "pbHelp3", {280, 215, 74, 22}, "Help"),
+      pbHelp3(window, "pbHelp3", {280, 215, 74, 22}, "Help") {
+  MakeHeading(stStep1);
+}
 
-      stStep2(OnTab(TabPanel1, 4, window), "stStep2", {35, 56, 564, 29},
-              "Step 4 - Import Your NZB File"),
+ImportTab::ImportTab(Window& window)
+    : stStep2(window, "stStep2", {35, 56, 564, 29}, "Step 4 - Import Your NZB File"),
       stStep2Desc(window, "stStep2Desc", {37, 97, 557, 120}, kImportDesc),
       pbSelect(window, "pbSelect", {250, 223, 123, 22}, "Select NZB File"),
       barParse(window, "barParse", {102, 257, 437, 12}),
-      pbHelp4(window, "pbHelp4", {274, 282, 74, 22}, "Help"),
+      pbHelp4(window, "pbHelp4", {274, 282, 74, 22}, "Help") {
+  MakeHeading(stStep2);
+  pbSelect.SetHelpTag("You can also drop an NZB file here.");
+  pbSelect.AcceptFileDrop("special/any");
+  barParse.SetAccessibleName("Import progress");
+}
 
-      stStep4(OnTab(TabPanel1, 5, window), "stStep4", {35, 56, 564, 29}, "Step 5 - Download"),
+DownloadTab::DownloadTab(Window& window)
+    : stStep4(window, "stStep4", {35, 56, 564, 29}, "Step 5 - Download"),
       stStep4Desc(window, "stStep4Desc", {37, 97, 568, 98}, kDownloadDesc),
       gbDownloadProgress(window, "gbDownloadProgress", {37, 205, 394, 99}, "Download Progress"),
       rectProgress(window, "rectProgress", {50, 230, 368, 26}, kReadout),
@@ -142,17 +173,31 @@ WizardControls::WizardControls(Window& window)
       stStatus(window, "stStatus", {55, 275, 360, 15}, "Starting..."),
       pbStart(window, "pbStart", {505, 207, 100, 22}, "Start"),
       pbShowFiles(window, "pbShowFiles", {505, 244, 100, 22}, "Show Files"),
-      pbHelp5(window, "pbHelp5", {505, 282, 100, 22}, "Help"),
+      pbHelp5(window, "pbHelp5", {505, 282, 100, 22}, "Help") {
+  MakeHeading(stStep4);
+  pbStart.SetBold(true);
+  for (StaticText* readout : {&stPercent, &stMB, &stThroughput, &stPeak, &stTime, &stStatus})
+    readout->SetTextSize(kReadoutSize);
+  stPercent.SetHelpTag("Percent complete");
+  stMB.SetHelpTag("Megabytes Downloaded");
+  for (Control* speed : {static_cast<Control*>(&rectThroughput), static_cast<Control*>(&rectPeak),
+                         static_cast<Control*>(&stThroughput), static_cast<Control*>(&stPeak)})
+    speed->SetHelpTag("Speed in Kbps");
+  stTime.SetHelpTag("Time left");
+  barProgress.SetAccessibleName("Download progress");
+}
 
-      stStep5(OnTab(TabPanel1, 6, window), "stStep5", {35, 50, 564, 29},
-              "Step 6 - Decompress and Burn"),
+DecompressTab::DecompressTab(Window& window)
+    : stStep5(window, "stStep5", {35, 50, 564, 29}, "Step 6 - Decompress and Burn"),
       stStep6Desc(window, "stStep6Desc", {37, 80, 566, 195}, kDecompressDesc),
       pbParts(window, "pbParts", {35, 285, 142, 22}, "Open Parts Folder"),
       pbDownloads(window, "pbDownloads", {188, 285, 173, 22}, "Open Downloads Folder"),
-      pbFAQ(window, "pbFAQ", {464, 285, 139, 22}, "Go to FAQ Page"),
+      pbFAQ(window, "pbFAQ", {464, 285, 139, 22}, "Go to FAQ Page") {
+  MakeHeading(stStep5);
+}
 
-      StaticText1(OnTab(TabPanel1, 7, window), "StaticText1", {35, 56, 564, 29},
-                  "Graduate to Maxlink"),
+MoreTab::MoreTab(Window& window)
+    : StaticText1(window, "StaticText1", {35, 56, 564, 29}, "Graduate to Maxlink"),
       stMoreDesc(window, "stMoreDesc", {35, 91, 566, 87}, kMoreDesc),
       pbMaxlink(window, "pbMaxlink", {236, 190, 167, 22}, "Go to Maxlink Page"),
       Separator1(window, "Separator1", {35, 224, 568, 4}),
@@ -160,39 +205,21 @@ WizardControls::WizardControls(Window& window)
       StaticText5(window, "StaticText5", {37, 256, 564, 29},
                   "Encrypt *ALL* of your internet traffic with Hushroute!"),
       pbHushroute(window, "pbHushroute", {236, 287, 167, 22}, "Go to Hushroute Website") {
-  TabPanel1.EndPages();
-  for (StaticText* heading : {&stIntro, &stStep3, &stStep31, &StaticText3, &stStep1, &stStep2,
-                              &stStep4, &stStep5, &StaticText1, &StaticText4, &StaticText5}) {
-    heading->SetTextSize(kHeadingSize);
-    heading->SetBold(true);
-    heading->SetAlign(Align::kCentre);
-  }
-  stTidewire.SetBold(true);
-  stTidewire.SetAlign(Align::kRight);
-  stStep3Desc.SetTextSize(12);
+  for (StaticText* heading : {&StaticText1, &StaticText4, &StaticText5}) MakeHeading(*heading);
   stMoreDesc.SetTextSize(11);
-  pbStart.SetBold(true);
-  for (StaticText* readout : {&stPercent, &stMB, &stThroughput, &stPeak, &stTime, &stStatus})
-    readout->SetTextSize(kReadoutSize);
+}
 
-  pbSelect.SetHelpTag("You can also drop an NZB file here.");
-  pbSelect.AcceptFileDrop("special/any");
-  stPercent.SetHelpTag("Percent complete");
-  stMB.SetHelpTag("Megabytes Downloaded");
-  for (Control* speed : {static_cast<Control*>(&rectThroughput), static_cast<Control*>(&rectPeak),
-                         static_cast<Control*>(&stThroughput), static_cast<Control*>(&stPeak)})
-    speed->SetHelpTag("Speed in Kbps");
-  stTime.SetHelpTag("Time left");
-
-  efURL.SetAccessibleName("URL of the news server");
-  efUserName.SetAccessibleName("Username");
-  efPassword.SetAccessibleName("Password");
-  efPort.SetAccessibleName("Port");
-  pmSSL.SetAccessibleName("SSL");
-  barParse.SetAccessibleName("Import progress");
-  barProgress.SetAccessibleName("Download progress");
-  for (const std::string_view entry : SSLMenu()) pmSSL.AddRow(entry);
-  pmSSL.SetListIndex(0);
+WizardControls::WizardControls(Window& window)
+    : WizardTabs(window),
+      IntroductionTab(OnTab(0, window)),
+      ServerTab(OnTab(1, window)),
+      TestTab(OnTab(2, window)),
+      AcquireTab(OnTab(3, window)),
+      ImportTab(OnTab(4, window)),
+      DownloadTab(OnTab(5, window)),
+      DecompressTab(OnTab(6, window)),
+      MoreTab(OnTab(7, window)) {
+  TabPanel1.EndPages();
 }
 
 }  // namespace gravlin

@@ -58,13 +58,7 @@ struct ShownRun : RunView {
   void ShowImportBar(int) override {}
   void ShowDownloadTab() override { download_tab = true; }
   ServerSettings FormServer() const override { return form; }
-  void FillServerForm(const RecordSet& server, int ssl_index) override {
-    form = {.URL = server.Field("URL").StringValue(),
-            .Username = server.Field("Username").StringValue(),
-            .Password = server.Field("Password").StringValue(),
-            .Port = server.Field("Port").IntegerValue(),
-            .SSL = Code::SSLStringToCode(SSLColumn(ssl_index))};
-  }
+  void FillServerForm(const RecordSet& server) override { form = ServerInRow(server); }
   void ShowConnectionError(std::string_view reason) override { error = reason; }
   void BeginRepair(const FolderItem& par, const FolderItem&) override {
     repairs.push_back(par.Name());

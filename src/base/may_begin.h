@@ -18,7 +18,9 @@
 //   loading_list  import_side.cpp: on while LoadListAnew runs
 //   quitting      Application::Quit
 // Engine::State is written by EnterState (session.cpp).  The flag of a tool's job is written by
-// ToolRight (postprocess/tool_run.cpp), and a tool's phase by ToolRun.
+// ToolRight (postprocess/tool_run.h), and a tool's phase by ToolRun.  The right to write to the
+// store is taken and given back in store/writers.cpp; the imports that live are counted in
+// nzb/grv_parse.h.
 #pragma once
 
 namespace gravlin {
@@ -44,6 +46,18 @@ enum class ToolPhase {
   kFollowing,  // the tool was started
 };
 
+// Of an import.
+struct ImportSituation {
+  bool oldest = true;      // no import that began before it is alive
+  bool others = false;     // another one is alive, and waits
+  bool store_free = true;  // Code::DBFree
+};
+
+struct WriteSituation {
+  int pending = 0;    // background writes that have not ended
+  bool kept = false;  // Code::DBKept: an import keeps the right to write, perhaps until the end
+};
+
 struct ToolSituation {
   ToolPhase phase = ToolPhase::kReady;
   bool job_running = false;  // Code::ParJobRunning or Code::RarJobRunning
@@ -57,6 +71,22 @@ constexpr bool BeginTool(const ToolSituation& now) {
   const bool free = now.phase == ToolPhase::kReady || now.phase == ToolPhase::kWaiting;
   return free && !now.job_running;
 }
+
+// Begin with a file that was just chosen.  Otherwise it waits in the window's queue.
+constexpr bool BeginFile(const ToolSituation& now) { return now.phase == ToolPhase::kReady; }
+
+// One after the other, up to the end of the list that the one before shows: it gives the right to
+// write back before that.
+constexpr bool BeginImport(const ImportSituation& now) { return now.oldest && now.store_free; }
+
+// Show or empty the list after a failed import.  One that waits does both itself, and would have
+// its rows deleted by a late write.
+constexpr bool SettleList(const ImportSituation& now) { return !now.others; }
+
+constexpr bool AwaitWrites(const WriteSituation& now) { return now.pending > 0 && !now.kept; }
+
+// A quit loses no write that can still end.
+constexpr bool Quit(const WriteSituation& now) { return !AwaitWrites(now); }
 
 // Half a reply must not be judged by the state that a step is about to leave.
 constexpr bool TakeData(const Situation& now) { return !now.step; }
@@ -75,6 +105,9 @@ constexpr bool WatchSilence(const Situation& now) { return !now.assembling && !n
 
 // Start would take the rows that are there already for all.
 constexpr bool Start(const Situation& now) { return !now.loading_list; }
+
+// Allow or forbid Start.  In a run the button is Stop, and a sign-off keeps it disabled.
+constexpr bool ChangeStart(const Situation& now) { return !now.running; }
 
 // After LogOn has waited for the store: a Stop or a quit may have come.
 constexpr bool Connect(const Situation& now) { return !now.quitting && !now.signing_off; }
