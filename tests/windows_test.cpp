@@ -218,6 +218,8 @@ template <class W>
 void WindowsTest::CheckPage(const char* name) {
   const qsizetype widgets = QApplication::allWidgets().size();
   W& window = Window::New<W>();
+  window.Show();
+  PumpEvents(0);
   const QWidget& frame = *window.Native().frame;
   std::string page = window.Title() + " " + Str(window.Width()) + "x" + Str(window.Height());
   const QSize least = frame.minimumSize(), most = frame.maximumSize();
@@ -233,6 +235,8 @@ void WindowsTest::CheckPage(const char* name) {
   for (std::size_t i = 0; i < lines.size(); ++i) {
     page += lines[i];
     W& fresh = Window::New<W>();
+    fresh.Show();
+    PumpEvents(0);
     Control* const control = fresh.Controls()[i];
     auto* const button = dynamic_cast<PushButton*>(control);
     if (button || control->MouseDown) {
@@ -250,7 +254,6 @@ void WindowsTest::CheckPage(const char* name) {
   Code::fGlobalDB = FolderItem::FromPath("/no store");
   page += "Without a store:" + EffectsOf([] { Window::New<W>(); }) + "\n";
   Code::fGlobalDB = folder.Item("store.rsd");
-  window.Show();
   page += "Tab:";
   for (const QWidget* at = frame.nextInFocusChain(); at != &frame; at = at->nextInFocusChain())
     for (const Control* control : window.Controls())
