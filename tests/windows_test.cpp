@@ -125,68 +125,75 @@ TEST_F(WindowsTest, TheReadoutsOfALongRunFitAndAWindowAtItsSmallestStillShowsIts
   }
 }
 
+// A value that is no default, cut to what can be read.
+std::string Told(const char* what, const QString& value) {
+  if (value.isEmpty() || value == "false" || value == "0" || value == "Plain") return {};
+  const QString shown = value.size() > 60 ? value.left(50) + "..." + value.right(10) : value;
+  return std::string(" ") + what + "=" + FromQt(QString(shown).replace('\n', '|'));
+}
+
+std::string PropertiesOf(const QWidget& widget, std::initializer_list<const char*> names) {
+  std::string all;
+  for (const char* name : names) all += Told(name, widget.property(name).toString());
+  return all;
+}
+
+std::string RowsOf(const char* what, int count, int selected, auto text) {
+  std::string all = std::string(" ") + what + "=";
+  for (int row = 0; row < count; ++row)
+    all += (row ? "/" : "") + std::string(row == selected ? ">" : "") + FromQt(text(row));
+  return all;
+}
+
+std::string TableOf(const Listbox& list) {
+  const auto& table = *static_cast<const QTableView*>(list.Native().widget.data());
+  const QHeaderView& heading = *table.horizontalHeader();
+  const auto title = [&](int column) {
+    return table.model()->headerData(column, Qt::Horizontal).toString();
+  };
+  const auto row_text = [&](int row) { return ToQt(list.Cell(row, 0)); };
+  return RowsOf("columns", list.ColumnCount(), -1, title) + " widths=" + list.ColumnWidths() +
+         RowsOf("rows", list.ListCount(), list.ListIndex(), row_text) +
+         PropertiesOf(table, {"selectionMode", "selectionBehavior", "editTriggers", "showGrid",
+                              "alternatingRowColors", "tabKeyNavigation", "verticalScrollMode",
+                              "horizontalScrollMode", "dragDropMode", "dragDropOverwriteMode",
+                              "horizontalScrollBarPolicy"}) +
+         PropertiesOf(heading, {"stretchLastSection", "highlightSections", "visible"}) +
+         (heading.sectionsClickable() ? " clickable" : "");
+}
+
 // What a user sees of a control, and what its help and its description say.
 std::string LineOf(const Control& control) {
   const QWidget& widget = *control.Native().widget;
   const Rect at = control.Bounds();
   std::string line = control.Name() + " " + Str(at.left) + "," + Str(at.top) + " " + Str(at.width) +
                      "x" + Str(at.height);
-  const auto add = [&line](const char* what, const QString& value) {
-    if (value.isEmpty() || value == "false" || value == "0" || value == "Plain") return;
-    const QString shown = value.size() > 60 ? value.left(50) + "..." + value.right(10) : value;
-    line += std::string(" ") + what + "=" + FromQt(QString(shown).replace('\n', '|'));
-  };
   const auto* const label = dynamic_cast<const StaticText*>(&control);
-  add("text", label ? ToQt(label->Text()) : widget.property("text").toString());
-  const auto add_all = [&add](const QWidget& of, std::initializer_list<const char*> what) {
-    for (const char* property : what) add(property, of.property(property).toString());
-  };
-  add_all(widget, {"title", "plainText", "checked", "value", "maximum", "textVisible", "wordWrap",
-                   "readOnly", "toolTip", "accessibleName", "accessibleDescription", "acceptDrops",
-                   "autoDefault", "tabChangesFocus", "frameShadow"});
-  const auto rows = [&](const char* what, int count, int selected, auto text) {
-    QString all;
-    for (int row = 0; row < count; ++row)
-      all += (row ? "/" : "") + QString(row == selected ? ">" : "") + text(row);
-    line += std::string(" ") + what + "=" + FromQt(all);
-  };
+  line += Told("text", label ? ToQt(label->Text()) : widget.property("text").toString()) +
+          PropertiesOf(
+              widget, {"title", "plainText", "checked", "value", "maximum", "textVisible",
+                       "wordWrap", "readOnly", "toolTip", "accessibleName", "accessibleDescription",
+                       "acceptDrops", "autoDefault", "tabChangesFocus", "frameShadow"});
   if (const auto* box = qobject_cast<const QComboBox*>(&widget))
-    rows("rows", box->count(), box->currentIndex(), [&](int row) { return box->itemText(row); });
-  if (const auto* tabs = dynamic_cast<const TabPanel*>(&control)) {
-    const auto& bar = *widget.findChild<QTabBar*>();
-    rows("tabs", bar.count(), tabs->Value(), [&](int tab) { return bar.tabText(tab); });
-  }
-  if (const auto* list = dynamic_cast<const Listbox*>(&control)) {
-    const auto& table = static_cast<const QTableView&>(widget);
-    rows("columns", list->ColumnCount(), -1,
-         [&](int column) { return table.model()->headerData(column, Qt::Horizontal).toString(); });
-    line += " widths=" + list->ColumnWidths();
-    rows("rows", list->ListCount(), list->ListIndex(), [&](int row) {
-      QString all = ToQt(list->Cell(row, 0));
-      for (int column = 1; column < list->ColumnCount(); ++column)
-        all += "," + ToQt(list->Cell(row, column));
-      return all;
-    });
-    add_all(widget, {"selectionMode", "selectionBehavior", "editTriggers", "showGrid",
-                     "alternatingRowColors", "tabKeyNavigation", "verticalScrollMode",
-                     "horizontalScrollMode", "dragDropMode", "dragDropOverwriteMode",
-                     "horizontalScrollBarPolicy"});
-    add_all(*table.horizontalHeader(), {"stretchLastSection", "highlightSections", "visible"});
-    add("clickable", table.horizontalHeader()->sectionsClickable() ? "true" : "");
-  }
+    line += RowsOf("rows", box->count(), box->currentIndex(),
+                   [box](int row) { return box->itemText(row); });
+  if (const auto* bar = widget.findChild<QTabBar*>())
+    line += RowsOf("tabs", bar->count(), bar->currentIndex(),
+                   [bar](int tab) { return bar->tabText(tab); });
+  if (const auto* list = dynamic_cast<const Listbox*>(&control)) line += TableOf(*list);
   const int align = widget.property("alignment").toInt();
-  if (align & Qt::AlignHCenter) line += " centred";
-  if (align & Qt::AlignRight) line += " right";
-  add("size", QString::number(control.Native().design_size));
-  if (control.Native().bold) line += " bold";
   const Anchors& to = control.Native().anchors;
-  for (const auto& [edge, kept] : {std::pair(" not-left", !to.left),
-                                   {" not-top", !to.top},
-                                   {" to-right", to.right},
-                                   {" to-bottom", to.bottom}})
-    if (kept) line += edge;
-  if (!control.Enabled()) line += " disabled";
-  if (!control.Visible()) line += " hidden";
+  line += Told("size", QString::number(control.Native().design_size));
+  for (const auto& [what, holds] : {std::pair(" bold", control.Native().bold),
+                                    {" centred", (align & Qt::AlignHCenter) != 0},
+                                    {" right", (align & Qt::AlignRight) != 0},
+                                    {" not-left", !to.left},
+                                    {" not-top", !to.top},
+                                    {" to-right", to.right},
+                                    {" to-bottom", to.bottom},
+                                    {" disabled", !control.Enabled()},
+                                    {" hidden", !control.Visible()}})
+    if (holds) line += what;
   return line;
 }
 
@@ -234,22 +241,26 @@ void WindowsTest::CheckPage(const char* name) {
   for (const Control* control : window.Controls()) lines.push_back(LineOf(*control));
   for (std::size_t i = 0; i < lines.size(); ++i) {
     page += lines[i];
-    W& fresh = Window::New<W>();
-    fresh.Show();
-    PumpEvents(0);
-    Control* const control = fresh.Controls()[i];
-    auto* const button = dynamic_cast<PushButton*>(control);
-    if (button || control->MouseDown) {
+    const bool is_button = dynamic_cast<PushButton*>(window.Controls()[i]);
+    if (is_button || window.Controls()[i]->MouseDown) {
+      W& fresh = Window::New<W>();
+      fresh.Show();
+      PumpEvents(0);
+      Control& control = *fresh.Controls()[i];
       page += " ->" + EffectsOf([&] {
-                if (button) return button->Push();
-                if (control->MouseDown()) control->MouseUp();
+                if (is_button)
+                  static_cast<PushButton&>(control).Push();
+                else if (control.MouseDown())
+                  control.MouseUp();
               });
       for (std::size_t other = 0; other < lines.size(); ++other)
         if (LineOf(*fresh.Controls()[other]) != lines[other])
           page += " {" + LineOf(*fresh.Controls()[other]) + "}";
+      fresh.Close();
+      EndAllThreads();  // nothing that was pressed reaches the store
+      Code::DBFree = true;
     }
     page += "\n";
-    fresh.Close();
   }
   Code::fGlobalDB = FolderItem::FromPath("/no store");
   page += "Without a store:" + EffectsOf([] { Window::New<W>(); }) + "\n";
