@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "decode/base64_stream.h"
+#include "decode/decode_file.h"
 #include "decode/encodings.h"
 #include "decode/uu_coder_stream.h"
 #include "decode/yenc.h"
@@ -336,17 +337,25 @@ TEST(YencTest, EveryKernelGivesTheBytesOfThePlainOneWhateverThePieces) {
   EXPECT_GT(data_seen, 14'000) << "the texts hardly reach the data";
 }
 
-TEST(YencTest, FilesThatCannotBeReadOrWrittenAreReported) {
+TEST(DecodeFile, FilesThatCannotBeReadOrWrittenAreReported) {
   const TempFolder folder;
-  const FolderItem good = folder.Write("good", kBegin + std::string(1'000'000, 'x'));
-  EXPECT_EQ(Code::DecodeYencFile(folder.Item("missing"), folder.Item("out")), -1);
-  EXPECT_EQ(Code::DecodeYencFile(good, folder.Item("no such folder/out")), -1);
-  {
-    const testing::FullDisk full(50'000);
-    EXPECT_EQ(Code::DecodeYencFile(good, folder.Item("cut")), -1);
+  const std::pair<const char*, std::string> cases[] = {
+      {"yEnc", kBegin + std::string(1'000'000, 'x')},
+      {"UU", "begin 644 a\r\n" + loopback::UuLines(std::string(1'000'000, 'x'))},
+      {"Base64", std::string(1'000'000, 'A')}};
+  for (const auto& [encoding, text] : cases) {
+    const FolderItem good = folder.Write("good", text), out = folder.Item("out");
+    EXPECT_FALSE(DecodeFile(encoding, folder.Item("missing"), out)) << encoding;
+    EXPECT_FALSE(DecodeFile(encoding, good, folder.Item("no such folder/out"))) << encoding;
+    {
+      const testing::FullDisk full(50'000);
+      EXPECT_FALSE(DecodeFile(encoding, good, out)) << encoding;
+    }
+    EXPECT_TRUE(DecodeFile(encoding, good, out)) << encoding;
+    EXPECT_EQ(out.Length(), *encoding == 'B' ? 750'000 : 1'000'000) << encoding;
+    const char first = *encoding == 'y' ? 'x' - 42 : *encoding == 'U' ? 'x' : '\0';
+    EXPECT_EQ(testing::ReadFile(folder / "out").find_first_not_of(first), std::string::npos);
   }
-  EXPECT_EQ(Code::DecodeYencFile(good, folder.Item("cut")), 1'000'000);
-  EXPECT_TRUE(testing::ReadFile(folder / "cut") == std::string(1'000'000, 'x' - 42));
   EXPECT_EQ(Code::DecodeYencFile(folder.Write("none", "plain text"), folder.Item("empty")), 0);
   EXPECT_TRUE(folder.Item("empty").Exists());
 }
