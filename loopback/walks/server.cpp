@@ -65,8 +65,12 @@ void Server::CutAll() {
 }
 
 void Server::FloodAll() {
-  for (Connection& connection : connections_)
-    if (!connection.stalled) Send(connection, {}, Misdeed::kFlood);
+  for (Connection& connection : connections_) {
+    if (connection.stalled) continue;
+    const std::size_t must_come = connection.must_come;
+    Send(connection, {}, Misdeed::kFlood);
+    connection.must_come = must_come;  // it answers nothing
+  }
 }
 
 void Server::Behave(int latency, int piece, const Random& random) {
