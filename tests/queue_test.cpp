@@ -94,6 +94,16 @@ TEST_F(QueueTest, AFileThatCannotBeBegunIsAnErrorOfItsRow) {
   EXPECT_EQ(Cell(3, ListColumn::kMessage), "Last error: Store error: not connected");
 }
 
+TEST_F(QueueTest, AFileCompleteAtLaunchIsAssembledWithoutStart) {
+  Post({"a.rar", "b.rar"});
+  for (int part = 1; part <= 3; ++part) LeavePart(1, part);
+  Launch();
+  ASSERT_TRUE(clock.RunUntil([&] { return engine->ThreadFlag(); }, 10'000));
+  EXPECT_TRUE(ReadFile(Downloads() / "b.rar") == posted.Files()[1].read(0, 6000));
+  DownloadAll();
+  EXPECT_EQ(server->ArticleCount(posted.Files()[1].ids[0]), 0);
+}
+
 // The server answers nothing between these files: finished ones, and ones without a group under a
 // name that no file system takes.
 TEST_F(QueueTest, AnyNumberOfFilesIsPassedOver) {
