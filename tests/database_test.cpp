@@ -8,6 +8,7 @@
 #include "platform/calls.h"
 #include "platform/failures.h"
 #include "platform/fibers.h"
+#include "support/page.h"
 #include "support/store_fixture.h"
 
 namespace gravlin::testing {
@@ -34,6 +35,20 @@ TEST_F(DatabaseTest, OnlyTheUserCanReadTheStoreAndItsJournal) {
     ASSERT_EQ(stat((folder / name).c_str(), &about), 0) << name;
     EXPECT_EQ(about.st_mode & 0777, 0600) << name;
   }
+}
+
+TEST_F(DatabaseTest, ANewStoreHoldsWhatIsRecorded) {
+  std::string page;
+  for (const std::string table :
+       {"Servers", "Settings", "Settings_Gravlin", "FileTypes", "NZBFiles"}) {
+    const std::string columns = "pragma_table_info('" + table + "')";
+    page += table + ": " + Stored(columns, "group_concat(name||' '||type, ', ')") + "\n" +
+            Stored(table, "group_concat(" +
+                              Stored(columns, "group_concat('quote('||name||')', '||'',''||')") +
+                              ", char(10))") +
+            "\n";
+  }
+  ExpectPage("store", page);
 }
 
 TEST_F(DatabaseTest, MissingDamagedOrForeignFilesDoNotConnect) {

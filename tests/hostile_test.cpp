@@ -45,7 +45,6 @@ TEST_F(HostileTest, WhateverOneAnswerIsTheRunGoesOn) {
       {"a greeting that never ends its line", "(greeting)",
        wire("200 " + nuls, Reply::Then::kStall), 0},
       {"silence for a greeting", "(greeting)", StallAfter(0), 0},
-      {"a greeting in two bytes", "(greeting)", wire("20", Reply::Then::kStall), 0},
       {"a connection that is dropped at once", "(greeting)", CutAfter(0), 0},
       {"silence for a group", "GROUP", StallAfter(0), 0},
       {"a code that nobody knows for a group", "GROUP", Answer("999 what"), 0},
