@@ -40,7 +40,7 @@ TEST_F(DatabaseTest, OnlyTheUserCanReadTheStoreAndItsJournal) {
 TEST_F(DatabaseTest, ANewStoreHoldsWhatIsRecorded) {
   std::string page;
   for (const std::string table :
-       {"Servers", "Settings", "Settings_Gravlin", "FileTypes", "NZBFiles"}) {
+       {"Servers", "Settings", "Settings_Main", "Settings_Gravlin", "FileTypes", "NZBFiles"}) {
     const std::string columns = "pragma_table_info('" + table + "')";
     page += table + ": " + Stored(columns, "group_concat(name||' '||type, ', ')") + "\n" +
             Stored(table, "group_concat(" +

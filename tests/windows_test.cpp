@@ -107,6 +107,7 @@ TEST_F(WindowsTest, NothingIsCutOffCoveredOutsideOrWithoutANameWhateverTheUsersF
 TEST_F(WindowsTest, TheReadoutsOfALongRunFitAndAWindowAtItsSmallestStillShowsItsControls) {
   auto& window = Window::New<Gravlin>();
   window.barParse.SetVisible(true);
+  clock.Advance(50);
   const std::pair<StaticText&, const char*> readouts[] = {
       {window.stPercent, "100.00%"},
       {window.stMB, "mb: 99999"},
