@@ -95,17 +95,6 @@ TEST_F(ControlsTest, AButtonIsPushedOnlyWhereAUserCould) {
   EXPECT_EQ(log, "push push ");
 }
 
-TEST_F(ControlsTest, ControlsKeepTheirDistanceToTheEdgesTheyAreTiedTo) {
-  window.button.SetAnchors({.left = false, .top = true, .right = true, .bottom = false});
-  Show();
-  log.clear();
-  window.Native().frame->resize(440, 300);  // as the user would
-  Settle();
-  EXPECT_EQ(log, "resized ");
-  EXPECT_EQ(window.Width(), 440);
-  EXPECT_EQ(window.button.Left(), 50);
-}
-
 TEST_F(ControlsTest, AControlOnATabLiesWhereTheWindowSaysAndShowsWithItsTab) {
   window.tabs.Change = [this] {
     log += "tab ";

@@ -141,6 +141,8 @@ TEST(UUCoderStreamTest, LinesBecomeBytes) {
       {"a check character", begin + "#0V%TZ\nend\n", "Cat"},
       {"blanks lost at the end", begin + "&0V%T\n#0V%T\n#0\nend\n",
        "Cat" + std::string(3, '\0') + "Cat@" + std::string(2, '\0')},
+      {"blanks lost before the closing line", begin + "&0V%T\n#0\n`\nend\n",
+       "Cat" + std::string(3, '\0') + "@" + std::string(2, '\0')},
       {"a count without data before the end", begin + "#\n`\nend\n", std::string(3, '\0')},
       {"text between the articles of a block",
        begin + "#0V%T\n-- cut here --\nPart 2 of 3\nSECTION 2\n\n#0V%T\nend\n", "CatCat"},

@@ -171,7 +171,8 @@ TEST_F(FileTypesTest, ANewTypeIsSelectedWhenTheStoreHasIt) {
   EXPECT_EQ(window().efName.Text(), "New Type");
   EXPECT_EQ(window().TypesList.Cell(3, Listbox::kTagColumn),
             Stored("FileTypes where Name='New Type'", "ID"));
-  EXPECT_FALSE(Code::NeedToLoadTypes);
+  EXPECT_FALSE(Code::NeedToLoadTypes || window().pbSaveChanges.Enabled());
+  EXPECT_TRUE(window().pbMakeNewType.Enabled());
 }
 
 }  // namespace

@@ -94,6 +94,7 @@ TEST_F(WizardTest, AnImportBeginsWithADialogOrADropWhateverTheFile) {
     EXPECT_EQ(window.fNZB.Name(), drop ? "notes.txt" : "a.nzb");
     EXPECT_EQ(LiveThreads(), 1);
     EXPECT_TRUE(clock.RunUntil([] { return LiveThreads() == 0; }));
+    EXPECT_FALSE(window.barParse.Visible());
   }
 }
 
