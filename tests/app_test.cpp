@@ -44,7 +44,7 @@ class AppTest : public ::testing::Test {
   std::optional<FileHandle> held;
 };
 
-TEST_F(AppTest, AFailedStartIsToldInOneBoxAndEndsTheProgram) {
+TEST_F(AppTest, AFailedStartIsReportedInOneBoxAndEndsTheProgram) {
   const struct {
     const char* what;
     std::function<void()> prepare;

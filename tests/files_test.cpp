@@ -103,7 +103,7 @@ TEST(FolderItem, AMoveToAnotherFileSystemCopiesWholeOrNotAtAll) {
       const FullDisk full(1'000'000);
       EXPECT_FALSE(item.MoveTo(other));
     }
-    EXPECT_EQ(other.Count(), 0) << "half a copy was left behind";
+    EXPECT_EQ(other.Count(), 0) << "half a copy was left";
     EXPECT_EQ(item.Length(), 3'000'001);
 
     ASSERT_TRUE(item.MoveTo(other, "moved"));

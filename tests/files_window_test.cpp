@@ -122,7 +122,7 @@ TEST_F(FileTypesTest, ASelectedTypeIsShownAndCanBeChangedOrBroughtBack) {
   EXPECT_EQ(AllStored(), "Alpha.x,Gamma.x,Zeta.r**");
 }
 
-TEST_F(FileTypesTest, WhatCannotBeSavedIsToldAndFocused) {
+TEST_F(FileTypesTest, WhatCannotBeSavedIsReportedAndFocused) {
   window().TypesList.SetListIndex(0);
   const std::pair<std::string, const char*> cases[] = {
       {"", "The name cannot be blank."},

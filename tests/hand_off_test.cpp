@@ -142,7 +142,7 @@ TEST(Commands, UnrarGetsAbsolutePathsAndATargetThatEndsInASlash) {
 int signal_pipe[2];
 
 // A child that is not yet its tool must not run the program's signal handler.
-TEST(Shell, ACloseRightBehindTheStartReachesTheChildAlone) {
+TEST(Shell, ACloseRightAfterTheStartReachesTheChildAlone) {
   ASSERT_EQ(pipe2(signal_pipe, O_NONBLOCK | O_CLOEXEC), 0);
   const auto before = std::signal(
       SIGTERM, [](int) { [[maybe_unused]] const ssize_t told = write(signal_pipe[1], "!", 1); });

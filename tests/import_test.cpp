@@ -24,6 +24,8 @@ class FakeWindow : public ImportOwner {
   void BeginImport() override { percents.clear(); }
   void ListCleared() override { EXPECT_FALSE(shows_list); }
   void ListKept() override { done += "kept;"; }
+  void FilesRead(std::vector<DatabaseRecord>) override {}
+  void ListRead(Database&) override {}
   void ShowImportProgress(int percent) override { percents.push_back(percent); }
   void ImportDone(std::string_view nzb_name, double total_bytes) override {
     done += std::string(nzb_name) + "=" + Format(total_bytes, "0") + ";";
@@ -176,7 +178,7 @@ TEST_F(ImportTest, WaitsForTheStoreAndForOtherWriters) {
 
 // A disk that fills leaves the whole old list, the whole new one or, with a message, none; and an
 // intact store.
-TEST_F(ImportTest, AListThatCannotBeStoredWholeIsToldAndLeftOut) {
+TEST_F(ImportTest, AListThatCannotBeStoredWholeIsReportedAndLeftOut) {
   std::string old_list, text;
   for (int i = 0; i < 60; ++i) {
     const std::string name = std::to_string(i) + ".rar";

@@ -21,6 +21,7 @@ std::string Allowed(const Situation& now) {
   add("button", may::ChangeStart(now));
   add("connect", may::Connect(now));
   add("again", may::CallAgainAtOnce(now));
+  add("drop", may::DropParts(now));
   add("assemble", may::Assemble(now));
   add("outside", may::AssembleOutsideRun(now));
   add("finish", may::Finish(now));
@@ -33,10 +34,12 @@ TEST(MayBegin, InEachSituationThatOccurs) {
     Situation now;
     const char* allowed;
   } rows[] = {
-      {"nothing is under way", {}, "data tick watch start button connect assemble outside finish"},
+      {"nothing is under way",
+       {},
+       "data tick watch start button connect drop assemble outside finish"},
       {"a list is loaded",
        {.loading_list = true},
-       "data tick watch button connect assemble outside finish"},
+       "data tick watch button connect drop assemble outside finish"},
       {"a file complete at launch is joined",
        {.assembling = true, .joining = true, .assemblies = 1},
        "data tick start button connect outside finish"},
@@ -45,10 +48,10 @@ TEST(MayBegin, InEachSituationThatOccurs) {
        "data tick start button connect outside finish"},
       {"it has ended before Start",
        {.thread_flag = true},
-       "data tick watch start button connect assemble outside finish"},
+       "data tick watch start button connect drop assemble outside finish"},
       {"the log-on is under way",
        {.running = true},
-       "data tick watch start connect assemble finish"},
+       "data tick watch start connect drop assemble finish"},
       {"a step of the log-on lets events run",
        {.step = true, .running = true},
        "watch start connect assemble finish"},
@@ -57,29 +60,31 @@ TEST(MayBegin, InEachSituationThatOccurs) {
        "data tick start connect finish"},
       {"logged on",
        {.running = true, .logged_on = true},
-       "data tick next watch start connect again assemble finish"},
+       "data tick next watch start connect again drop assemble finish"},
       {"logged on while that file is joined",
        {.running = true, .logged_on = true, .assembling = true, .joining = true, .assemblies = 1},
        "data tick start connect again finish"},
       {"logged on, and no tick has taken its end",
        {.running = true, .logged_on = true, .thread_flag = true},
-       "data tick watch start connect again assemble finish"},
+       "data tick watch start connect again drop assemble finish"},
       {"its thread has not ended yet",
        {.running = true, .logged_on = true, .assemblies = 1},
        "data tick watch start connect again assemble finish"},
       {"a list is loaded in a run",
        {.running = true, .logged_on = true, .loading_list = true},
-       "data tick next watch connect again assemble finish"},
-      {"Stop", {.running = true, .signing_off = true}, "data tick watch start assemble finish"},
+       "data tick next watch connect again drop assemble finish"},
+      {"Stop",
+       {.running = true, .signing_off = true},
+       "data tick watch start drop assemble finish"},
       {"Stop in an assembly",
        {.running = true, .signing_off = true, .decoding = true, .joining = true, .assemblies = 1},
        "data tick start finish"},
       {"Stop in an assembly that has ended",
        {.running = true, .signing_off = true, .thread_flag = true},
-       "data tick watch start assemble finish"},
+       "data tick watch start drop assemble finish"},
       {"a quit in a run",
        {.running = true, .logged_on = true, .quitting = true},
-       "data tick next watch start again assemble"},
+       "data tick next watch again drop assemble"},
   };
   for (const auto& [what, now, allowed] : rows) EXPECT_EQ(Allowed(now), allowed) << what;
 }

@@ -67,7 +67,7 @@ TEST_F(ParTest, ARunFollowsTheOutputToItsEnd) {
   EXPECT_FALSE(Code::ParJobRunning);
 }
 
-TEST_F(ParTest, TheTimeLeftIsReckonedFromTheFractionDone) {
+TEST_F(ParTest, TheTimeLeftIsCountedFromTheFractionDone) {
   Par& par = Window::New<Par>();
   par.StartTick = Ticks();
   clock.Advance(4'000'000);
@@ -123,7 +123,7 @@ TEST_F(ParTest, SilenceEndsTheRunAndKeepsTheFlag) {
   }
 }
 
-TEST_F(ParTest, AToolThatIsMissingAndAnOutputFileThatStaysAreTold) {
+TEST_F(ParTest, AToolThatIsMissingAndAnOutputFileThatStaysAreReported) {
   Shell("mkdir -p Gravlin/unPar.txt/keep");
   Par& par = Drop<Par>(Script("write Repair complete.\\n\n"));
   clock.Advance(160'500);

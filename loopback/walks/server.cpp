@@ -2,6 +2,7 @@
 #include "server.h"
 
 #include <arpa/inet.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -10,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <stdexcept>
 #include <utility>
 
@@ -140,8 +142,10 @@ bool Server::Read(Connection& connection) {
     std::string line = connection.received.substr(0, end);
     connection.received.erase(0, end + 1);
     if (line.ends_with('\r')) line.pop_back();
-    // A sign-off may come at any time, and the quick test takes the first bytes for the answer.
-    if (connection.must_come > 0 && (BeginsWith(line, "GROUP") || BeginsWith(line, "ARTICLE")))
+    // A sign-off may come at any time, the quick test takes the first bytes for the answer, and
+    // who gets a reply twice can only take the second for the next one.
+    if (connection.must_come > 0 && !connection.confused &&
+        (BeginsWith(line, "GROUP") || BeginsWith(line, "ARTICLE")))
       complaint_ = "\"" + line + "\" came before the answer to the command before it";
     if (!connection.stalled) Answer(connection, line);
   }
@@ -151,6 +155,7 @@ bool Server::Read(Connection& connection) {
 void Server::Answer(Connection& connection, const std::string& request) {
   if (BeginsWith(request, "ARTICLE <") && requested)
     requested(request.substr(9, request.size() - 10));
+  connection.request = request;
   std::string reply = Reply(connection, request);
   if (BeginsWith(request, "quit")) connection.ends = true;
   Send(connection, std::move(reply), MisdeedFor(request));
@@ -193,7 +198,10 @@ void Server::Send(Connection& connection, std::string reply, Misdeed misdeed) {
                                               "999 none\r\n"};
   const bool article = IsArticle(reply);
   if (misdeed == Misdeed::kRefuse) reply = kRefusals[random_.Below(4)];
-  if (misdeed == Misdeed::kRepeat && !article) reply += reply;
+  if (misdeed == Misdeed::kRepeat && !article) {
+    reply += reply;
+    connection.confused = true;
+  }
   // The download throws a flood away; the console and the quick test show it.
   if (misdeed == Misdeed::kFlood)
     reply = "220 0\r\n" +
@@ -208,6 +216,11 @@ void Server::Send(Connection& connection, std::string reply, Misdeed misdeed) {
   connection.ends = connection.ends || cut;
   // A client may act on three bytes of a line, and on an article whose last LF is on its way.
   connection.must_come = IsArticle(reply) ? reply.size() - 1 : 3;
+  if (aloud) {
+    std::printf("    %s > %.*s%s\n", connection.request.c_str(),
+                static_cast<int>(std::min<std::size_t>(reply.find('\r'), 60)), reply.c_str(),
+                misdeed == Misdeed::kNone ? "" : ", misbehaving");
+  }
   std::int64_t due = clock_() + (latency_ > 0 ? random_.Below(latency_) : 0);
   while (!reply.empty() || connection.ends) {
     const std::size_t size =
@@ -246,3 +259,8 @@ bool Server::Write(Connection& connection) {
 }
 
 }  // namespace gravlin::walks
+
+// Of the names of hosts nobody is asked: the sample server of a new store is one.
+extern "C" int getaddrinfo(const char*, const char*, const addrinfo*, addrinfo**) {
+  return EAI_NONAME;
+}

@@ -54,6 +54,7 @@ class Server {
   void DropLogOns() { drop_log_ons_ = true; }
 
   std::string user, password;  // empty: no log-on is required
+  bool aloud = false;          // prints what is asked and answered
   std::string greeting = "200 ready";
   // Called for each article that is requested.
   std::function<void(const std::string& id)> requested;
@@ -68,10 +69,11 @@ class Server {
   };
   struct Connection {
     int descriptor;
-    std::string received, user;
+    std::string received, request, user;
     std::deque<Piece> out;
     std::size_t must_come = 0;  // bytes of the reply under way that a client has to await
-    bool logged_on = false, downloads = false, stalled = false, ends = false, over = false;
+    bool logged_on = false, downloads = false, confused = false, stalled = false, ends = false,
+         over = false;
   };
 
   bool Accept();

@@ -318,6 +318,7 @@ bool ReadLine(const std::string& line, std::uint64_t& seed, std::vector<Step>& s
 std::string Walk(std::uint64_t seed, const std::vector<Step>& steps, const std::string& folder,
                  bool aloud) {
   World world(folder, seed);
+  world.server->aloud = aloud;
   int number = 0;
   for (const Step& step : steps) {
     const StepKind& kind = AllSteps()[step.kind];

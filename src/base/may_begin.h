@@ -19,8 +19,8 @@
 //   quitting      Application::Quit
 // Engine::State is written by EnterState (session.cpp).  The flag of a tool's job is written by
 // ToolRight (postprocess/tool_run.h), and a tool's phase by ToolRun.  The right to write to the
-// store is taken and given back in store/writers.cpp; the imports that live are counted in
-// nzb/grv_parse.h.
+// store is taken and given back in store/writers.cpp, and kept by nzb/grv_parse.cpp, which also
+// counts the imports that live.
 #pragma once
 
 namespace gravlin {
@@ -103,8 +103,12 @@ constexpr bool BeginNextFile(const Situation& now) {
 // The line is idle during an assembly, however long that takes.
 constexpr bool WatchSilence(const Situation& now) { return !now.assembling && !now.decoding; }
 
-// Start would take the rows that are there already for all.
-constexpr bool Start(const Situation& now) { return !now.loading_list; }
+// Start would take the rows that are there already for all.  A quit may come while its box is open.
+constexpr bool Start(const Situation& now) { return !now.loading_list && !now.quitting; }
+
+// Parts of another list, before an import's commit.  A step that counts the parts of a file, and an
+// assembly, would go on with a part less.
+constexpr bool DropParts(const Situation& now) { return !now.step && now.assemblies == 0; }
 
 // Allow or forbid Start.  In a run the button is Stop, and a sign-off keeps it disabled.
 constexpr bool ChangeStart(const Situation& now) { return !now.running; }

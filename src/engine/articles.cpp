@@ -5,6 +5,7 @@
 #include "base/code.h"
 #include "engine/active_files.h"
 #include "engine/engine.h"
+#include "engine/leftovers.h"
 #include "engine/part_files.h"
 #include "engine/run_view.h"
 #include "engine/states.h"
@@ -68,7 +69,7 @@ void Engine::GetArticle() {
     MessageID = Mid(entry, second + 1, 999999);
     part_name = PartName(PartNo);
     const FolderItem part = fParts.Child(part_name);
-    taken = !part.IsNil() && !endless_.contains(MessageID) && WantsArticle(part);
+    taken = !part.IsNil() && !given_up_.contains(MessageID) && WantsArticle(part);
     if (!taken) Thread::Yield();
   }
   if (!taken) {
@@ -101,10 +102,38 @@ bool Engine::WantsArticle(const FolderItem& part) {
 void Engine::GotArticle() {
   WriteDebug("GotArticle", "Got " + MessageID);
   EnterState(states::kArticleDone);
-  SaveAndDecodePart();
+  if (MayAnswer(ArticleBody, MessageID))
+    SaveAndDecodePart();
+  else
+    DropForeignReply();
+}
+
+// A server that has sent a reply twice: each command since then got the reply to the one before it.
+// A new connection begins with none.  An article that comes out wrong again is an error of the
+// server's own.
+void Engine::DropForeignReply() {
+  const std::string text = "Reply thrown away: it is not the article that was asked for.";
+  SetStatus(text);
+  WriteDebug("GotArticle", text);
+  ArticleBody.clear();
+  if (!foreign_.insert(MessageID).second) GiveUpArticle(text);
+  Reconnect();
+}
+
+// Counts as an error, and this run asks for it no more.
+void Engine::GiveUpArticle(const std::string& why) {
+  given_up_.insert(MessageID);
+  RecordError(why);
+  ++PartsDone;
+  UpdateBar1();
 }
 
 void Engine::SaveAndDecodePart() {
+  if (file_replaced_) {
+    ArticleBody.clear();
+    GetNextFile();
+    return;
+  }
   WriteDebug("SaveAndDecodePart", "Saving: " + PartFileName);
   SetStatus("Saving " + PartFileName + "...");
   if (!fParts.Exists()) fParts.CreateAsFolder();

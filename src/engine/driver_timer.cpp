@@ -100,10 +100,7 @@ void Engine::GiveUpEndlessReply() {
   WriteDebug("TheTimer", text);
   if (!may::CallAgainAtOnce(CurrentSituation())) return;
   if (state_ == states::kSentArticle || state_ == states::kReceivingArticle) {
-    endless_.insert(MessageID);
-    RecordError(text);
-    ++PartsDone;
-    UpdateBar1();
+    GiveUpArticle(text);
   }
   Reconnect();
 }

@@ -1,6 +1,7 @@
 // The engine as it is made; what it does is in the files of its subjects.
 #include "engine/engine.h"
 
+#include "engine/leftovers.h"
 #include "engine/run_view.h"
 #include "platform/application.h"
 #include "platform/calls.h"

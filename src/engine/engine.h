@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -25,6 +26,7 @@
 namespace gravlin {
 
 class Database;
+class Leftovers;
 class RecordSet;
 class RunView;
 
@@ -165,6 +167,8 @@ class Engine : public ImportOwner {
   void BeginImport() override;
   void ListCleared() override;
   void ListKept() override;
+  void FilesRead(std::vector<DatabaseRecord> rows) override;
+  void ListRead(Database& rows) override;
   void ShowImportProgress(int percent) override;
   void ImportDone(std::string_view nzb_name, double total_bytes) override;
 
@@ -221,6 +225,8 @@ class Engine : public ImportOwner {
   bool SavePart();
   bool PartsComplete();
   void FailPart(std::string_view why);
+  void DropForeignReply();
+  void GiveUpArticle(const std::string& why);
   void CountPart(std::size_t bytes);
   int SelectRowOf(std::string_view filename);
 
@@ -233,12 +239,16 @@ class Engine : public ImportOwner {
   bool DiskTakes(const FolderItem& part);
   void GiveUpFile(const std::string& why, std::int32_t present);
   bool IsInDownloads(std::string_view filename) const;
+  // Before a run (room.cpp): what is left may be more than the disk takes.
+  bool RoomForTheRest();
+  std::unordered_map<std::int32_t, double> BytesOfFiles();
   // Clears the folders of what a killed run has left: temporary files, and what belongs to files
   // that lie finished in Downloads.  Only for the launch, when nothing is being assembled.
   void RemoveLeftovers();
   void AddFileRow(const RecordSet& row);
   std::string ScanPartsFolder();
   void LoadListAnew();
+  bool IsReplaced(Database& rows) const;
 
   // The tick.
   void Tick();
@@ -252,8 +262,9 @@ class Engine : public ImportOwner {
 
   RunView& view_;
   PartFlush part_flush_;
-  PartsOnDisk parts_on_disk_;      // of the current file
-  std::set<std::string> endless_;  // articles of this run whose reply had no end
+  PartsOnDisk parts_on_disk_;  // of the current file
+  // Articles of this run that are asked for no more, and those whose reply was another one's once.
+  std::set<std::string> given_up_, foreign_;
   int disk_failures_ = 0;          // articles in a row that the disk did not take
   std::string stop_reason_;        // shown at the end of a run that the program stopped itself
   std::int64_t requested_at_ = 0;  // Clock nanoseconds when the current ARTICLE was sent
@@ -261,6 +272,8 @@ class Engine : public ImportOwner {
   bool advising_ = false;          // a box with advice about the port is open
   int next_file_requests_ = 0;
   bool walking_queue_ = false;
+  std::unique_ptr<Leftovers> leftovers_;  // of the import under way
+  bool file_replaced_ = false;  // an import has given the current file's name to other articles
   bool status_of_assembly_ = false;  // what the status says comes from an assembly under way
 
   // What a Situation is made of; may_begin.h says who writes each.

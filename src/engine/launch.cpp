@@ -6,9 +6,11 @@
 #include "base/code.h"
 #include "engine/active_files.h"
 #include "engine/engine.h"
+#include "engine/leftovers.h"
 #include "engine/part_files.h"
 #include "engine/run_view.h"
 #include "platform/desktop.h"
+#include "platform/folder_reader.h"
 #include "platform/text.h"
 #include "platform/thread.h"
 #include "store/database.h"
@@ -143,15 +145,21 @@ void Engine::AddFileRow(const RecordSet& row) {
 // is.
 std::string Engine::ScanPartsFolder() {
   std::string complete;
-  std::vector<FolderItem::Entry> entries;
-  Thread::Offload([&entries, folder = fParts] { entries = folder.Entries(); });
-  for (const FolderItem::Entry& entry : entries) {
+  std::vector<std::string> names;
+  Thread::Offload([&names, folder = fParts, import = leftovers_.get()] {
+    names = folder.ChildNames();
+    const FolderReader reader(folder);
+    // Empty is what a crash can leave: counts as absent.
+    std::erase_if(names, [&](const std::string& name) {
+      return !(import && import->HasSeen(name)) && reader.Length(name) == 0;
+    });
+  });
+  for (const std::string& name : names) {
     Thread::Yield();
-    const std::string_view filename = FilenameOfPart(entry.name);
+    const std::string_view filename = FilenameOfPart(name);
     if (filename.empty()) continue;
     const int row = List.FindRow(filename);
     if (row < 0 || List.At(row).done) continue;
-    if (entry.length == 0) continue;  // what a crash can leave: counts as absent
     List.CountPart(row);
     const FileRow& file = List.At(row);
     if (file.parts_present == file.total_parts) complete = file.filename;

@@ -17,6 +17,7 @@
 namespace gravlin {
 
 void Engine::pbStart_Action() {
+  if (!button_stops_ && !RoomForTheRest()) return;
   const EngineStep step(*this);
   if (button_stops_) {
     SetStartButton(false);
@@ -34,7 +35,8 @@ void Engine::pbStart_Action() {
   SessionStartTick = Ticks();
   SessionBytes = 0;
   TotalErrors = 0;
-  endless_.clear();
+  given_up_.clear();
+  foreign_.clear();
   disk_failures_ = 0;
   stop_reason_.clear();
   if (!FirstStartDone) {
@@ -105,6 +107,9 @@ bool Engine::LoadNextFile() {
     WriteDebug("LoadNextFile", "File present in Downloads folder: " + filename);
     return false;
   }
+  // Together and before events run: an import compares them with its list.
+  TheFilename = filename;
+  file_replaced_ = false;
   DownloaderFilesID = file->Field("ID").IntegerValue();
   ArticleIndex = -1;
   Article = Split(file->Field("Parts").StringValue(), ",");
@@ -115,7 +120,6 @@ bool Engine::LoadNextFile() {
   WriteDebug("LoadNextFile",
              Str(static_cast<std::int64_t>(Article.size())) + " article numbers in Article array.");
   TotalParts = file->Field("TotalParts").IntegerValue();
-  TheFilename = filename;
   TheExt = file->Field("Ext").StringValue();
   const auto [present, missing] = FindParts();
   if (present == TotalParts) {

@@ -215,12 +215,13 @@ void grvParse::StoreBatch() {
   if (batch_.empty()) return;
   db->InsertRecords("NZBFiles", batch_);
   if (db->Error()) throw NotImported(db->ErrorMessage());
-  batch_.clear();
+  w.FilesRead(std::exchange(batch_, {}));
   batch_bytes_ = 0;
 }
 
 void grvParse::Finish() {
   const std::string name = nzb_.Name();
+  w.ListRead(*db);
   // A total of 0 gives empty text and a statement that fails, and a name with a quote would become
   // part of the statement.  Then the values of ClearLastImport remain.
   db->SQLExecute("Update Settings_Gravlin set ExpectedBytes=" +

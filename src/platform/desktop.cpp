@@ -1,5 +1,9 @@
-// The real desktop: message boxes, file dialogs, the browser and the file manager.
+// The real desktop: message boxes, file dialogs, the browser, the file manager, and the room on the
+// disk.
 #include "platform/desktop.h"
+
+#include <sys/stat.h>
+#include <sys/statvfs.h>
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -82,6 +86,19 @@ Desktop*& InForce() {
 }
 
 }  // namespace
+
+std::optional<DiskRoom> Desktop::RoomFor(const FolderItem& item) {
+  FolderItem there = item;
+  while (!there.IsNil() && !there.IsFolder()) there = there.Parent();
+  struct statvfs room {};
+  struct stat about {};
+  // Some network file systems know no sizes.
+  if (there.IsNil() || statvfs(there.NativePath().c_str(), &room) != 0 || room.f_blocks == 0 ||
+      stat(there.NativePath().c_str(), &about) != 0)
+    return std::nullopt;
+  return DiskRoom{about.st_dev,
+                  static_cast<double>(room.f_bavail) * static_cast<double>(room.f_frsize)};
+}
 
 Desktop& TheDesktop() {
   static RealDesktop real;

@@ -2,12 +2,20 @@
 // driver can answer a box and read what was asked.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "platform/folder_item.h"
 
 namespace gravlin {
+
+// The room that is free to the user on one disk.
+struct DiskRoom {
+  std::uint64_t disk = 0;  // the same number for what lies on the same disk
+  double bytes = 0;
+};
 
 class Desktop {
  public:
@@ -22,6 +30,8 @@ class Desktop {
   virtual void ShowURL(std::string_view url) = 0;
   virtual void Launch(const FolderItem& item) = 0;
   virtual void Beep() = 0;
+  // On the disk of an item, which need not exist; nothing if the system does not say.
+  virtual std::optional<DiskRoom> RoomFor(const FolderItem& item);
 };
 
 // The desktop in force: the real one unless SetDesktop gave another.  nullptr restores the real

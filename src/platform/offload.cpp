@@ -1,4 +1,5 @@
-// One blocking call on a helper OS thread, while the cooperative thread that wants it waits.
+// Blocking calls on helper OS threads, while the cooperative thread that wants one waits, or goes
+// on.
 #include <QCoreApplication>
 #include <QMetaObject>
 #include <exception>
@@ -7,6 +8,7 @@
 #include <semaphore>
 #include <utility>
 
+#include "platform/background.h"
 #include "platform/fibers.h"
 #include "platform/helper_threads.h"
 #include "platform/thread.h"
@@ -60,6 +62,19 @@ void Thread::Offload(const std::function<void()>& work) {
     Instead()(work);
   else
     OffloadFromThread(work);
+}
+
+void Background::Start(std::function<void()> work) {
+  if (Instead())
+    work();
+  else
+    helper_.Start(std::move(work));
+}
+
+void Background::Wait() {
+  const auto over = std::make_shared<std::binary_semaphore>(0);
+  Start([over] { over->release(); });
+  Thread::Offload([over] { over->acquire(); });
 }
 
 void SetOffload(std::function<void(const std::function<void()>&)> instead) {

@@ -8,12 +8,12 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
   using gravlin::NzbEvent;
   std::string_view text(reinterpret_cast<const char*>(data), size);
   gravlin::NzbReader reader;
-  int behind_the_end = 0;
+  int after_the_end = 0;
   do {
     const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
     const std::string_view line = text.substr(0, end);
     text.remove_prefix(std::min(end + 1, text.size()));
-    if (line.empty() && text.empty() && ++behind_the_end > 3) std::abort();
+    if (line.empty() && text.empty() && ++after_the_end > 3) std::abort();
     switch (reader.Take(line, text.empty())) {
       case NzbEvent::kNothing:
       case NzbEvent::kSubject:

@@ -1,10 +1,12 @@
-// Short texts from outside: column widths from the store, names of part files, the vendor's
-// message.
+// Short texts from outside: column widths from the store, names of part files, what a reply says of
+// itself, sizes of articles, the vendor's message.
 #include <cstdlib>
 #include <string>
 #include <string_view>
 
+#include "engine/leftovers.h"
 #include "engine/part_files.h"
+#include "engine/room.h"
 #include "platform/listbox.h"
 #include "ui/message_window.h"
 
@@ -26,6 +28,11 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     const std::int32_t number = PartNumberIn(text, file);
     if (number < 0 || (number > 0 && PartFileNameOf(file, number) != text)) std::abort();
   }
+
+  const OwnIds ids = IdsOfReply(text);
+  for (const std::string_view id : {ids.first_line, ids.header})
+    if (id.find_first_of("> \r\n") != id.npos || text.find(id) == text.npos) std::abort();
+  if (!(BytesOfArticles(text) >= 0 && BytesOfArticles(text) < 1e16)) std::abort();
 
   const VendorMessage message = ReadVendorMessage(text);
   if (message.text.size() > size || message.url.size() > size) std::abort();

@@ -1,4 +1,4 @@
-// A run on a folder of its own and a set clock, beside a loopback news server with a posted set:
+// A run on a folder of its own and a set clock, with a loopback news server with a posted set:
 // EngineTest without a window, ProgramTest with the program as a user has it.
 #pragma once
 

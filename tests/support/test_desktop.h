@@ -21,6 +21,10 @@ class TestDesktop : public Desktop {
   std::vector<std::string> urls;
   std::vector<FolderItem> launched;
   int beeps = 0;
+  // Of every disk, unless a test says otherwise.
+  std::function<std::optional<DiskRoom>(const FolderItem&)> room = [](const FolderItem&) {
+    return DiskRoom{.bytes = 1e18};
+  };
   std::deque<int> answers;          // to the next boxes; OK after them
   std::function<void()> meanwhile;  // runs while the next box is open
   std::deque<FolderItem> chosen;    // in the next open dialogs; nil (cancelled) after them
@@ -38,6 +42,7 @@ class TestDesktop : public Desktop {
   void ShowURL(std::string_view url) override { urls.emplace_back(url); }
   void Launch(const FolderItem& item) override { launched.push_back(item); }
   void Beep() override { ++beeps; }
+  std::optional<DiskRoom> RoomFor(const FolderItem& item) override { return room(item); }
 
  private:
   template <class T>
