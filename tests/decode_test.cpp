@@ -1,6 +1,5 @@
 // Encodings and their decoders, on whole and broken text.
 #include <gtest/gtest.h>
-#include <openssl/evp.h>
 
 #include <algorithm>
 #include <random>
@@ -204,35 +203,6 @@ TEST(Base64StreamTest, GroupsBecomeBytesWhateverThePieces) {
   const std::string data(80'000, 'A'), other(1 << 16, '!');
   EXPECT_EQ(DecodeBase64(data + ": TWFu\nT!\n" + other + "TWFu", 999),
             std::string(60'000, '\0') + "Man");
-}
-
-// OpenSSL encodes; mpack, Python's email module and news programs write such lines around it.
-TEST(Base64StreamTest, ArticlesBecomeTheirFile) {
-  const std::string frame =
-      "222 0 <1@vm> article\nSubject: in.bin (2/2)\nContent-Type: message/partial; number=2;\n"
-      "\t id=\"20497.1795492099@vm\"\n\nThis is a MIME encoded message.\n---\n-----\n"
-      "--===============8742==\n--Boundary--\n------=_NextPart_000_0001\n.\n";
-  for (std::size_t width = 60; width < 79; ++width) {
-    const std::size_t length = width == 77 ? 1'000 : width == 78 ? 200'000 : width;
-    std::string text = frame, bytes;
-    for (const std::size_t size : {length * 2 + 1, length * 2 + 2, length * 3}) {
-      const std::string part = loopback::RandomBytes(size, 0, static_cast<std::int64_t>(size));
-      bytes += part;
-      std::string code(size / 3 * 4 + 5, '\0');
-      code.resize(static_cast<std::size_t>(EVP_EncodeBlock(
-          reinterpret_cast<unsigned char*>(code.data()),
-          reinterpret_cast<const unsigned char*>(part.data()), static_cast<int>(size))));
-      for (std::size_t at = 0; at < code.size(); at += length) {
-        text += code.substr(at, length) + '\n';
-        if (at == length) text += frame;
-      }
-      text += frame;
-    }
-    EXPECT_TRUE(DecodeBase64(text, 5'000) == bytes) << length;
-    std::string wire;
-    for (const char c : text) c == '\n' ? wire += "\r\n" : wire += c;
-    EXPECT_TRUE(DecodeBase64(wire, 5'000) == bytes) << length << " and CR LF";
-  }
 }
 
 using testing::TempFolder;

@@ -50,16 +50,6 @@ TEST_F(HandOffTest, TheEndOfADownloadStartsTheRepairOfItsSet) {
   EXPECT_EQ(Window::All().size(), 5u) << "a further window for each set, and that of the advice";
 }
 
-TEST_F(HandOffTest, ASetWithoutAnArchiveEndsByWhatUnrarMakesOfTheFolder) {
-  UseRealTools();
-  Shell("seq 9999 > a.bin; par2 create -q -q a.par2 a.bin");
-  main_window.ParFilename = "a.par2";
-  main_window.StartPar();
-  ASSERT_TRUE(RunTool([&] { return Window::IfOpen<Rar>() && !Code::RarJobRunning; }));
-  EXPECT_EQ(Window::IfOpen<Rar>()->fInput, folder.Item());
-  EXPECT_EQ(Window::IfOpen<Rar>()->stStatus.Text(), "Something went wrong.");
-}
-
 // It is not tried again, and the tool runs with the next file.
 TEST_F(HandOffTest, APathOfWhichNoCommandCanBeMadeIsRefusedOnce) {
   Script("write Repair complete.\\n\n", "it's.par2");
@@ -84,12 +74,6 @@ TEST_F(HandOffTest, APathOfWhichNoCommandCanBeMadeIsRefusedOnce) {
   const FolderItem plain = folder.Write("a.par2", ReadFile(folder / "it's.par2"));
   OpenParDocument(plain);
   EXPECT_TRUE(RunTool([&] { return par.stStatus.Text() == "Repair complete."; }));
-  // The path of the output contains a quote, from the home folder.
-  Code::AppDataFolder = folder.Item("o'neil");
-  Code::AppDataFolder.CreateAsFolder();
-  OpenParDocument(plain);
-  EXPECT_TRUE(
-      par.stStatus.Text().ends_with("a single quote in the path " + in + "/o'neil/unPar.txt"));
 }
 
 TEST_F(HandOffTest, AFileThatWaitsHidesNoFailureAndIsNotDroppedWithoutAWord) {
@@ -125,18 +109,6 @@ TEST(Commands, Par2GetsPathsFromTheRootWithoutASlash) {
   // A ":" in the name becomes a "/" like those between the folders.
   EXPECT_EQ(Par2Command(At("/p"), At("/a/b: c"), 1, At("/o")), "'p' repair 'a/b/ c' > 'o'");
   EXPECT_EQ(Par2Command(At("/p"), At("/d:1/x:2"), 2, At("/o")), "'p' repair 'd/1/x/2' > 'o'");
-}
-
-TEST(Commands, UnrarGetsAbsolutePathsAndATargetThatEndsInASlash) {
-  const TempFolder folder;
-  const std::string in = folder.Path().string();
-  const auto command = [&](int fix_path, const std::string& target) {
-    return UnrarCommand(At("/usr/bin/unrar"), At("/d/a b.rar"), fix_path, At(target), At("/u.txt"));
-  };
-  EXPECT_EQ(command(1, in), "'/usr/bin/unrar' e -o+ '/d/a b.rar' '" + in + "/' > '/u.txt'");
-  EXPECT_EQ(command(2, "/not/there"),
-            "'/usr/bin/unrar' e -o+ '/d/a b.rar' '/not/there/' > '/u.txt'");
-  EXPECT_EQ(command(0, in), "'/usr/bin/unrar' e -o+ '/usr/bin/unrar' '" + in + "/' > '/u.txt'");
 }
 
 int signal_pipe[2];

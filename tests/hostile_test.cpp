@@ -42,13 +42,10 @@ TEST_F(HostileTest, WhateverOneAnswerIsTheRunGoesOn) {
     Change change;
     int errors;  // articles that are missing after this run
   } cases[] = {
-      {"a greeting that never ends its line", "(greeting)",
-       wire("200 " + nuls, Reply::Then::kStall), 0},
       {"silence for a greeting", "(greeting)", StallAfter(0), 0},
       {"a connection that is dropped at once", "(greeting)", CutAfter(0), 0},
       {"silence for a group", "GROUP", StallAfter(0), 0},
       {"a code that nobody knows for a group", "GROUP", Answer("999 what"), 0},
-      {"a group that is refused", "GROUP", Answer("411 none"), 0},
       {"NUL bytes for a group", "GROUP", wire(nuls + "\r\n"), 0},
       {"silence for an article", "ARTICLE", StallAfter(0), 0},
       {"a refusal in the 500s for an article", "ARTICLE", Answer("500 what"), 0},

@@ -156,19 +156,6 @@ TEST_F(ListboxTest, AHeadingSortsAsTheHandlerSaysEvenIfItKnowsNoTies) {
   EXPECT_EQ(Shown(0, 0), "A");
 }
 
-TEST_F(ListboxTest, ColumnWidthsAreTakenAsTheyCome) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"50,60,70", "50,60,70"}, {"50", "50,80,80"},        {"1,2,3,4,5", "1,2,3"},
-      {"x,60", "0,60,80"},      {" 70 ,-5,1e9", "70,0,1"}, {"", "100,80,80"}};
-  for (const auto& [given, widths] : cases) {
-    list.SetColumnWidths("100,80,80");
-    list.SetColumnWidths(given);
-    EXPECT_EQ(list.ColumnWidths(), widths) << given;
-  }
-  view.setColumnWidth(1, 33);  // as by the user's drag
-  EXPECT_EQ(list.ColumnWidths(), "100,33,80");
-}
-
 // Text from outside is shown as it is, in tool tips too, and does not reverse other text.
 TEST_F(ListboxTest, TextsFromOutsideAreNoMarkup) {
   Fill({"<img src='/dev/zero'>", "a\u202Egnp.exe"});

@@ -1,10 +1,8 @@
-// Several starts of the real program.  GRAVLIN_TEST_ROUNDS multiplies the rounds, for a long run by
-// hand.
+// Several starts of the real program.
 #include <gtest/gtest.h>
 
 #include <QProcess>
 #include <algorithm>
-#include <cstdlib>
 
 #include "paths.h"
 #include "store/database.h"
@@ -13,11 +11,6 @@
 
 namespace gravlin::testing {
 namespace {
-
-int Rounds(int few) {
-  const char* const factor = std::getenv("GRAVLIN_TEST_ROUNDS");
-  return few * (factor ? std::atoi(factor) : 1);
-}
 
 // The real program, with a home of its own.
 struct Program : QProcess {
@@ -37,7 +30,7 @@ struct Program : QProcess {
 // Of several starts at the same instant one stays; the others pass their documents on and exit.
 TEST(OneInstance, OfManyStartsAtTheSameInstantOneStays) {
   constexpr int kStarts = 4;
-  for (int round = 0; round < Rounds(3); ++round) {
+  for (int round = 0; round < 3; ++round) {
     const TempFolder home;
     Program starts[kStarts] = {Program(home), Program(home), Program(home), Program(home)};
     ASSERT_TRUE(

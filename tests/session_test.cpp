@@ -26,21 +26,6 @@ TEST(EndOfResponse, WorksOnTheLastDot) {
 
 using SessionTest = EngineTest;
 
-// Whatever the sizes of the pieces, no byte is lost and none is taken for another reply.
-TEST_F(SessionTest, TakesRepliesInAnyPieces) {
-  Post({"a.rar", "b.avi"}, 2, WithLogOn());
-  for (const int size : {1, 2, 3, 4, 5, 7, 64}) {
-    SCOPED_TRACE(size);
-    server->ClearRules();
-    for (const auto request :
-         {"AUTHINFO", "GROUP", "ARTICLE", "QUIT", NewsServer::kGreeting.data()})
-      server->On(request, SplitEvery(size));
-    EmptyDownloads();
-    DownloadAll();
-    EXPECT_EQ(engine->TotalErrors, 0);
-  }
-}
-
 // A reply is handled as soon as its code has arrived; the rest of the line must not be taken for
 // the next reply, even if it begins with a "4".
 TEST_F(SessionTest, TheRestOfALineIsNoReply) {
