@@ -22,6 +22,7 @@ Posts a set of files on a news server on 127.0.0.1 until it is ended (SIGTERM, o
 The folder receives set.nzb, SHA256SUMS, parts.tsv (id, file, part, name in the body) and, with --tls, ca.pem.
   --files N --parts N --bytes N   N yEnc files of N parts of N bytes instead of the demonstration's set
   --post FOLDER                   the files of a folder instead, in parts of --bytes
+  --articles FOLDER               ready articles instead, each file under the id that is its name; makes no NZB
   --damage FILE:PART              that article arrives with a wrong byte (may be repeated)
   --tls                           TLS, with a certificate made for this run
   --user NAME --pass WORD         requires a log-on
@@ -48,9 +49,10 @@ struct Arguments {
 
 Arguments Parse(int argc, char** argv) {
   static const std::map<std::string, bool> known = {
-      {"set", true},    {"files", true}, {"parts", true},     {"bytes", true},      {"post", true},
-      {"damage", true}, {"tls", false},  {"user", true},      {"pass", true},       {"delay", true},
-      {"rate", true},   {"fast", false}, {"port-file", true}, {"request-log", true}};
+      {"set", true},   {"files", true},     {"parts", true},      {"bytes", true},
+      {"post", true},  {"damage", true},    {"tls", false},       {"user", true},
+      {"pass", true},  {"delay", true},     {"articles", true},   {"rate", true},
+      {"fast", false}, {"port-file", true}, {"request-log", true}};
   Arguments arguments;
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
@@ -83,6 +85,7 @@ PostedSet DemoSet() {
 PostedSet MakeSet(const Arguments& arguments) {
   const auto bytes = static_cast<std::int64_t>(arguments.Number("bytes", 700'000));
   PostedSet set;
+  if (arguments.Has("articles")) return set;
   if (arguments.Has("post")) {
     std::map<std::string, std::filesystem::path> in_order;
     for (const auto& entry : std::filesystem::directory_iterator(arguments.Text("post"))) {
@@ -108,6 +111,27 @@ std::string IdOf(const PostedSet& set, const std::string& file_and_part) {
     }
   }
   throw std::runtime_error("no such file and part: " + file_and_part);
+}
+
+// Returns how many.
+int AddArticles(NewsServer& server, const std::filesystem::path& folder) {
+  int count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    std::ifstream file(entry.path(), std::ios::binary);
+    server.Add(entry.path().filename().string(), std::string(std::istreambuf_iterator(file), {}));
+    ++count;
+  }
+  return count;
+}
+
+void WriteLists(const PostedSet& set, const std::filesystem::path& folder) {
+  set.WriteNzb(folder / "set.nzb");
+  std::ofstream(folder / "SHA256SUMS", std::ios::binary) << set.Sums();
+  std::ofstream parts(folder / "parts.tsv", std::ios::binary);
+  for (const PostedFile& file : set.Files()) {
+    for (std::size_t i = 0; i < file.ids.size(); ++i)
+      parts << file.ids[i] << '\t' << file.name << '\t' << i + 1 << '\t' << file.body_name << '\n';
+  }
 }
 
 // Serves until one of the signals arrives.
@@ -137,17 +161,15 @@ void Serve(const Arguments& arguments, const sigset_t& ends) {
     });
   }
 
-  set.WriteNzb(folder / "set.nzb");
-  std::ofstream(folder / "SHA256SUMS", std::ios::binary) << set.Sums();
-  std::ofstream parts(folder / "parts.tsv", std::ios::binary);
-  for (const PostedFile& file : set.Files()) {
-    for (std::size_t i = 0; i < file.ids.size(); ++i)
-      parts << file.ids[i] << '\t' << file.name << '\t' << i + 1 << '\t' << file.body_name << '\n';
-  }
-  parts.close();
   if (options.tls) server.WriteAuthority(folder / "ca.pem");
-  std::printf("posted %zu files, %lld bytes; listening on 127.0.0.1:%d%s\n", set.Files().size(),
-              static_cast<long long>(set.Bytes()), server.Port(), options.tls ? " (TLS)" : "");
+  if (arguments.Has("articles")) {
+    std::printf("posted %d articles", AddArticles(server, arguments.Text("articles")));
+  } else {
+    WriteLists(set, folder);
+    std::printf("posted %zu files, %lld bytes", set.Files().size(),
+                static_cast<long long>(set.Bytes()));
+  }
+  std::printf("; listening on 127.0.0.1:%d%s\n", server.Port(), options.tls ? " (TLS)" : "");
   std::fflush(stdout);
   if (arguments.Has("port-file")) {  // complete as soon as it exists
     const std::filesystem::path file = arguments.Text("port-file");

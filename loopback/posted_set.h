@@ -36,8 +36,7 @@ class PostedSet {
   explicit PostedSet(std::uint64_t seed = 1) : seed_(seed) {}
 
   // Adds a file of `size` pseudo-random bytes, cut into parts of `part_size`.  A Base64 file is one
-  // part.  UU parts are whole lines of 45 bytes, and no line of a UU file may have 14 bytes: such a
-  // line begins with a dot, and dots that were doubled on the wire stay doubled in UU posts.
+  // part.  UU parts are whole lines of 45 bytes.
   void Add(std::string_view name, std::int64_t size, std::int64_t part_size,
            Coding coding = Coding::kYenc, std::string_view body_name = {});
   // Adds a file from the disk as yEnc.

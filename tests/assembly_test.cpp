@@ -99,9 +99,9 @@ TEST_F(AssemblyTest, EveryEncodingIsDecoded) {
       {"y.bin", Yenc("Many ", "y.bin"), Yenc("hands", "y.bin")},
       {"u.bin", Article("begin 644 u.bin\r\n%36%N>2``"), Article("%:&%N9',`\r\n`\r\nend")},
       {"b.bin",
-       Article(
-           "Content-Transfer-Encoding: base64\r\nX: filename=\"b.bin\"\r\n\r\nTWFueSBoYW5kcw=="),
-       ""},
+       Article("Content-Transfer-Encoding: base64\r\nX: filename=\"b.bin\"\r\n\r\nTWFu\r\n"
+               "------=_NextPart_1--"),
+       Article("Content-Transfer-Encoding: base64\r\n\r\neSBoYW5kcw==\r\n------=_NextPart_1--")},
   };
   for (const auto& c : cases) {
     Choose(c.name, "txt");

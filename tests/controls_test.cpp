@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QAccessible>
 #include <QApplication>
 #include <QDropEvent>
 #include <QLabel>
@@ -160,6 +161,9 @@ TEST_F(ControlsTest, AClickCountsOnlyWhereItsPressWasTakenAndKeysClickToo) {
   for (int tabs = 0; tabs < 10 && !status->hasFocus(); ++tabs)
     QTest::keyClick(window.Native().frame.get(), Qt::Key_Tab);
   EXPECT_TRUE(status->hasFocus());
+  QAccessibleInterface* const link = QAccessible::queryAccessibleInterface(status);
+  link->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+  EXPECT_EQ(log + FromQt(link->text(QAccessible::Name)), "up up up Ready.");
 }
 
 TEST_F(ControlsTest, ADropBringsTheFirstFileOnceTheDropIsOver) {

@@ -192,6 +192,11 @@ TEST(Base64StreamTest, GroupsBecomeBytesWhateverThePieces) {
       {"lines of other characters", "TW\n a\n\tb\nTo: b\nc-d\n.\nFu", "Man"},
       {"blanks at the end of a line", "TW \t\r\nFu ", "Man"},
       {"a word alone", "word\nTWFu", "\xc2\x8a\xddMan"},
+      {"words that no encoder made",
+       "TWFuTWFuTWFuTWFu\r\n\r\nthanks\nTWFuTWFuTWFuTQ==\nthanks\n--b\nhello\nTWFu",
+       "ManManManManManManManMMan"},
+      {"short last lines", "TWFuTWFuTWFuTWFu\r\nTWFuTW\n--b\nFu\n--b\nTWFu",
+       "ManManManManManManMan"},
       {"too much padding", "TQ====TWE=", "MMa"},
       {"padding behind a lone character", "T=TWFu", "Man"},
   };

@@ -90,6 +90,11 @@ TEST_F(QueueTest, AFileThatCannotBeBegunIsAnErrorOfItsRow) {
   engine->db = std::make_unique<Database>();
   ASSERT_TRUE(RunToState("sent quit"));
   EXPECT_EQ(view.status, "All done, but with errors on 2 posts.");
+  EXPECT_EQ(
+      view.advice,
+      "2 posts have not come. Show Files says of which files; Start asks for them again. A "
+      "set without PAR2 files is not unpacked by itself: choose RAR Decoder in the File menu, "
+      "and there a.rar.");
   EXPECT_EQ(Cell(2, ListColumn::kDone), "Yes");
   EXPECT_EQ(Cell(3, ListColumn::kMessage), "Last error: Store error: not connected");
 }
@@ -138,6 +143,7 @@ TEST_F(QueueTest, TheFirstRepairFileAndTheFirstVolumeAreChosen) {
   EXPECT_EQ(engine->ParFilename, "set.par2");
   EXPECT_EQ(engine->RarFilename, "set.part1.rar");
   EXPECT_EQ(view.repairs, std::vector<std::string>{"set.par2"});
+  EXPECT_EQ(InStr(view.advice, "The set is now checked"), 1);
   ASSERT_FALSE(Asked().launched.empty());
   EXPECT_EQ(Asked().launched[0].Name(), "Downloads");
 }

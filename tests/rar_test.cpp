@@ -5,6 +5,7 @@
 
 #include "loopback/posted_set.h"
 #include "loopback/rar_writer.h"
+#include "platform/native.h"
 #include "postprocess/outcome_windows.h"
 #include "support/tool_fixture.h"
 
@@ -163,6 +164,7 @@ TEST_F(RarTest, ASilentToolIsStartedAgainAndWordsThatNoRuleKnowsEndInSilence) {
   Rar& locked = Drop<Rar>(Script("write Program aborted\\n\n"));
   const std::string writes = "File selected: set.par2. RAR extraction in progress...";
   ASSERT_TRUE(RunTool([&] { return locked.stStatus.Text() == writes; }));
+  EXPECT_TRUE(locked.stStatus.Native().widget->toolTip().contains("wants a password"));
   clock.Advance(61'000);
   EXPECT_EQ(Outcome(locked), "Archive damaged or incomplete. flag");
 }

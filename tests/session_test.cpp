@@ -203,6 +203,31 @@ TEST_F(SessionTest, AReplyWithoutAnEndIsGivenUp) {
   DownloadAll();
 }
 
+// Each command after it would be answered by the reply to the one before.
+TEST_F(SessionTest, ARefusalThatComesTwiceGivesNoPartTheTextOfAnother) {
+  Post({"a.rar"});
+  const auto held_after = [](std::size_t border, std::string refusal) {
+    return [border, refusal](Reply reply) {
+      if (!refusal.empty()) reply.bytes = refusal;
+      reply.borders = {border};
+      reply.held = true;
+      return reply;
+    };
+  };
+  const std::string line = "430 no such article\r\n";
+  const std::vector<std::string>& ids = posted.Files()[0].ids;
+  server->On("ARTICLE <" + ids[0], held_after(line.size(), line + line), 1);
+  server->On("ARTICLE <" + ids[1], held_after(1, ""), 1);
+  Start();
+  for (const int part : {2, 3}) {
+    ASSERT_TRUE(clock.RunUntil([&] { return server->Held() == 1 && engine->PartNo == part; }));
+    server->Release();
+  }
+  ASSERT_TRUE(RunToEnd());
+  EXPECT_EQ(server->Connections(), 2);
+  ExpectAllFiles();
+}
+
 // The driver timer on a set clock: silence, reconnecting, the displays.
 class WatchdogTest : public EngineTest {
  protected:

@@ -93,8 +93,9 @@ TEST_F(ThreadTest, TimersFollowTheirMode) {
   Timer timer;
   int falls = 0;
   timer.Action = [&] { ++falls; };
-  timer.SetPeriod(1000);
+  timer.SetPeriod(5000);
   timer.SetMode(2);
+  timer.SetPeriod(1000);  // counts from now
   clock.Advance(999);
   EXPECT_EQ(falls, 0);
   clock.Advance(2001);

@@ -230,6 +230,9 @@ void Engine::Assembly::Assemble() {
       if (engine_.RealFilename.empty()) engine_.RealFilename = NameInBody(number, text);
       const std::string_view body = BodyFor(engine_.Encoding, text);
       Need(joined.Write(body), "the parts could not be joined");
+      // What is left of a boundary must not make the next part's first line one with it.
+      if (engine_.Encoding == "Base64" && !body.ends_with('\n'))
+        Need(joined.Write("\r\n"), "the parts could not be joined");
       engine_.TotalDecodeBytes += static_cast<double>(body.size());
       Thread::Yield();
     }

@@ -34,8 +34,10 @@ std::string Base64Stream::Decode(std::string_view text) {
   std::string decoded;
   decoded.reserve((line_.size() + text.size()) / 4 * 3 + 3);
   for (const char c : text) {
+    const bool second_of_end = c == '\n' && last_ == '\r';
+    last_ = c;
     if (c == '\n' || c == '\r') {
-      EndLine(decoded);
+      if (!second_of_end) EndLine(decoded);
     } else if (kind_ == Line::kData) {
       Take(c, decoded);
     } else if (kind_ == Line::kUnknown) {
@@ -55,11 +57,20 @@ std::string Base64Stream::FinishDecoding() {
 
 void Base64Stream::Judge(std::string& to) {
   line_.resize(line_.find_last_not_of(" \t") + 1);
-  kind_ = std::all_of(line_.begin(), line_.end(), IsData) ? Line::kData : Line::kOther;
-  if (kind_ == Line::kData) {
+  const bool data = std::all_of(line_.begin(), line_.end(), IsData) && !IsWord();
+  kind_ = data ? Line::kData : Line::kOther;
+  if (data) {
     for (const char c : line_) Take(c, to);
+    widest_ = std::max(widest_, line_.size());
   }
+  in_run_ = data && !line_.empty() && !line_.ends_with('=');
   line_.clear();
+}
+
+bool Base64Stream::IsWord() const {
+  const bool closes =
+      line_.ends_with('=') || (static_cast<std::size_t>(characters_) + line_.size()) % 4 == 0;
+  return !in_run_ && !closes && line_.size() < widest_ / 2;
 }
 
 void Base64Stream::EndLine(std::string& to) {

@@ -15,6 +15,25 @@
 #include "store/database.h"
 
 namespace gravlin {
+namespace {
+
+// What a user who sees the end of a run for the first time may do.  The names are those of the
+// set's first repair file and first volume.
+std::string AdviceAfter(int errors, const std::string& par, const std::string& rar) {
+  std::string advice;
+  if (errors > 0)
+    advice = Format(errors, "###,###,##0") + (errors == 1 ? " post has" : " posts have") +
+             " not come. Show Files says of which files; Start asks for them again. ";
+  if (!par.empty()) return advice + "The set is now checked, and unpacked if it is an archive.";
+  if (!rar.empty())
+    return advice +
+           "A set without PAR2 files is not unpacked by itself: choose RAR Decoder in the File "
+           "menu, and there " +
+           rar + ".";
+  return advice + "Your files are in the Downloads folder. Step 6 opens it.";
+}
+
+}  // namespace
 
 void Engine::pbStart_Action() {
   if (!button_stops_ && !RoomForTheRest()) return;
@@ -220,6 +239,7 @@ void Engine::Finish() {
     if (RarFilename.empty() && Code::IsFirstVolume(name)) RarFilename = name;
     Thread::Yield();
   }
+  view_.ShowAdvice(AdviceAfter(TotalErrors, ParFilename, RarFilename));
   if (!ParFilename.empty()) StartPar();
 }
 

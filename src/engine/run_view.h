@@ -29,6 +29,8 @@ class RunView {
   virtual void ShowPeak(std::int32_t highest) = 0;
   virtual void ShowTimeLeft(std::int64_t seconds) = 0;
   virtual void ShowTotalTime(std::int64_t seconds) = 0;
+  // What the user may do after the end of a run; empty when the next one begins.
+  virtual void ShowAdvice(std::string_view text) = 0;
 
   // Percent of the NZB that has been read; below 0 when no import is under way.
   virtual void ShowImportBar(int percent) = 0;

@@ -51,6 +51,7 @@ void Engine::LogOn() {
   mb = 0;
   view_.ShowMegabytes(mb);
   view_.ShowTimeLeft(0);
+  view_.ShowAdvice({});
   TakeServer();
   // Stop may have come meanwhile; the tick ends the sign-off.
   if (!may::Connect(CurrentSituation())) return;

@@ -11,6 +11,7 @@
 #include <QMouseEvent>
 #include <QPushButton>
 #include <QTimer>
+#include <QToolTip>
 #include <QUrl>
 #include <algorithm>
 
@@ -270,8 +271,14 @@ bool Control::Enabled() const { return native_->widget->isEnabledTo(native_->wid
 void Control::SetEnabled(bool enabled) { native_->widget->setEnabled(enabled); }
 
 void Control::SetHelpTag(std::string_view text) {
-  native_->widget->setToolTip(ToQt(text));
+  native_->widget->setToolTip(AsToolTip(ToQt(text)));
   native_->widget->setAccessibleDescription(ToQt(text));
+}
+
+void Control::ShowHelpTag() {
+  QWidget& widget = *native_->widget;
+  if (widget.isVisible() && widget.isActiveWindow())
+    QToolTip::showText(widget.mapToGlobal(QPoint(0, 0)), widget.toolTip(), &widget);
 }
 
 void Control::SetAccessibleName(std::string_view text) {

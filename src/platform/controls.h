@@ -66,7 +66,10 @@ class Control {
   bool Enabled() const;
   void SetEnabled(bool enabled);
   void SetHelpTag(std::string_view text);
-  // Read out for a field whose label is a separate text.
+  // Shows the tag without the mouse, for as long as it takes to read, if the control can be seen in
+  // the window that is in use.
+  void ShowHelpTag();
+  // Read out for a field whose label is a separate text; for menus see StaticText::SetLabels.
   void SetAccessibleName(std::string_view text);
   // Points of the design; 0 is the interface font's own size.
   void SetTextSize(int size);
@@ -111,6 +114,8 @@ class StaticText : public Control {
   void SetTextColor(Color color);
   // Several lines with word wrap; off by default for texts lower than two lines.
   void SetMultiline(bool multiline);
+  // Assistive tools call the field by this text.  A menu has no other name than its choice.
+  void SetLabels(const Control& field);
   bool TextFits() const override;
 };
 

@@ -13,6 +13,7 @@
 #include <QWheelEvent>
 #include <algorithm>
 
+#include "platform/accessible.h"
 #include "platform/controls.h"
 #include "platform/look.h"
 #include "platform/native.h"
@@ -186,6 +187,7 @@ Separator::Separator(Window& window, std::string_view name, const Rect& bounds)
   auto& line = WidgetOf<QFrame>(*this);
   line.setFrameShape(bounds.width >= bounds.height ? QFrame::HLine : QFrame::VLine);
   line.setFrameShadow(QFrame::Sunken);
+  SetRole(line, QAccessible::Separator);
 }
 
 }  // namespace gravlin

@@ -211,6 +211,10 @@ void StaticText::SetMultiline(bool multiline) {
   if (LargerBy() > 0) native_->ChooseFont();
 }
 
+void StaticText::SetLabels(const Control& field) {
+  LabelOf(*this).Widget().setBuddy(field.Native().widget);
+}
+
 bool StaticText::TextFits() const {
   const LabelNative& native = LabelOf(*this);
   return native.HasRoomFor(native.widget->font());

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <tuple>
 
+#include "platform/accessible.h"
 #include "platform/application.h"
 #include "platform/calls.h"
 #include "platform/clock.h"
@@ -93,7 +94,9 @@ WindowNative::WindowNative(Window& owner, const WindowStyle& made)
   frame = std::make_unique<WindowFrame>(*this);
   frame->setWindowFlags(FlagsOf(style));
   frame->setWindowTitle(ToQt(style.title));
-  if (style.frame == Frame::kMovableModal) frame->setWindowModality(Qt::ApplicationModal);
+  const bool modal = style.frame == Frame::kMovableModal;
+  SetRole(*frame, modal ? QAccessible::Dialog : QAccessible::Window);
+  if (modal) frame->setWindowModality(Qt::ApplicationModal);
   content = new Content(*this, frame.get());
   ApplyLimits();
   const QScreen* screen = QApplication::primaryScreen();
@@ -163,6 +166,7 @@ void WindowNative::SetTabOrder() {
       if (!control->MouseDown) continue;
       native.widget->setFocusPolicy(Qt::TabFocus);
       native.widget->setAccessibleDescription("Link. Press Enter to open it.");
+      SetRole(*native.widget, QAccessible::Link);
     }
     auto page_at = std::find(pages.begin(), pages.end(), native.page);
     if (page_at == pages.end()) page_at = pages.insert(pages.end(), native.page);

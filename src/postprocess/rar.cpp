@@ -97,6 +97,7 @@ void Rar::PrepareParser() {
   RarComment.clear();
   Unfinished.clear();
   ParseMode = "start";
+  Advise({});
 }
 
 // An archive may have come with links next to it that lead out of its folder; unrar would write
@@ -133,6 +134,12 @@ void Rar::ParseRar() {
   if (Lines.empty()) return;
   ParseNewLines(
       [this](const std::string& line, bool whole) { ReadUnrarLine(line, whole, *this, *this); });
+  // Neither these words nor the silence after them says why; the question went to no terminal.
+  if (FileGrew && SameText(Lines.back(), "Program aborted"))
+    Advise(
+        "unrar has given up. Most often the archive wants a password, which Gravlin cannot ask "
+        "for. In a terminal it asks itself: unrar e " +
+        fInput.Name() + ". Quit Gravlin and start it anew before the next extraction.");
   if (const auto ending = FindUnrarEnding(Lines)) Finish(*ending);
 }
 
@@ -147,9 +154,11 @@ void Rar::Finish(UnrarEnding ending) {
     }
     case UnrarEnding::kErrors:
       ShowStatus("Archive damaged or incomplete.");
+      Advise("If there are PAR2 files, repair the set first: choose PAR Decoder in the File menu.");
       break;
     case UnrarEnding::kNoFiles:
       ShowStatus("Something went wrong.");
+      Advise("unrar has found nothing to unpack: the file is damaged, or it is no RAR archive.");
       break;
   }
   GiveBackRight();

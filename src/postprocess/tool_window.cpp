@@ -98,6 +98,11 @@ void ToolWindow::ShowStatusLine(std::string_view line) {
   stStatus.Refresh();
 }
 
+void ToolWindow::Advise(std::string_view text) {
+  stStatus.SetHelpTag(text);
+  stStatus.ShowHelpTag();
+}
+
 void ToolWindow::Log(std::string_view method, std::string_view words) {
   const std::string label = std::string(name_) + "." + std::string(method);
   WriteToLog(label, words);

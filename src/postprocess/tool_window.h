@@ -47,6 +47,8 @@ class ToolWindow : public Window, private ToolRunView, public ToolRun {
   // Further settings of the window, and the end of the statement that saves them.
   virtual void ReadPlace(const RecordSet&) {}
   virtual std::string MorePlace() const { return {}; }
+  // What the user may do now, in words next to the status; empty when a run begins.
+  void Advise(std::string_view text);
   // Shows that the tool is writing when no percentage is known.
   void Crawl();
 

@@ -59,6 +59,12 @@ void Gravlin::ShowTotalTime(std::int64_t seconds) {
   stTime.SetHelpTag("Total download time.");
 }
 
+// The status says only "Done." in the end.
+void Gravlin::ShowAdvice(std::string_view text) {
+  stStatus.SetHelpTag(text);
+  stStatus.ShowHelpTag();
+}
+
 void Gravlin::ShowImportBar(int percent) {
   barParse.SetVisible(percent >= 0);
   if (percent >= 0) barParse.SetValue(percent);

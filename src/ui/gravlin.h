@@ -50,6 +50,7 @@ class Gravlin : public Window, public WizardControls, private RunView, public En
   void ShowPeak(std::int32_t highest) override;
   void ShowTimeLeft(std::int64_t seconds) override;
   void ShowTotalTime(std::int64_t seconds) override;
+  void ShowAdvice(std::string_view text) override;
   void ShowImportBar(int percent) override;
   void ShowDownloadTab() override;
   void FillServerForm(const RecordSet& server) override;

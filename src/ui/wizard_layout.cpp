@@ -118,7 +118,7 @@ ServerTab::ServerTab(Window& window)
   efUserName.SetAccessibleName("Username");
   efPassword.SetAccessibleName("Password");
   efPort.SetAccessibleName("Port");
-  pmSSL.SetAccessibleName("SSL");
+  stSSL.SetLabels(pmSSL);
   for (const std::string_view entry : SSLMenu()) pmSSL.AddRow(entry);
   pmSSL.SetListIndex(0);
 }

@@ -33,7 +33,7 @@ using loopback::Answer, loopback::ArticleReply, loopback::Change, loopback::Codi
 
 // What a run shows, kept for a test to look at.
 struct ShownRun : RunView {
-  std::string status, error;
+  std::string status, error, advice;
   bool stops = false, enabled = true, download_tab = false;
   double percent = 0;
   std::int32_t speed = 0, peak = 0;
@@ -55,6 +55,7 @@ struct ShownRun : RunView {
   void ShowPeak(std::int32_t shown) override { peak = shown; }
   void ShowTimeLeft(std::int64_t shown) override { time_left = shown; }
   void ShowTotalTime(std::int64_t) override {}
+  void ShowAdvice(std::string_view text) override { advice = text; }
   void ShowImportBar(int) override {}
   void ShowDownloadTab() override { download_tab = true; }
   ServerSettings FormServer() const override { return form; }
