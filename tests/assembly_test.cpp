@@ -214,37 +214,6 @@ TEST_F(AssemblyTest, AFailureLosesNoPartAndLeavesNoHalfFile) {
   EXPECT_EQ(ReadFile(folder / "Downloads/a.bin"), "again");
 }
 
-TEST_F(AssemblyTest, ASecondAssemblyWaitsAndBothKeepTheirOwnFile) {
-  SetSlice(0);
-  Choose("one.bin", "one");
-  for (int i = 1; i <= 50; ++i) {
-    PutPart("one.bin", Format(i, "00000"), Yenc(std::string(1000, 'a'), "one.bin"));
-  }
-  engine->LargestPartNo = 50;
-  engine->StartConcat();
-  Choose("two.bin", "two", 1);
-  PutPart("two.bin", "00001", Yenc("two", "2.bin"));
-  engine->StartConcat();
-  // The run has moved to another file meanwhile.
-  Choose("three.bin", "three", 0);
-  bool overlapped = false, early = false;
-  ASSERT_TRUE(clock.RunUntil([&] {
-    const bool one_done = folder.Item("Downloads/one.bin").Exists();
-    overlapped = overlapped || (!one_done && folder.Item("Parts/two.bin.txt").Exists());
-    early = early || (engine->ThreadFlag() && LiveThreads() > 0 && Code::InActiveFiles("two.bin"));
-    return LiveThreads() == 0;
-  }));
-  SetSlice(8);
-  EXPECT_FALSE(overlapped);
-  EXPECT_FALSE(early) << "the run would continue while the second file is still being assembled";
-  EXPECT_TRUE(engine->ThreadFlag());
-  EXPECT_EQ(Names("Downloads"), (NameSet{"one.bin", "2.bin"}));
-  EXPECT_EQ(ReadFile(folder / "Downloads/one.bin").size(), 50'000u);
-  EXPECT_EQ(Names("Parts"), NameSet{});
-  EXPECT_EQ(Stored("(Select * from NZBFiles order by ID)", "group_concat(Filename)"),
-            "one.bin,2.bin,three.bin");
-}
-
 TEST_F(AssemblyTest, AFileInWorkIsNotTakenTwice) {
   Choose("a.bin");
   PutPart("a.bin", "00001", Yenc("x", "a.bin"));

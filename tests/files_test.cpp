@@ -182,6 +182,10 @@ TEST(Streams, TellOfALostByteHoweverLateTheyNotice) {
   EXPECT_FALSE(early.Write(std::string(64, 'y'))) << "there is room again, but bytes are missing";
   EXPECT_FALSE(early.Close());
   EXPECT_EQ(ReadFile(temp / "g"), std::string(10, 'x'));
+  // Its first bytes are no memory of this process.
+  LongBinaryStream unreadable(FolderItem::FromPath("/proc/self/mem"), false);
+  EXPECT_TRUE(unreadable.EndOfFile());
+  EXPECT_FALSE(unreadable.Close());
 }
 
 }  // namespace

@@ -50,16 +50,6 @@ TEST_F(HandOffTest, TheEndOfADownloadStartsTheRepairOfItsSet) {
   EXPECT_EQ(Window::All().size(), 5u) << "a further window for each set, and that of the advice";
 }
 
-TEST_F(HandOffTest, ASetWithoutAnArchiveEndsByWhatUnrarMakesOfTheFolder) {
-  UseRealTools();
-  Shell("seq 9999 > a.bin; par2 create -q -q a.par2 a.bin");
-  main_window.ParFilename = "a.par2";
-  main_window.StartPar();
-  ASSERT_TRUE(RunTool([&] { return Window::IfOpen<Rar>() && !Code::RarJobRunning; }));
-  EXPECT_EQ(Window::IfOpen<Rar>()->fInput, folder.Item());
-  EXPECT_EQ(Window::IfOpen<Rar>()->stStatus.Text(), "Something went wrong.");
-}
-
 // It is not tried again, and the tool runs with the next file.
 TEST_F(HandOffTest, APathOfWhichNoCommandCanBeMadeIsRefusedOnce) {
   Script("write Repair complete.\\n\n", "it's.par2");
@@ -84,38 +74,6 @@ TEST_F(HandOffTest, APathOfWhichNoCommandCanBeMadeIsRefusedOnce) {
   const FolderItem plain = folder.Write("a.par2", ReadFile(folder / "it's.par2"));
   OpenParDocument(plain);
   EXPECT_TRUE(RunTool([&] { return par.stStatus.Text() == "Repair complete."; }));
-  // The path of the output contains a quote, from the home folder.
-  Code::AppDataFolder = folder.Item("o'neil");
-  Code::AppDataFolder.CreateAsFolder();
-  OpenParDocument(plain);
-  EXPECT_TRUE(
-      par.stStatus.Text().ends_with("a single quote in the path " + in + "/o'neil/unPar.txt"));
-}
-
-TEST_F(HandOffTest, EachFileGetsItsRunWhicheverWayItCameIn) {
-  for (const char* name : {"one.par2", "two.par2", "three.par2", "four.par2"})
-    Script("write Repair complete.\\n\n", name);
-  std::string begun;
-  OpenParWindow();
-  Par& par = *Window::IfOpen<Par>();
-  const FolderItem archive = folder.Item("of an earlier set.rar");
-  par.stStatus.TextChange = [&] {
-    if (InStr(par.stStatus.Text(), ". Starting...") == 0) return;
-    begun += par.fInput.Name() + " " + Str(par.FixPath) + (par.fRAR.IsNil() ? " " : " archive ");
-    par.fRAR = archive;
-  };
-  par.pbSelectFile.DropObject(DragItem{folder.Item("one.par2")});
-  par.fRAR = archive;
-  OpenParDocument(folder.Item("two.par2"));
-  Asked().chosen = {folder.Item("three.par2"), FolderItem()};
-  par.pbSelectFile.Action();  // from a dialog that was opened before
-  par.pbSelectFile.Action();
-  par.pbSelectFile.DropObject(DragItem{folder.Item("four.par2")});
-  EXPECT_EQ(par.stStatus.Text(), "File selected: one.par2 (3 more files wait)");
-  EXPECT_TRUE(RunTool(
-      [&] { return InStr(begun, "four") > 0 && par.stStatus.Text() == "Repair complete."; }));
-  EXPECT_EQ(begun, "one.par2 1 archive two.par2 2 three.par2 1 four.par2 1 ");
-  par.stStatus.TextChange = nullptr;
 }
 
 TEST_F(HandOffTest, AFileThatWaitsHidesNoFailureAndIsNotDroppedWithoutAWord) {
@@ -153,18 +111,6 @@ TEST(Commands, Par2GetsPathsFromTheRootWithoutASlash) {
   EXPECT_EQ(Par2Command(At("/p"), At("/d:1/x:2"), 2, At("/o")), "'p' repair 'd/1/x/2' > 'o'");
 }
 
-TEST(Commands, UnrarGetsAbsolutePathsAndATargetThatEndsInASlash) {
-  const TempFolder folder;
-  const std::string in = folder.Path().string();
-  const auto command = [&](int fix_path, const std::string& target) {
-    return UnrarCommand(At("/usr/bin/unrar"), At("/d/a b.rar"), fix_path, At(target), At("/u.txt"));
-  };
-  EXPECT_EQ(command(1, in), "'/usr/bin/unrar' e -o+ '/d/a b.rar' '" + in + "/' > '/u.txt'");
-  EXPECT_EQ(command(2, "/not/there"),
-            "'/usr/bin/unrar' e -o+ '/d/a b.rar' '/not/there/' > '/u.txt'");
-  EXPECT_EQ(command(0, in), "'/usr/bin/unrar' e -o+ '/usr/bin/unrar' '" + in + "/' > '/u.txt'");
-}
-
 int signal_pipe[2];
 
 // A child that is not yet its tool must not run the program's signal handler.
@@ -181,19 +127,6 @@ TEST(Shell, ACloseRightAfterTheStartReachesTheChildAlone) {
   char told;
   EXPECT_EQ(read(signal_pipe[0], &told, 1), -1);
   std::signal(SIGTERM, before);
-}
-
-TEST(Commands, APathWithASingleQuoteIsNeverHandedToTheShell) {
-  const FolderItem plain = At("/a/b"), name = At("/a/b';touch x;'.par2"), above = At("/it's/b");
-  for (const FolderItem& bad : {name, above}) {
-    EXPECT_FALSE(Par2Command(bad, plain, 1, plain));
-    EXPECT_FALSE(Par2Command(plain, bad, 2, plain));
-    EXPECT_FALSE(Par2Command(plain, plain, 1, bad));
-    EXPECT_FALSE(UnrarCommand(bad, plain, 1, plain, plain));
-    EXPECT_FALSE(UnrarCommand(plain, bad, 1, plain, plain));
-    EXPECT_FALSE(UnrarCommand(plain, plain, 2, bad, plain));
-    EXPECT_FALSE(UnrarCommand(plain, plain, 2, plain, bad));
-  }
 }
 
 }  // namespace

@@ -215,33 +215,5 @@ TEST_F(ImportTest, AListThatCannotBeStoredWholeIsReportedAndLeftOut) {
             "file.");
 }
 
-// The delete of a failed import waits for another writer, and must not run after the next list was
-// dropped on the window.
-TEST_F(ImportTest, TheDeleteOfAFailedImportLeavesTheNextList) {
-  Start(folder.Write("bad.nzb", "<file x>"));
-  ASSERT_TRUE(clock.RunUntil([] { return !Code::DBFree; }));
-  Code::SaveToDB({"Update Settings set Future1='typed meanwhile'"}, "none");
-  ASSERT_TRUE(clock.RunUntil([] { return !Asked().boxes.empty() && LiveThreads() < 3; }));
-  Start(folder.Write("good.nzb", FileElement("b.rar", 1)));
-  EXPECT_TRUE(Ended());
-  EXPECT_EQ(Names(), "b.rar");
-}
-
-// A name that would change the statement is not stored.
-TEST_F(ImportTest, ANameWithAQuoteReachesNoStatement) {
-  Import(FileElement("a.rar", 1), "a',Cols=(select URL from Servers),Name='b.nzb");
-  EXPECT_EQ(Stored("Settings_Gravlin", "Cols||Name"), "");
-  EXPECT_EQ(Names(), "a.rar");
-}
-
-TEST_F(ImportTest, TheSecondFileOfTwoDropsWins) {
-  Start(folder.Write("first.nzb", FileElement("a.rar", 2000)));
-  clock.Advance(1);
-  Start(folder.Write("second.nzb", FileElement("b.rar", 1, 7)));
-  EXPECT_TRUE(Ended());
-  EXPECT_EQ(window.done, "first.nzb=200000;second.nzb=7;");
-  EXPECT_EQ(Names() + Stored("Settings_Gravlin", "Name"), "b.rarsecond.nzb");
-}
-
 }  // namespace
 }  // namespace gravlin

@@ -101,21 +101,6 @@ TEST_F(ListboxTest, TheSelectionFollowsItsRowAndChangesAreTold) {
   EXPECT_EQ(log, "1 -1 0 -1 ");
 }
 
-TEST_F(ListboxTest, AHiddenTableIsNotToldUntilItIsSeen) {
-  for (int row = 0; row < 100'000; ++row) {
-    list.AddRow("file " + Str(row));
-    list.SetCell(row, 1, "x");
-    list.SetListIndex(row);
-  }
-  Settle();
-  EXPECT_EQ(view.model()->rowCount(), 0);
-  Show();
-  EXPECT_EQ(view.model()->rowCount(), 100'000);
-  EXPECT_EQ(Shown(99'999, 0), "file 99999");
-  EXPECT_EQ(view.currentIndex().row(), 99'999);
-  EXPECT_GT(view.verticalScrollBar()->value(), 99'000);
-}
-
 TEST_F(ListboxTest, ARebuildIsToldOnceAfterAnyHoldAndLeavesTheScrollBarAlone) {
   const auto build = [this](const std::string& note) {
     const Listbox::Held held(list);
@@ -169,19 +154,6 @@ TEST_F(ListboxTest, AHeadingSortsAsTheHandlerSaysEvenIfItKnowsNoTies) {
     EXPECT_EQ(list.FindRow("a"), list.ListIndex());
   }
   EXPECT_EQ(Shown(0, 0), "A");
-}
-
-TEST_F(ListboxTest, ColumnWidthsAreTakenAsTheyCome) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"50,60,70", "50,60,70"}, {"50", "50,80,80"},        {"1,2,3,4,5", "1,2,3"},
-      {"x,60", "0,60,80"},      {" 70 ,-5,1e9", "70,0,1"}, {"", "100,80,80"}};
-  for (const auto& [given, widths] : cases) {
-    list.SetColumnWidths("100,80,80");
-    list.SetColumnWidths(given);
-    EXPECT_EQ(list.ColumnWidths(), widths) << given;
-  }
-  view.setColumnWidth(1, 33);  // as by the user's drag
-  EXPECT_EQ(list.ColumnWidths(), "100,33,80");
 }
 
 // Text from outside is shown as it is, in tool tips too, and does not reverse other text.

@@ -1,4 +1,4 @@
-// The output of par2 and unrar, read in any state of the parsers.  tests/data has good seeds.
+// The output of par2 and unrar, read in any state of the parsers.
 #include <cstdlib>
 
 #include "nzb/names.h"

@@ -50,12 +50,12 @@ class ToolTest : public StoreTest {
     siginfo_t child{};
     return waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == 0 && child.si_pid == 0;
   }
-  // Advances the clock until `done`.  While a tool runs, only some times faster than real time, so
-  // that a busy machine does not make the tool look silent.
+  // Advances the clock until `done`.  While a tool runs, slower than real time, so that a busy
+  // machine does not make the tool look silent.
   bool RunTool(const std::function<bool()>& done, std::int64_t limit = 100'000) {
     for (std::int64_t spent = 0, step = 0; !done(); spent += step) {
       if (spent > limit) return false;
-      step = ToolRuns() ? 10 : 250;
+      step = ToolRuns() ? 1 : 250;
       PumpEvents(2);
       clock.Advance(step);
     }
