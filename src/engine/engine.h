@@ -37,7 +37,7 @@ struct AssemblyJob {
   std::int32_t LargestPartNo = 0;
   std::int32_t DownloaderFilesID = 0;
   // From Assemble to Decode.
-  std::vector<std::int32_t> numbers = {};     // of the parts that are joined
+  std::vector<std::int32_t> numbers = {};      // of the parts that are joined
   std::shared_ptr<AheadFile> ahead = nullptr;  // what they decode to, if that is done already
 };
 
