@@ -22,6 +22,9 @@
 
 namespace gravlin::walks {
 
+// Must be in no box, status and log.
+constexpr std::string_view kPassword = "S3cr3t-Pw";
+
 class World : public Clock, public Desktop {
  public:
   // Works in `folder`, which it empties.

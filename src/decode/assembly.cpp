@@ -11,6 +11,7 @@
 
 #include "decode/decode_file.h"
 #include "decode/encodings.h"
+#include "decode/part_deletion.h"
 #include "engine/active_files.h"
 #include "engine/engine.h"
 #include "engine/part_files.h"
@@ -43,24 +44,6 @@ void ReadPart(const FolderItem& part, std::string& text) {
   text.resize(static_cast<std::size_t>(part.Length()));
   Need(stream.Read(text.data(), text.size()) == text.size(), "a part could not be read");
 }
-
-// Deletes files, and gives their room back later: that takes most of the time, and the next file
-// need not wait for it.
-class FreeThread : public Thread {
- public:
-  void Delete(const FolderItem& file) {
-    if (open_.size() < kMost)
-      if (FileHandle handle = file.OpenToDelete()) open_.push_back(std::move(handle));
-    file.Delete();
-  }
-
- private:
-  static constexpr std::size_t kMost = 128;  // a process has 1,024 or more
-  void Event_Run() override {
-    Offload([this] { open_.clear(); });
-  }
-  std::vector<FileHandle> open_;  // keep the system from it
-};
 
 std::string_view BodyFor(std::string_view encoding, std::string_view text) {
   if (encoding == "UU") return Code::StripUU(text);
@@ -200,7 +183,7 @@ void Engine::Assembly::DecodeJoined() {
 void Engine::Assembly::PutInPlace() {
   bool flushed = false, moved = false;
   FolderItem file = engine_.fTemp;
-  auto deleted = std::make_unique<FreeThread>();
+  auto deleted = std::make_unique<PartDeletion>();
   // In one call, since the next file waits for each time that a helper is woken.
   Thread::Offload(
       [&, joined = JoinedFile(), folder = engine_.fDownloads, parts = engine_.fParts]() mutable {
