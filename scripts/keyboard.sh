@@ -1,5 +1,7 @@
 # A user who only has the keyboard, with real X events; sourced by what defines await and picture.
 
+# A window manager runs.  Windows that come while it takes over the display are never shown.
+managed() { xprop -root _NET_SUPPORTING_WM_CHECK | grep 0x; }
 settle() { sleep 0.3; }
 keys() { xdotool key --delay 40 "$@"; settle; }
 words() { xdotool type --delay 15 "$1"; settle; }
