@@ -210,7 +210,7 @@ void ServerMisbehaves(World& world, Random& random) {
   static constexpr const char* kRequests[] = {"",        "AUTHINFO", "GROUP",
                                               "ARTICLE", "ARTICLE",  "quit"};
   auto misdeed = static_cast<Misdeed>(random.Between(1, static_cast<int>(Misdeed::kCount) - 1));
-  if (misdeed == Misdeed::kFlood && !random.OneIn(16)) misdeed = Misdeed::kCut;
+  if (misdeed == Misdeed::kFlood && !random.OneIn(8)) misdeed = Misdeed::kCut;
   world.server->Misbehave(kRequests[random.Below(6)], misdeed);
 }
 void ServerCuts(World& world, Random&) { world.server->CutAll(); }
