@@ -37,6 +37,11 @@ void ImportTwice(World& world, Random& random) {
   world.Import(random.Below(3));
   world.Import(random.Below(3));
 }
+void ImportWithParts(World& world, Random& random) {
+  const int set = random.Below(3);
+  world.LeaveParts(set);
+  world.Import(set);
+}
 void ImportBroken(World& world, Random& random) {
   static constexpr const char* kTexts[] = {
       "", "no nzb",
@@ -247,6 +252,7 @@ const std::vector<StepKind>& AllSteps() {
       {"Start or Stop", 24, Start},
       {"import", 10, Import},
       {"two imports", 2, ImportTwice},
+      {"import over parts", 4, ImportWithParts},
       {"import of a broken NZB", 3, ImportBroken},
       {"edit the form", 4, EditForm},
       {"repair the form", 4, RepairForm},

@@ -153,11 +153,11 @@ void World::LosePower() {
   Disk::Get().LosePower(random_);
 }
 
-void World::LeaveParts() {
+void World::LeaveParts(int set) {
   std::error_code ignored;
   fs::create_directories(folder_ + "/Gravlin/Parts", ignored);
   for (const auto& [first, expected] : expected_) {
-    if (random_.OneIn(2)) continue;
+    if (random_.OneIn(2) || (set >= 0 && expected.name[0] != 'a' + set)) continue;
     const bool some = random_.OneIn(4);
     for (const std::string& id : expected.ids) {
       const auto part = part_of_.find(id);

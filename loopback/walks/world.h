@@ -36,8 +36,9 @@ class World : public Clock, public Desktop {
   void Quit();
   void Kill();
   void LosePower();
-  // Between an end and a launch: parts of these files, all or some, as an earlier run left them.
-  void LeaveParts();
+  // Parts of files of this set, or of all of them, come to lie there, as an earlier run or a backup
+  // left them.
+  void LeaveParts(int set = -1);
   void Import(int set);
   void ImportText(const std::string& text);
   void PressStart();
