@@ -123,7 +123,12 @@ void Engine::DropForeignReply() {
 // Counts as an error, and this run asks for it no more.
 void Engine::GiveUpArticle(const std::string& why) {
   given_up_.insert(MessageID);
-  RecordError(why);
+  CountFailedPart(why);
+}
+
+// A part that does not come in this run is an error of its file, and dealt with.
+void Engine::CountFailedPart(std::string_view code) {
+  RecordError(code);
   ++PartsDone;
   UpdateBar1();
 }
@@ -211,9 +216,7 @@ void Engine::FailPart(std::string_view why) {
   ArticleBody.clear();
   SetStatus(text);
   WriteDebug("SaveAndDecodePart", text);
-  RecordError(text);
-  ++PartsDone;
-  UpdateBar1();
+  CountFailedPart(text);
   if (disk_failures_ < kDiskFailures) {
     GetNextArticle();
     return;

@@ -99,9 +99,7 @@ void Engine::GiveUpEndlessReply() {
   SetStatus(text);
   WriteDebug("TheTimer", text);
   if (!may::CallAgainAtOnce(CurrentSituation())) return;
-  if (state_ == states::kSentArticle || state_ == states::kReceivingArticle) {
-    GiveUpArticle(text);
-  }
+  if (state_ == states::kSentArticle || state_ == states::kReceivingArticle) GiveUpArticle(text);
   Reconnect();
 }
 

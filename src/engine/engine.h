@@ -234,6 +234,7 @@ class Engine : public ImportOwner {
   void FailPart(std::string_view why);
   void DropForeignReply();
   void GiveUpArticle(const std::string& why);
+  void CountFailedPart(std::string_view code);
   void CountPart(std::size_t bytes);
   int SelectRowOf(std::string_view filename);
 

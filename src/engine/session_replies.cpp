@@ -131,10 +131,8 @@ void Engine::GroupRefused(std::string_view) {
 void Engine::ArticleRefused(std::string_view code) {
   const std::string text = "Error receiving article: " + std::string(code);
   SetStatus(text);
-  RecordError(code);
+  CountFailedPart(code);
   WriteDebug("News.DataAvailable sent article", text);
-  ++PartsDone;
-  UpdateBar1();
   GetNextArticle();
 }
 
